@@ -1,0 +1,96 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <cstring>
+#include <string>
+
+namespace test_support {
+
+/// The edge of a buffer that touches a protected page. The other edge is watched by guard values.
+enum class protected_edge { begin, end };
+
+/// What the guard values, and the buffer itself at first, are filled with. The two are each other's
+/// complement: a stray write that happens to store what stood there is seen under the other one.
+enum class fill_pattern : unsigned char { checker = 0x55, inverse_checker = 0xaa };
+
+/// Bytes of which one edge lies exactly at a page that can be neither read nor written, so that the
+/// first access past that edge raises SIGSEGV, while the bytes past the other edge hold guard
+/// values that `damage` compares. Neither copied nor moved; throws `std::bad_alloc` when the pages
+/// cannot be had.
+class guarded_buffer {
+ public:
+  guarded_buffer(std::size_t size, protected_edge edge, fill_pattern pattern);
+  ~guarded_buffer();
+  guarded_buffer(const guarded_buffer&) = delete;
+  guarded_buffer& operator=(const guarded_buffer&) = delete;
+
+  /// First byte; aligned to a page when the protected page comes first, else as `size` leaves it.
+  unsigned char* data() { return data_; }
+  const unsigned char* data() const { return data_; }
+  std::size_t size() const { return size_; }
+  unsigned char fill() const { return fill_; }
+
+  /// Empty while every guard value is in place; otherwise says which byte has changed, counted from
+  /// the first byte of the buffer (negative before it).
+  std::string damage() const;
+
+ private:
+  unsigned char* mapping_ = nullptr;
+  std::size_t mapped_ = 0;
+  unsigned char* accessible_ = nullptr;  // between the two protected pages
+  std::size_t accessible_size_ = 0;
+  unsigned char* data_ = nullptr;
+  std::size_t size_;
+  unsigned char fill_;
+};
+
+/// One image plane in a guarded buffer: rows of `width` samples, `step` bytes from row to row, the
+/// bytes between the rows being guard values too. With the edge at the end, the last sample of the
+/// last row is the last thing before the protected page.
+template <typename T>
+class guarded_plane {
+ public:
+  guarded_plane(std::size_t width, std::size_t height, std::size_t step, protected_edge edge,
+                fill_pattern pattern)
+      : width_(width),
+        height_(height),
+        step_(step),
+        buffer_(height == 0 ? 0 : (height - 1) * step + width * sizeof(T), edge, pattern) {}
+
+  /// First sample of the first row. Aligned for `T` whenever `step` is a multiple of its size.
+  T* data() { return reinterpret_cast<T*>(buffer_.data()); }
+  std::size_t width() const { return width_; }
+  std::size_t height() const { return height_; }
+  std::size_t step() const { return step_; }
+
+  T get(std::size_t x, std::size_t y) const {
+    T sample;
+    std::memcpy(&sample, buffer_.data() + y * step_ + x * sizeof(T), sizeof(T));
+    return sample;
+  }
+  void set(std::size_t x, std::size_t y, T sample) {
+    std::memcpy(buffer_.data() + y * step_ + x * sizeof(T), &sample, sizeof(T));
+  }
+
+  /// As `guarded_buffer::damage`, the gaps between the rows included.
+  std::string damage() const {
+    for (std::size_t y = 0; y + 1 < height_; ++y) {
+      for (std::size_t i = width_ * sizeof(T); i < step_; ++i) {
+        if (buffer_.data()[y * step_ + i] != buffer_.fill()) {
+          return "guard value changed " + std::to_string(i - width_ * sizeof(T)) +
+                 " bytes behind row " + std::to_string(y);
+        }
+      }
+    }
+    return buffer_.damage();
+  }
+
+ private:
+  std::size_t width_;
+  std::size_t height_;
+  std::size_t step_;
+  guarded_buffer buffer_;
+};
+
+}  // namespace test_support
