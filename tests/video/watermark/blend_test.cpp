@@ -1,0 +1,97 @@
+#include <gtest/gtest.h>
+
+#include <vector>
+
+#include "tests/video/watermark/exact_blend.h"
+#include "video/watermark/blend_row.h"
+
+namespace {
+
+using ns_video_watermark::blend_row;
+using ns_video_watermark::blend_sample;
+using watermark_test::exact_blend;
+
+unsigned int blend(unsigned int frame, unsigned int overlay, unsigned int alpha) {
+  return blend_sample(static_cast<unsigned char>(frame), static_cast<unsigned char>(overlay),
+                      static_cast<unsigned char>(alpha));
+}
+
+TEST(Blend, TruncatesAndNeverRounds) {
+  EXPECT_EQ(blend(200, 95, 102), 157U);  // 158 in exact numbers
+  EXPECT_EQ(blend(95, 95, 102), 94U);
+  EXPECT_EQ(blend(128, 128, 102), 128U);
+}
+
+TEST(Blend, EndsOfTheAlphaRangeAreExact) {
+  for (unsigned int frame = 0; frame < 256; ++frame) {
+    for (unsigned int overlay = 0; overlay < 256; ++overlay) {
+      ASSERT_EQ(blend(frame, overlay, 0), frame);
+      ASSERT_EQ(blend(frame, overlay, 255), overlay);
+    }
+  }
+}
+
+TEST(Blend, NeutralChromaStaysNeutral) {
+  for (unsigned int alpha = 0; alpha < 256; ++alpha) ASSERT_EQ(blend(128, 128, alpha), 128U);
+}
+
+TEST(Blend, EveryInputAgreesWithExactIntegers) {
+  unsigned int mismatches = 0;
+  for (unsigned int alpha = 0; alpha < 256; ++alpha) {
+    const exact_blend exact(alpha);
+    for (unsigned int overlay = 0; overlay < 256; ++overlay) {
+      for (unsigned int frame = 0; frame < 256; ++frame) {
+        if (blend(frame, overlay, alpha) == exact(frame, overlay)) continue;
+        if (mismatches++ == 0) {
+          ADD_FAILURE() << "frame " << frame << ", overlay " << overlay << ", alpha " << alpha
+                        << ": " << blend(frame, overlay, alpha) << ", exactly "
+                        << exact(frame, overlay);
+        }
+      }
+    }
+  }
+  EXPECT_EQ(mismatches, 0U);
+}
+
+// The result lies one below the true quotient or on it, and below only where that is a whole
+// number.
+TEST(Blend, EveryInputIsTheQuotientOrOneLessWhereThatIsWhole) {
+  unsigned int lowered = 0;
+  unsigned int mismatches = 0;
+  for (unsigned int alpha = 0; alpha < 256; ++alpha) {
+    for (unsigned int overlay = 0; overlay < 256; ++overlay) {
+      for (unsigned int frame = 0; frame < 256; ++frame) {
+        const unsigned int sum = overlay * alpha + frame * (255 - alpha);
+        const unsigned int result = blend(frame, overlay, alpha);
+        if (result == sum / 255) continue;
+        ++lowered;
+        if (sum % 255 != 0 || result + 1 != sum / 255) ++mismatches;
+      }
+    }
+  }
+  EXPECT_EQ(mismatches, 0U);
+  EXPECT_GT(lowered, 0U);
+}
+
+TEST(BlendRow, TakesEveryStepOfTheAlphaAndNothingPastTheEnd) {
+  for (const std::size_t step : {std::size_t{1}, std::size_t{2}}) {
+    for (std::size_t count = 0; count <= 67; ++count) {
+      std::vector<unsigned char> frame(count);
+      std::vector<unsigned char> overlay(count);
+      std::vector<unsigned char> alpha(count == 0 ? 0 : (count - 1) * step + 1);
+      for (std::size_t i = 0; i < count; ++i) frame[i] = static_cast<unsigned char>(i * 73 + 5);
+      for (std::size_t i = 0; i < count; ++i) overlay[i] = static_cast<unsigned char>(i * 151 + 9);
+      for (std::size_t i = 0; i < alpha.size(); ++i) {
+        alpha[i] = static_cast<unsigned char>(i * 59 + 31);
+      }
+      std::vector<unsigned char> out(count + 1, 0xA5);
+      blend_row(out.data(), frame.data(), overlay.data(), alpha.data(), step, count);
+      for (std::size_t i = 0; i < count; ++i) {
+        ASSERT_EQ(out[i], exact_blend(alpha[i * step])(frame[i], overlay[i])) << "sample " << i;
+      }
+      ASSERT_EQ(out[count], 0xA5);
+    }
+  }
+}
+
+}  // namespace

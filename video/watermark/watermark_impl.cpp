@@ -1,0 +1,219 @@
+#include "video/watermark/watermark_impl.h"
+
+#include <algorithm>
+#include <cstdint>
+#include <cstring>
+#include <memory>
+
+#include "video/watermark/blend_row.h"
+
+namespace ns_video_watermark {
+namespace {
+
+constexpr unsigned int opacity_table_entries = 256;
+
+unsigned char* make_opacity_table(unsigned int opacity) {
+  auto* const table = new unsigned char[opacity_table_entries];
+  const float factor = static_cast<float>(opacity) / 100.0f;
+  for (unsigned int i = 0; i < opacity_table_entries; ++i) {
+    const float value = static_cast<float>(i) * factor;
+    table[i] = value > 255.0f ? 255 : static_cast<unsigned char>(value);
+  }
+  return table;
+}
+
+void fade(unsigned char* alpha, std::size_t count, const unsigned char* table) {
+  for (std::size_t i = 0; i < count; ++i) alpha[i] = table[alpha[i]];
+}
+
+// Whether a plane of luma and two of chroma have no more bytes than 32 bits can count.
+bool countable(std::uint64_t luma, std::uint64_t chroma) {
+  constexpr std::uint64_t limit = std::numeric_limits<std::uint32_t>::max();
+  return luma <= limit && chroma <= limit && luma + 2 * chroma <= limit;
+}
+
+// How the overlay lies in one plane, in samples.
+struct plane_layout {
+  std::size_t above;           // before its first row
+  std::size_t left;            // before it in each of its rows
+  std::size_t width;           // of it in each of its rows
+  std::size_t right;           // after it in each of its rows
+  std::size_t rows;            // its rows
+  std::size_t below;           // after its last row
+  std::size_t alpha_step;      // alpha samples from one sample to the next
+  std::size_t alpha_row_step;  // alpha samples from one row to the next
+};
+
+// Writes one plane of the output: the frame's samples, and where the overlay lies the two blended.
+void blend_plane(const plane_layout& plane, unsigned char* out, const unsigned char* frame,
+                 const unsigned char* overlay, const unsigned char* alpha) {
+  const auto copy = [&out, &frame](std::size_t count) {
+    std::memcpy(out, frame, count);
+    out += count;
+    frame += count;
+  };
+
+  copy(plane.above);
+  for (std::size_t row = 0; row < plane.rows; ++row) {
+    copy(plane.left);
+    blend_row(out, frame, overlay, alpha, plane.alpha_step, plane.width);
+    out += plane.width;
+    frame += plane.width;
+    overlay += plane.width;
+    alpha += plane.alpha_row_step;
+    copy(plane.right);
+  }
+  copy(plane.below);
+}
+
+}  // namespace
+
+watermark* watermark::create() { return new watermark_impl(); }
+
+void watermark::destroy(watermark* object) { delete object; }
+
+watermark_impl::~watermark_impl() {
+  delete config;
+  for (const unsigned char* const image : images) delete[] image;
+  delete[] opacity_table;
+}
+
+unsigned int watermark_impl::configure(watermark_config* record, unsigned int& frame_bytes) {
+  if (record == nullptr) {
+    config_error = 1;
+    frame_bytes = 0;
+    return config_error;
+  }
+  config_error = 0;
+  geometry_is_sound = false;  // until all is done: the table may fail to be allocated
+  if (record->x + record->width > record->frame_width) config_error = 1;
+  if (record->y + record->height > record->frame_height) config_error = 1;
+  config = record;
+  config->opacity = std::min(config->opacity, 100U);
+
+  derive_planes();
+  derive_sizes();
+  frame_bytes = frame_size;
+
+  if (config->opacity <= 99) opacity_table = make_opacity_table(config->opacity);
+  geometry_is_sound = check_geometry();
+  return config_error;
+}
+
+void watermark_impl::derive_planes() {
+  if (config->format > 2) return;  // no such layout: the planes stay what they were
+
+  const unsigned int shift_x = config->format == 2 ? 0 : 1;
+  const unsigned int shift_y = config->format == 0 ? 1 : 0;
+
+  luma_width = config->frame_width;
+  luma_height = config->frame_height;
+  chroma_width = luma_width >> shift_x;
+  chroma_height = luma_height >> shift_y;
+  overlay_width = config->width;
+  overlay_height = config->height;
+  overlay_chroma_width = overlay_width >> shift_x;
+  overlay_chroma_height = overlay_height >> shift_y;
+  overlay_x = config->x;
+  overlay_y = config->y;
+  overlay_chroma_x = overlay_x >> shift_x;
+  overlay_chroma_y = overlay_y >> shift_y;
+  alpha_step_x = 1U << shift_x;
+  alpha_step_y = 1U << shift_y;
+}
+
+void watermark_impl::derive_sizes() {
+  luma_size = luma_width * luma_height;
+  chroma_size = chroma_width * chroma_height;
+  overlay_luma_size = overlay_width * overlay_height;
+  overlay_chroma_size = overlay_chroma_width * overlay_chroma_height;
+  frame_size = luma_size + 2 * chroma_size;
+  overlay_buffer_size = 2 * (overlay_luma_size + overlay_chroma_size);
+
+  luma_above = luma_width * overlay_y;
+  chroma_above = chroma_width * overlay_chroma_y;
+  luma_below = (luma_height - overlay_y - overlay_height) * luma_width;
+  chroma_below = (chroma_height - overlay_chroma_y - overlay_chroma_height) * chroma_width;
+  luma_right = luma_width - overlay_x - overlay_width;
+  chroma_right = chroma_width - overlay_chroma_x - overlay_chroma_width;
+}
+
+// Luma alone says where the overlay lies: halving both parts of a sum rounds down at least as far
+// as halving the sum, so an overlay inside the luma plane is inside the chroma planes too.
+bool watermark_impl::check_geometry() const {
+  const auto product = [](std::uint64_t a, std::uint64_t b) { return a * b; };
+  const auto sum = [](std::uint64_t a, std::uint64_t b) { return a + b; };
+
+  return sum(overlay_x, overlay_width) <= luma_width &&
+         sum(overlay_y, overlay_height) <= luma_height &&
+         countable(product(luma_width, luma_height), product(chroma_width, chroma_height)) &&
+         countable(2 * product(overlay_width, overlay_height),
+                   product(overlay_chroma_width, overlay_chroma_height));
+}
+
+unsigned int watermark_impl::generate_lookup_table() {
+  if (config == nullptr) return 0;
+  opacity_table = make_opacity_table(config->opacity);
+  return opacity_table_entries;
+}
+
+unsigned int watermark_impl::add_watermark_image(unsigned char* image, unsigned char* alpha) {
+  if (config_error != 0) return config_error;
+  if (!geometry_is_sound || image == nullptr) return 1;
+
+  std::unique_ptr<unsigned char[]> composed(new unsigned char[overlay_buffer_size]);
+  if (alpha != nullptr) {
+    std::memcpy(composed.get(), alpha, overlay_luma_size);
+  } else {
+    std::memset(composed.get(), 255, overlay_luma_size);
+  }
+  std::memcpy(composed.get() + overlay_luma_size, image, overlay_buffer_size - overlay_luma_size);
+  if (config->opacity <= 99) fade(composed.get(), overlay_luma_size, opacity_table);
+
+  images.push_back(nullptr);
+  images.back() = composed.release();
+  smallest_image = std::min(smallest_image, overlay_buffer_size);
+  return 0;
+}
+
+void watermark_impl::fade_alpha(unsigned char* alpha) {
+  fade(alpha, std::size_t{overlay_width} * overlay_height, opacity_table);
+}
+
+unsigned char* watermark_impl::process(unsigned char* frame) {
+  if (config_error != 0 || images.empty()) return nullptr;
+  if (!geometry_is_sound || smallest_image < overlay_buffer_size || frame == nullptr) {
+    return nullptr;
+  }
+
+  unsigned int index = image_index;
+  if (index >= images.size()) index = config->hold_last_image != 0 ? index - 1 : 0;
+
+  const unsigned char* const alpha = images[index];
+  const unsigned char* const luma = alpha + overlay_luma_size;
+  const unsigned char* const cb = luma + overlay_luma_size;
+  const unsigned char* const cr = cb + overlay_chroma_size;
+
+  const plane_layout luma_plane = {luma_above, overlay_x, overlay_width, luma_right, overlay_height,
+                                   luma_below, 1,         overlay_width};
+
+  // The alpha moves on by what a chroma row has used and then by the rows in between, so with an
+  // odd overlay width in 4:2:0 it falls back by one column a chroma row.
+  const std::size_t alpha_row_step = std::size_t{alpha_step_x} * overlay_chroma_width +
+                                     std::size_t{alpha_step_y - 1} * overlay_width;
+  const plane_layout chroma_plane = {chroma_above, overlay_chroma_x,      overlay_chroma_width,
+                                     chroma_right, overlay_chroma_height, chroma_below,
+                                     alpha_step_x, alpha_row_step};
+
+  auto* const picture = new unsigned char[frame_size];
+  const std::size_t cb_at = luma_size;
+  const std::size_t cr_at = cb_at + chroma_size;
+  blend_plane(luma_plane, picture, frame, luma, alpha);
+  blend_plane(chroma_plane, picture + cb_at, frame + cb_at, cb, alpha);
+  blend_plane(chroma_plane, picture + cr_at, frame + cr_at, cr, alpha);
+
+  image_index = index + 1;
+  return picture;
+}
+
+}  // namespace ns_video_watermark
