@@ -1,0 +1,38 @@
+#pragma once
+
+#include "signal/vector_primitives.h"
+
+namespace ns_video_resize {
+
+/// Rows of samples to rows of floats, exact. `count` samples; rows do not overlap.
+template <typename T>
+void convert_pixel_to_f32(float* dst, const T* src, unsigned int count);
+
+template <>
+inline void convert_pixel_to_f32(float* dst, const unsigned char* src, unsigned int count) {
+  ippsConvert_8u32f(src, dst, static_cast<int>(count));
+}
+
+template <>
+inline void convert_pixel_to_f32(float* dst, const unsigned short* src, unsigned int count) {
+  ippsConvert_16u32f(src, dst, static_cast<int>(count));
+}
+
+/// A row of floats to a row of samples: rounded to nearest, ties to even, and limited to 0..255.
+/// There is none for 16 bits, which are truncated (`truncate_to_16u`).
+template <typename T>
+void convert_f32_to_pixel(T* dst, const float* src, unsigned int count);
+
+template <>
+inline void convert_f32_to_pixel(unsigned char* dst, const float* src, unsigned int count) {
+  ippsConvert_32f8u_Sfs(src, dst, static_cast<int>(count), 1, 0);
+}
+
+/// The 16-bit store: truncated toward zero and limited to 0..65535; a NaN gives 0.
+inline unsigned short truncate_to_16u(float value) {
+  if (!(value > 0.0f)) return 0;
+  if (value >= 65536.0f) return 65535;
+  return static_cast<unsigned short>(value);
+}
+
+}  // namespace ns_video_resize
