@@ -1,0 +1,90 @@
+#pragma once
+
+#include <condition_variable>
+#include <cstddef>
+#include <deque>
+#include <mutex>
+#include <optional>
+#include <utility>
+
+namespace cm {
+
+/// A queue between threads that holds at most `capacity` items: whoever puts waits while it is
+/// full, so a fast producer cannot run ahead of a slow consumer.
+///
+/// The producer ends it with `finish`: what is queued can still be taken. Either side ends it with
+/// `abandon`: what is queued is dropped and everybody who waits is let go. All functions may be
+/// called from any thread.
+template <typename T>
+class BoundedQueue {
+ public:
+  explicit BoundedQueue(std::size_t capacity) : capacity_(capacity) {}
+
+  /// Waits for room and queues `item`. False, and the item is dropped, once the queue has ended.
+  bool put(T item) {
+    std::unique_lock<std::mutex> lock(mutex_);
+    room_.wait(lock, [this] { return ended_ || items_.size() < capacity_; });
+    if (ended_) return false;
+    items_.push_back(std::move(item));
+    filled_.notify_all();
+    return true;
+  }
+
+  /// The next item if one is waiting.
+  std::optional<T> tryTake() {
+    std::lock_guard<std::mutex> lock(mutex_);
+    return takeLocked();
+  }
+
+  /// Waits for the next item. Nothing once the queue has ended and is empty.
+  std::optional<T> take() {
+    std::unique_lock<std::mutex> lock(mutex_);
+    filled_.wait(lock, [this] { return ended_ || !items_.empty(); });
+    return takeLocked();
+  }
+
+  /// Waits until an item is there to be taken (true) or none will come any more (false).
+  bool waitForItem() {
+    std::unique_lock<std::mutex> lock(mutex_);
+    filled_.wait(lock, [this] { return ended_ || !items_.empty(); });
+    return !items_.empty();
+  }
+
+  std::size_t size() const {
+    std::lock_guard<std::mutex> lock(mutex_);
+    return items_.size();
+  }
+
+  /// No more items will come; those queued can still be taken.
+  void finish() { end(false); }
+
+  /// Nobody wants the items any more.
+  void abandon() { end(true); }
+
+ private:
+  std::optional<T> takeLocked() {
+    if (items_.empty()) return std::nullopt;
+    std::optional<T> item(std::move(items_.front()));
+    items_.pop_front();
+    room_.notify_all();
+    return item;
+  }
+
+  void end(bool dropItems) {
+    std::deque<T> dropped;  // destroyed after the lock is given back
+    std::lock_guard<std::mutex> lock(mutex_);
+    ended_ = true;
+    if (dropItems) dropped.swap(items_);
+    room_.notify_all();
+    filled_.notify_all();
+  }
+
+  const std::size_t capacity_;
+  mutable std::mutex mutex_;
+  std::condition_variable room_;
+  std::condition_variable filled_;
+  std::deque<T> items_;
+  bool ended_ = false;
+};
+
+}  // namespace cm

@@ -1,0 +1,46 @@
+#pragma once
+
+#include <memory>
+
+#include "lib/cm/CMExport.h"
+#include "lib/cm/RFrame.h"
+#include "lib/cm/RPtr.h"
+
+namespace cm {
+
+/// What a host attaches to a frame and finds again on every frame made like it: timing, tags, side
+/// data. This library hands it on unread.
+using FrameProperties = QOR::RPtr<const lumbase::object_refcount>;
+
+/// A decoded picture as this host makes it: a buffer of its own, its pixel format, and the
+/// properties that the host attached. The picture is written by whoever creates the frame and is
+/// only read once the frame is on a queue; everything else never changes.
+class CM_API VideoFrame final : public QOR::CM::RVideoFrame {
+ public:
+  /// A frame with `size` bytes of picture that are not yet written. Throws `std::bad_alloc`.
+  static QOR::RPtr<VideoFrame> create(unsigned int fourcc, unsigned int size,
+                                      FrameProperties properties);
+
+  unsigned char* data() const override { return picture_.get(); }
+
+  /// Bytes of the picture.
+  unsigned int size() const { return size_; }
+
+  /// Pixel format, first character in the most significant byte.
+  unsigned int fourcc() const { return fourcc_; }
+
+  const FrameProperties& properties() const { return properties_; }
+
+ private:
+  friend class QOR::CM::RVideoFrame;
+
+  VideoFrame(unsigned int fourcc, unsigned int size, FrameProperties properties);
+  ~VideoFrame() override;
+
+  unsigned int fourcc_;
+  unsigned int size_;
+  FrameProperties properties_;
+  std::unique_ptr<unsigned char[]> picture_;
+};
+
+}  // namespace cm

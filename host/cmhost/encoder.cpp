@@ -1,0 +1,197 @@
+#include "host/cmhost/encoder.h"
+
+extern "C" {
+#include <libavutil/pixdesc.h>
+}
+
+#include <cstring>
+#include <utility>
+
+#include "host/cmhost/failure.h"
+#include "host/cmhost/messages.h"
+
+namespace cmhost {
+
+namespace {
+
+struct DefaultOption {
+  const char* encoder;
+  const char* key;
+  const char* value;
+};
+
+// What the encoders' own defaults lack for this work: exact or visibly clean pictures, and FFV1 as
+// archives keep it, every frame for itself and with checksums.
+constexpr DefaultOption defaultOptions[] = {
+    {"ffv1", "level", "3"},     {"ffv1", "slicecrc", "1"}, {"ffv1", "g", "1"},
+    {"libx264", "crf", "18"},   {"libx265", "crf", "18"},  {"libvpx-vp9", "crf", "20"},
+    {"libvpx-vp9", "b", "0"},   {"libvpx", "crf", "10"},   {"libvpx", "b", "20M"},
+    {"libsvtav1", "crf", "25"}, {"mpeg4", "b", "20M"},     {"mpeg2video", "b", "20M"},
+    {"mpeg1video", "b", "10M"}, {"mjpeg", "b", "60M"},
+};
+
+class Dictionary {
+ public:
+  ~Dictionary() { av_dict_free(&entries_); }
+  void set(const char* key, const char* value) { av_dict_set(&entries_, key, value, 0); }
+  AVDictionary** operator&() { return &entries_; }
+  const AVDictionaryEntry* first() const {
+    return av_dict_get(entries_, "", nullptr, AV_DICT_IGNORE_SUFFIX);
+  }
+
+ private:
+  AVDictionary* entries_ = nullptr;
+};
+
+bool isInterlaced(AVFieldOrder order) {
+  return order != AV_FIELD_UNKNOWN && order != AV_FIELD_PROGRESSIVE;
+}
+
+// Codecs whose streams count time in frames.
+bool countsFrames(AVCodecID codec) {
+  return codec == AV_CODEC_ID_MPEG1VIDEO || codec == AV_CODEC_ID_MPEG2VIDEO ||
+         codec == AV_CODEC_ID_MPEG4 || codec == AV_CODEC_ID_MSMPEG4V3 ||
+         codec == AV_CODEC_ID_H263 || codec == AV_CODEC_ID_DNXHD;
+}
+
+}  // namespace
+
+Encoder::Encoder(const Options& options, const Input& input, const AVFrame& first,
+                 const PictureLayout& layout, Muxer& muxer)
+    : muxer_(muxer), inputTimeBase_(input.video().time_base), packet_(newPacket()) {
+  chooseCodec(options.encoder);
+  encoder_ = orThrow<CodecPtr>(avcodec_alloc_context3(codec_));
+  encoder_->width = first.width;
+  encoder_->height = first.height;
+  encoder_->pix_fmt = choosePixelFormat(layout, first.color_range);
+  describe(input, first);
+  open(options);
+  muxer_.addVideo(*encoder_, input);
+}
+
+void Encoder::chooseCodec(const std::string& name) {
+  const AVOutputFormat& container = muxer_.container();
+  if (!name.empty()) {
+    codec_ = avcodec_find_encoder_by_name(name.c_str());
+    if (codec_ == nullptr || codec_->type != AVMEDIA_TYPE_VIDEO)
+      throw Failure("--encoder: no video encoder is called '" + name + "'", exitUsage);
+  } else {
+    AVCodecID id = container.video_codec;
+    if (std::strcmp(container.name, "matroska") == 0) id = AV_CODEC_ID_FFV1;
+    if (std::strcmp(container.name, "nut") == 0) id = AV_CODEC_ID_RAWVIDEO;
+    codec_ = avcodec_find_encoder(id);
+    if (codec_ == nullptr)
+      throw Failure(std::string("the container '") + container.name +
+                        "' has no usual video encoder; --encoder names one",
+                    exitUsage);
+  }
+  if (avformat_query_codec(&container, codec_->id, FF_COMPLIANCE_EXPERIMENTAL) == 0)
+    throw Failure(std::string("the container '") + container.name + "' takes no video of '" +
+                      codec_->name + "'; --encoder names another",
+                  exitUsage);
+}
+
+AVPixelFormat Encoder::choosePixelFormat(const PictureLayout& layout, AVColorRange range) const {
+  if (codec_->pix_fmts == nullptr) return layout.pixelFormat;
+  bool plain = false;
+  bool fullRangeTwin = false;
+  for (const AVPixelFormat* format = codec_->pix_fmts; *format != AV_PIX_FMT_NONE; ++format) {
+    plain |= *format == layout.pixelFormat;
+    fullRangeTwin |= *format == layout.fullRangePixelFormat;
+  }
+  if (range == AVCOL_RANGE_JPEG && fullRangeTwin) return layout.fullRangePixelFormat;
+  if (plain) return layout.pixelFormat;
+  if (fullRangeTwin)
+    throw Failure(std::string("the encoder ") + codec_->name +
+                  " takes only full-range video and this is not; --encoder names another");
+  throw Failure(std::string("the encoder ") + codec_->name + " does not take " +
+                av_get_pix_fmt_name(layout.pixelFormat) +
+                "; --encoder names another, --convert makes another layout");
+}
+
+AVRational Encoder::chooseTimeBase(AVRational frameRate) const {
+  const bool variable = (muxer_.container().flags & AVFMT_VARIABLE_FPS) != 0;
+  if (frameRate.num > 0 && (!variable || countsFrames(codec_->id))) return av_inv_q(frameRate);
+  return inputTimeBase_;
+}
+
+// Rate, aspect and tags: the container's word where it has one, else the picture's.
+void Encoder::describe(const Input& input, const AVFrame& first) {
+  const AVStream& stream = input.video();
+  const AVRational rate = input.frameRate();
+  encoder_->framerate = rate;
+  encoder_->time_base = chooseTimeBase(rate);
+  encoder_->sample_aspect_ratio =
+      av_guess_sample_aspect_ratio(&input.format(), &input.video(), const_cast<AVFrame*>(&first));
+  encoder_->color_range = first.color_range;
+  encoder_->color_primaries = first.color_primaries;
+  encoder_->color_trc = first.color_trc;
+  encoder_->colorspace = first.colorspace;
+  encoder_->chroma_sample_location = first.chroma_location;
+  encoder_->field_order = stream.codecpar->field_order;
+  if (first.interlaced_frame != 0 && !isInterlaced(encoder_->field_order))
+    encoder_->field_order = first.top_field_first != 0 ? AV_FIELD_TT : AV_FIELD_BB;
+  if (isInterlaced(encoder_->field_order))
+    encoder_->flags |= AV_CODEC_FLAG_INTERLACED_DCT | AV_CODEC_FLAG_INTERLACED_ME;
+  encoder_->flags |= AV_CODEC_FLAG_BITEXACT;
+  if ((muxer_.container().flags & AVFMT_GLOBALHEADER) != 0)
+    encoder_->flags |= AV_CODEC_FLAG_GLOBAL_HEADER;
+  encoder_->thread_count = 0;
+}
+
+void Encoder::open(const Options& options) {
+  Dictionary dictionary;
+  for (const DefaultOption& option : defaultOptions)
+    if (std::strcmp(option.encoder, codec_->name) == 0) dictionary.set(option.key, option.value);
+  for (const auto& [key, value] : options.encoderOptions)
+    dictionary.set(key.c_str(), value.c_str());
+  const int result = avcodec_open2(encoder_.get(), codec_, &dictionary);
+  if (result < 0)
+    throw Failure(std::string("the encoder ") + codec_->name +
+                  " cannot start: " + avErrorReason(result));
+  if (const AVDictionaryEntry* const unknown = dictionary.first())
+    throw Failure(std::string("--encoder-option: the encoder ") + codec_->name +
+                      " has no option '" + unknown->key + "'",
+                  exitUsage);
+}
+
+void Encoder::encode(FramePtr frame) {
+  frame->pict_type = AV_PICTURE_TYPE_NONE;  // the encoder's to choose, not the decoder's
+  frame->format = encoder_->pix_fmt;        // may be the twin that says full range by its name
+  const std::int64_t exact = frame->pts;
+  frame->pts = av_rescale_q(exact, inputTimeBase_, encoder_->time_base);
+  bool kept = av_compare_ts(exact, inputTimeBase_, frame->pts, encoder_->time_base) == 0;
+  if (lastPts_ != AV_NOPTS_VALUE && frame->pts <= lastPts_) {
+    frame->pts = lastPts_ + 1;
+    kept = false;
+  }
+  if (!kept && lastPts_ != AV_NOPTS_VALUE && !warnedOfTimes_) {
+    warnedOfTimes_ = true;
+    printWarning("time stamps are moved to the output's frame rate, from the one at " +
+                 secondsText(static_cast<double>(exact) * av_q2d(inputTimeBase_)) + " on");
+  }
+  lastPts_ = frame->pts;
+  if (frame->pkt_duration > 0)
+    durations_[frame->pts] = av_rescale_q(frame->pkt_duration, inputTimeBase_, encoder_->time_base);
+  send(frame.get());
+}
+
+void Encoder::finish() { send(nullptr); }
+
+void Encoder::send(const AVFrame* frame) {
+  int result = avcodec_send_frame(encoder_.get(), frame);
+  while (result >= 0) {
+    result = avcodec_receive_packet(encoder_.get(), packet_.get());
+    if (result == AVERROR(EAGAIN) || result == AVERROR_EOF) return;
+    if (result < 0) break;
+    const auto duration = durations_.find(packet_->pts);
+    if (duration != durations_.end()) {
+      packet_->duration = duration->second;
+      durations_.erase(duration);
+    }
+    muxer_.writeVideo(*packet_, encoder_->time_base);
+  }
+  throw Failure(std::string("the encoder ") + codec_->name + " fails: " + avErrorReason(result));
+}
+
+}  // namespace cmhost

@@ -1,0 +1,114 @@
+#include "host/cmhost/frame_packing.h"
+
+#include <cstring>
+#include <limits>
+#include <utility>
+
+#include "host/cmhost/failure.h"
+
+namespace cmhost {
+
+namespace {
+
+class DecodedFrame final : public lumbase::object_refcount {
+ public:
+  explicit DecodedFrame(FramePtr frame) : frame_(std::move(frame)) {}
+  const AVFrame& frame() const { return *frame_; }
+
+ private:
+  ~DecodedFrame() override = default;
+
+  FramePtr frame_;
+};
+
+struct PlaneSize {
+  std::size_t width;
+  std::size_t height;
+};
+
+PlaneSize contractPlane(const PictureLayout& layout, int width, int height, int plane) {
+  const int shiftX = plane > 0 ? layout.shiftX : 0;
+  const int shiftY = plane > 0 ? layout.shiftY : 0;
+  return {static_cast<std::size_t>(width >> shiftX), static_cast<std::size_t>(height >> shiftY)};
+}
+
+PlaneSize filePlane(const PictureLayout& layout, int width, int height, int plane) {
+  const int shiftX = plane > 0 ? layout.shiftX : 0;
+  const int shiftY = plane > 0 ? layout.shiftY : 0;
+  return {static_cast<std::size_t>(AV_CEIL_RSHIFT(width, shiftX)),
+          static_cast<std::size_t>(AV_CEIL_RSHIFT(height, shiftY))};
+}
+
+const std::uint8_t* row(const AVFrame& frame, int plane, std::size_t y) {
+  return frame.data[plane] + static_cast<std::ptrdiff_t>(y) * frame.linesize[plane];
+}
+
+std::uint8_t* row(AVFrame& frame, int plane, std::size_t y) {
+  return frame.data[plane] + static_cast<std::ptrdiff_t>(y) * frame.linesize[plane];
+}
+
+}  // namespace
+
+unsigned int packedSize(const PictureLayout& layout, int width, int height) {
+  std::size_t bytes = 0;
+  for (int plane = 0; plane < 3; ++plane) {
+    const PlaneSize size = contractPlane(layout, width, height, plane);
+    bytes += size.width * size.height;
+  }
+  if (bytes > std::numeric_limits<unsigned int>::max())
+    throw Failure("pictures of " + std::to_string(width) + "x" + std::to_string(height) +
+                  " are too large for a module");
+  return static_cast<unsigned int>(bytes);
+}
+
+QOR::RPtr<cm::VideoFrame> packFrame(FramePtr decoded, const PictureLayout& layout) {
+  const AVFrame& from = *decoded;
+  const QOR::RPtr<const DecodedFrame> properties(new DecodedFrame(std::move(decoded)));
+  QOR::RPtr<cm::VideoFrame> frame = cm::VideoFrame::create(
+      layout.fourcc, packedSize(layout, from.width, from.height), properties);
+  unsigned char* to = frame->data();
+  for (int plane = 0; plane < 3; ++plane) {
+    const PlaneSize size = contractPlane(layout, from.width, from.height, plane);
+    for (std::size_t y = 0; y < size.height; ++y, to += size.width)
+      std::memcpy(to, row(from, plane, y), size.width);
+  }
+  return frame;
+}
+
+FramePtr unpackFrame(const QOR::CM::RFrame* put, const PictureLayout& layout) {
+  if (put == nullptr) throw Failure("the module put an empty frame on its output");
+  const auto* const frame = dynamic_cast<const cm::VideoFrame*>(put);
+  const auto* const properties =
+      frame != nullptr ? dynamic_cast<const DecodedFrame*>(frame->properties().get()) : nullptr;
+  if (properties == nullptr) throw Failure("the module put a frame that is not the host's");
+  const AVFrame& decoded = properties->frame();
+  if (frame->fourcc() != layout.fourcc ||
+      frame->size() != packedSize(layout, decoded.width, decoded.height))
+    throw Failure("the module put a frame of " + std::to_string(frame->size()) + " bytes of '" +
+                  fourccText(frame->fourcc()) + "' where " +
+                  std::to_string(packedSize(layout, decoded.width, decoded.height)) + " of '" +
+                  fourccText(layout.fourcc) + "' are due");
+
+  FramePtr result = newFrame();
+  if (av_frame_copy_props(result.get(), &decoded) < 0) throw std::bad_alloc();
+  result->format = layout.pixelFormat;
+  result->width = decoded.width;
+  result->height = decoded.height;
+  if (av_frame_get_buffer(result.get(), 0) < 0) throw std::bad_alloc();
+
+  const unsigned char* from = frame->data();
+  for (int plane = 0; plane < 3; ++plane) {
+    const PlaneSize seen = contractPlane(layout, decoded.width, decoded.height, plane);
+    const PlaneSize whole = filePlane(layout, decoded.width, decoded.height, plane);
+    for (std::size_t y = 0; y < whole.height; ++y) {
+      const std::size_t width = y < seen.height ? seen.width : 0;
+      std::memcpy(row(*result, plane, y), from, width);
+      std::memcpy(row(*result, plane, y) + width, row(decoded, plane, y) + width,
+                  whole.width - width);
+      from += width;
+    }
+  }
+  return result;
+}
+
+}  // namespace cmhost

@@ -1,0 +1,182 @@
+#include "host/cmhost/input.h"
+
+#include <algorithm>
+#include <cstring>
+#include <utility>
+
+#include "host/cmhost/failure.h"
+#include "host/cmhost/messages.h"
+
+namespace cmhost {
+
+namespace {
+
+// Other streams may start before the first picture; a file that goes on like that has none.
+constexpr std::size_t maxWaitingBytes = std::size_t{64} << 20;
+
+bool isPicture(const AVStream& stream) {
+  return stream.codecpar->codec_type == AVMEDIA_TYPE_VIDEO &&
+         (stream.disposition & AV_DISPOSITION_ATTACHED_PIC) == 0;
+}
+
+}  // namespace
+
+Input::Input(const std::string& path) : path_(path), file_(path), packet_(newPacket()) {
+  openFormat();
+  openDecoder();
+}
+
+void Input::openFormat() {
+  AVFormatContext* format = avformat_alloc_context();
+  if (format == nullptr) throw std::bad_alloc();
+  format->pb = file_.io();
+  int result = avformat_open_input(&format, path_.c_str(), nullptr, nullptr);
+  if (result < 0) throw Failure(path_ + " is not a video file: " + avErrorReason(result));
+  format_.reset(format);
+  result = avformat_find_stream_info(format, nullptr);
+  if (result < 0) throw Failure(path_ + " is not a video file: " + avErrorReason(result));
+
+  const int best = av_find_best_stream(format, AVMEDIA_TYPE_VIDEO, -1, -1, nullptr, 0);
+  if (best < 0 || !isPicture(*format->streams[best]))
+    throw Failure(path_ + " has no video stream; a filter needs one");
+  video_ = format->streams[best];
+}
+
+void Input::openDecoder() {
+  const AVCodecParameters& parameters = *video_->codecpar;
+  const AVCodec* const codec = avcodec_find_decoder(parameters.codec_id);
+  if (codec == nullptr)
+    throw Failure(path_ + ": no decoder for video of the kind " +
+                  avcodec_get_name(parameters.codec_id));
+  decoder_ = orThrow<CodecPtr>(avcodec_alloc_context3(codec));
+  int result = avcodec_parameters_to_context(decoder_.get(), &parameters);
+  if (result >= 0) {
+    decoder_->pkt_timebase = video_->time_base;
+    decoder_->thread_count = 0;
+    decoder_->flags |= AV_CODEC_FLAG_BITEXACT;
+    // A damaged picture must not pass for a good one.
+    decoder_->err_recognition = AV_EF_CRCCHECK | AV_EF_BITSTREAM | AV_EF_BUFFER | AV_EF_EXPLODE;
+    result = avcodec_open2(decoder_.get(), codec, nullptr);
+  }
+  if (result < 0)
+    throw Failure(path_ + ": the decoder " + codec->name +
+                  " cannot start: " + avErrorReason(result));
+}
+
+FramePtr Input::nextFrame() {
+  FramePtr frame = newFrame();
+  for (;;) {
+    const int result = avcodec_receive_frame(decoder_.get(), frame.get());
+    if (result == 0) {
+      finishFrame(*frame);
+      return frame;
+    }
+    if (result == AVERROR_EOF) {
+      checkComplete();
+      return nullptr;
+    }
+    if (result != AVERROR(EAGAIN)) failDamaged(avErrorReason(result));
+    feedDecoder();
+  }
+}
+
+void Input::feedDecoder() {
+  for (;;) {
+    const int result = av_read_frame(format_.get(), packet_.get());
+    if (result == AVERROR_EOF) {
+      if (file_.io()->error < 0) failDamaged(avErrorReason(file_.io()->error));
+      avcodec_send_packet(decoder_.get(), nullptr);
+      return;
+    }
+    if (result < 0) failDamaged(avErrorReason(result));
+    noteEnd(*packet_);
+    if (packet_->stream_index == video_->index) break;
+    passOn(*packet_);
+    av_packet_unref(packet_.get());
+  }
+  if ((packet_->flags & AV_PKT_FLAG_CORRUPT) != 0) failDamaged("a packet is incomplete");
+  const int result = avcodec_send_packet(decoder_.get(), packet_.get());
+  av_packet_unref(packet_.get());
+  if (result < 0) failDamaged(avErrorReason(result));
+}
+
+void Input::passOn(AVPacket& packet) {
+  if (sink_) {
+    sink_(packet);
+    return;
+  }
+  waitingBytes_ += static_cast<std::size_t>(packet.size);
+  if (waitingBytes_ > maxWaitingBytes)
+    throw Failure(path_ + ": no picture in a long stretch of other data; is it a video file?");
+  waiting_.push_back(orThrow<PacketPtr>(av_packet_clone(&packet)));
+}
+
+void Input::sendOtherPacketsTo(PacketSink sink) {
+  sink_ = std::move(sink);
+  for (const PacketPtr& packet : std::exchange(waiting_, {})) sink_(*packet);
+}
+
+void Input::finishFrame(AVFrame& frame) {
+  if (frame.decode_error_flags != 0 || (frame.flags & AV_FRAME_FLAG_CORRUPT) != 0)
+    failDamaged("a picture is incomplete");
+  frame.pts =
+      frame.best_effort_timestamp != AV_NOPTS_VALUE ? frame.best_effort_timestamp : nextPts_;
+  std::int64_t duration = frame.pkt_duration;
+  if (duration <= 0 && frameRate().num > 0)
+    duration = av_rescale_q(1, av_inv_q(frameRate()), video_->time_base);
+  nextPts_ = frame.pts + std::max<std::int64_t>(duration, 1);
+  lastFrameSeconds_ = static_cast<double>(frame.pts) * av_q2d(video_->time_base);
+  ++decodedFrames_;
+}
+
+void Input::noteEnd(const AVPacket& packet) {
+  if (packet.pos >= 0) packetsEnd_ = std::max(packetsEnd_, packet.pos + packet.size);
+  const AVStream& stream = *format_->streams[packet.stream_index];
+  const std::int64_t start = packet.pts != AV_NOPTS_VALUE ? packet.pts : packet.dts;
+  if (start == AV_NOPTS_VALUE) return;
+  const double end = static_cast<double>(start + packet.duration) * av_q2d(stream.time_base);
+  packetsEndSeconds_ = std::max(packetsEndSeconds_, end);
+}
+
+// A file that was cut between two packets ends without an error. What it promised tells.
+void Input::checkComplete() const {
+  if (decodedFrames_ == 0) failDamaged("it holds no picture that can be decoded");
+  if (std::strcmp(format_->iformat->name, "yuv4mpegpipe") == 0 && file_.size() > packetsEnd_)
+    failDamaged("the last picture is incomplete");
+  if (format_->duration_estimation_method == AVFMT_DURATION_FROM_STREAM && format_->duration > 0) {
+    const std::int64_t start = format_->start_time != AV_NOPTS_VALUE ? format_->start_time : 0;
+    const double promised = static_cast<double>(start + format_->duration) / AV_TIME_BASE;
+    // Containers round, and count the last packet's duration or not.
+    const double tolerance = std::max(0.5, 2 * frameSeconds());
+    if (packetsEndSeconds_ + tolerance < promised)
+      failDamaged("it should last until " + secondsText(promised) + " but ends at " +
+                  secondsText(packetsEndSeconds_));
+  }
+}
+
+void Input::failDamaged(const std::string& what) const {
+  std::string message = path_ + " is damaged or cut short: " + what + "; ";
+  if (decodedFrames_ == 0)
+    message += "nothing could be decoded";
+  else
+    message += frameCount(decodedFrames_) + " could be decoded, the last at " +
+               secondsText(lastFrameSeconds_);
+  throw Failure(message);
+}
+
+AVRational Input::frameRate() const { return av_guess_frame_rate(format_.get(), video_, nullptr); }
+
+double Input::frameSeconds() const {
+  const AVRational rate = frameRate();
+  return rate.num > 0 && rate.den > 0 ? av_q2d(av_inv_q(rate)) : 0;
+}
+
+std::int64_t Input::expectedFrames() const {
+  if (video_->nb_frames > 0) return video_->nb_frames;
+  const double frame = frameSeconds();
+  if (frame <= 0 || format_->duration <= 0) return 0;
+  return static_cast<std::int64_t>(static_cast<double>(format_->duration) / AV_TIME_BASE / frame +
+                                   0.5);
+}
+
+}  // namespace cmhost
