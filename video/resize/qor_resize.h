@@ -41,15 +41,19 @@ class qor_resize {
   ///   space                    layout of input and output; on an object for the other sample width
   ///                            it counts with that object's samples
   ///   crop_left .. crop_bottom columns and rows to cut off the input's edges
-  ///   aspect_preset            display aspect of the input: 0 none; 2 4:3; 3 16:9; 4 2.21:1; 5 5:4;
+  ///   aspect_preset            display aspect of the input: 0 none; 2 4:3; 3 16:9; 4 2.21:1; 5
+  ///   5:4;
   ///                            any other value aspect_x : aspect_y
-  ///   resize_mode              0 scales whole frames; 2 scales the two fields of an interlaced frame
+  ///   resize_mode              0 scales whole frames; 2 scales the two fields of an interlaced
+  ///   frame
   ///                            apart; any other value only crops or pads, centred, without scaling
   ///   fit_mode                 0 stretches, 1 crops, 2 pads the input to the output's aspect
   ///   kernel_param             free parameter of the cubic convolution kernel; -0.5 is the usual
-  ///   interpolation            0 and 2 cubic convolution; 1 linear; 3 cubic B-spline; 4 one sample,
+  ///   interpolation            0 and 2 cubic convolution; 1 linear; 3 cubic B-spline; 4 one
+  ///   sample,
   ///                            the one right of or below the position
-  ///   smoothing                0 off; 2 at least 3x3; any other value as the reduction asks: beyond
+  ///   smoothing                0 off; 2 at least 3x3; any other value as the reduction asks:
+  ///   beyond
   ///                            1.7 on an axis 3x3, beyond 3.8 5x5
   ///   smoothing_level          stored, of no effect
   ///
@@ -61,9 +65,9 @@ class qor_resize {
   ///
   /// Where a size is possible but leaves nothing to show, the plan stands and the output is neutral
   /// (alpha and luma 0, chroma 128 or 32768): when the input has no pixels, when at least as many
-  /// columns or rows are cropped as there are (a negative amount counts as more), for a fit_mode that
-  /// does not exist, and when an output size is 0. When only cropping or padding, the output is then
-  /// empty.
+  /// columns or rows are cropped as there are (a negative amount counts as more), for a fit_mode
+  /// that does not exist, and when an output size is 0. When only cropping or padding, the output
+  /// is then empty.
   ///
   /// Kernels and tables at the limits: a single output sample on an axis stands at the first source
   /// sample; where a plane has fewer rows or columns than the kernel has taps, the taps beyond its
@@ -75,22 +79,22 @@ class qor_resize {
                    float aspect_x, float aspect_y, int resize_mode, int fit_mode,
                    float kernel_param, int interpolation, int smoothing, int smoothing_level) = 0;
 
-  /// Bytes of one output frame; 0 without a plan. In 4:2:0 and 4:2:2 with an odd output size this is
-  /// more than the planes hold; `process` leaves the bytes behind the last plane as they are.
+  /// Bytes of one output frame; 0 without a plan. In 4:2:0 and 4:2:2 with an odd output size this
+  /// is more than the planes hold; `process` leaves the bytes behind the last plane as they are.
   virtual int get_output_size() = 0;
 
   /// Makes one output frame.
   ///
   /// `in` is an input frame of `in_size` bytes; no more than these are read, and no more than a
-  /// frame. Samples that are missing count as neutral (alpha and luma 0, chroma 128 or 32768). `out`
-  /// has room for `get_output_size()` bytes. Neither needs alignment, and they do not overlap.
-  /// `out_size` receives the bytes of an output frame.
+  /// frame. Samples that are missing count as neutral (alpha and luma 0, chroma 128 or 32768).
+  /// `out` has room for `get_output_size()` bytes. Neither needs alignment, and they do not
+  /// overlap. `out_size` receives the bytes of an output frame.
   ///
   /// With a null `in` or `out` nothing is written; `out_size` is then set when whole frames are
   /// scaled to another size, and stays as it was otherwise.
   ///
-  /// When fields are scaled and the output has an odd number of rows, the last row of each plane that
-  /// has them all is not written. A plane smaller than a smoothing mask is not smoothed.
+  /// When fields are scaled and the output has an odd number of rows, the last row of each plane
+  /// that has them all is not written. A plane smaller than a smoothing mask is not smoothed.
   ///
   /// Always returns 1. Throws `std::bad_alloc`, from smoothing and from completing a short input
   /// only; the object can be used on.

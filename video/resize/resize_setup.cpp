@@ -139,7 +139,7 @@ int video_resize_impl<T>::init(int wanted_width, int wanted_height, int source_w
   }
   out_frame_size = static_cast<unsigned int>(frame_samples(space, out_width, out_height));
   in_frame_size = static_cast<unsigned int>(frame_samples(space, in_width, in_height));
-  if (copy_only == 0) {
+  if (copy_only == 0 && out_frame_size != 0) {
     make_planes();
     init_interpol_vecs();
     out_buffer = new T[out_frame_size];

@@ -42,7 +42,7 @@ int video_resize_impl<T>::process(unsigned int in_size, unsigned char* in, unsig
                                   unsigned char* out) {
   T* const source = static_cast<T*>(static_cast<void*>(in));
   T* const target = static_cast<T*>(static_cast<void*>(out));
-  if (copy_only == 0 && (in_width != out_width || in_height != out_height)) {
+  if (planned && copy_only == 0 && (in_width != out_width || in_height != out_height)) {
     return field_mode != 0 ? process_field_scale(in_size, source, out_size, target)
                            : process_frame_scale(in_size, source, out_size, target);
   }
@@ -88,7 +88,7 @@ int video_resize_impl<T>::process_field_scale(unsigned int in_size, T* in, unsig
   for (unsigned int p = 0; p < plane_count; ++p) {
     const std::size_t samples = samples_of(*out_planes[p]);
     select_plane(p, source);
-    if (in_height != 0 && in_planes[p]->height == in_height) {
+    if (in_planes[p]->height == in_height && samples_of(*in_planes[p]) != 0) {
       scale_by_fields(p, out);
     } else {
       // Half as high as the others, such a plane fits the tables that were made for fields.
