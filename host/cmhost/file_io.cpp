@@ -20,6 +20,7 @@ extern "C" {
 }
 
 #include "host/cmhost/failure.h"
+#include "host/cmhost/file_structure.h"
 
 namespace cmhost {
 
@@ -86,6 +87,10 @@ InputFile::InputFile(const std::string& path)
 }
 
 InputFile::~InputFile() { freeIo(io_); }
+
+std::int64_t InputFile::declaredSize() const {
+  return size_ >= 0 ? cmhost::declaredSize(file_.number()) : -1;
+}
 
 void InputFile::interrupt() { ::eventfd_write(interruption_.number(), 1); }
 

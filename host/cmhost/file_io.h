@@ -41,6 +41,9 @@ class InputFile {
   /// Size in bytes, or -1 for a pipe.
   std::int64_t size() const { return size_; }
 
+  /// How long it should be, see `file_structure.h`; -1 when it does not say.
+  std::int64_t declaredSize() const;
+
   /// Reading stops with an error, now and from now on. Any thread.
   void interrupt();
 

@@ -47,10 +47,9 @@ class Input {
   void openDecoder();
   void feedDecoder();
   void passOn(AVPacket& packet);
-  void noteEnd(const AVPacket& packet);
+  void checkLength() const;
   void checkComplete() const;
   void finishFrame(AVFrame& frame);
-  double frameSeconds() const;
   [[noreturn]] void failDamaged(const std::string& what) const;
 
   std::string path_;
@@ -63,10 +62,9 @@ class Input {
   std::vector<PacketPtr> waiting_;
   std::size_t waitingBytes_ = 0;
   std::int64_t decodedFrames_ = 0;
-  std::int64_t nextPts_ = 0;      ///< for a frame without a time stamp
-  double lastFrameSeconds_ = 0;   ///< of the last frame decoded
-  std::int64_t packetsEnd_ = 0;   ///< byte after the last packet
-  double packetsEndSeconds_ = 0;  ///< latest end of any packet
+  std::int64_t nextPts_ = 0;     ///< for a frame without a time stamp
+  double lastFrameSeconds_ = 0;  ///< of the last frame decoded
+  std::int64_t packetsEnd_ = 0;  ///< byte after the last packet
 };
 
 }  // namespace cmhost

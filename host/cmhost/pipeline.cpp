@@ -46,11 +46,18 @@ Pipeline::Pipeline(Input& input, FramePtr first, Converter* converter, const Pic
   filter_.addOutputWriter(outputQueue_);
 }
 
-Pipeline::~Pipeline() {
+Pipeline::~Pipeline() { stop(); }
+
+void Pipeline::stop() {
+  endQueues();
+  for (std::thread& thread : threads_) thread.join();
+  threads_.clear();
+}
+
+void Pipeline::endQueues() {
   input_.interrupt();
   inputQueue_->frames().abandon();
   outputQueue_->frames().abandon();
-  for (std::thread& thread : threads_) thread.join();
 }
 
 void Pipeline::start(void (Pipeline::*body)()) {
@@ -69,9 +76,7 @@ void Pipeline::fail(std::exception_ptr failure) {
     if (failure_ == nullptr) failure_ = std::move(failure);
     changed_.notify_all();
   }
-  input_.interrupt();
-  inputQueue_->frames().abandon();
-  outputQueue_->frames().abandon();
+  endQueues();
 }
 
 void Pipeline::configure() {
@@ -122,6 +127,8 @@ void Pipeline::run(Muxer& muxer, Encoder& encoder, const std::function<void(std:
     watch(encoded_);
     lock.lock();
   }
+  lock.unlock();
+  stop();  // no thread may use the muxer or the encoder after this
   if (failure_ != nullptr) std::rethrow_exception(failure_);
 }
 

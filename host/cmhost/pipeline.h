@@ -49,6 +49,8 @@ class Pipeline {
 
  private:
   void start(void (Pipeline::*body)());
+  void stop();
+  void endQueues();
   void componentThread();
   void decodingThread();
   void encodingThread();
