@@ -1,15 +1,29 @@
 #include "signal/variant.h"
 
+#include "signal/gaussian_portable.h"
 #include "signal/vector_portable.h"
 
 namespace ns_signal {
+namespace {
 
-const variant portable_variant = {
-    portable::convert_8u32f, portable::convert_16u32f, portable::convert_32f8u,
-    portable::mul_c_32f,     portable::add_32f,        portable::mul_32f,
-};
+constexpr variant portable_with(decltype(variant::walk_8u) walk) {
+  return {portable::convert_8u32f,
+          portable::convert_16u32f,
+          portable::convert_32f8u,
+          portable::mul_c_32f,
+          portable::add_32f,
+          portable::mul_32f,
+          {portable::row_3x3_8u, portable::profiles_5x5_8u, portable::combine_5x5_8u,
+           portable::row_3x3_16u, portable::row_5x5_16u},
+          walk};
+}
+
+}  // namespace
+
+constexpr variant portable_variant = portable_with(walk_in_bands);
+constexpr variant portable_variant_on_stack = portable_with(walk_in_tiles);
 
 const variant* variant_table[variant_count] = {&portable_variant, &portable_variant,
-                                               &portable_variant, &portable_variant};
+                                               &portable_variant, &portable_variant_on_stack};
 
 }  // namespace ns_signal

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "signal/gaussian_rows.h"
+#include "signal/gaussian_walk.h"
 #include "signal/processor_variant.h"
 #include "signal/shared_word.h"
 
@@ -19,6 +21,9 @@ struct variant {
   void (*mul_c_32f)(const float* src, float val, float* dst, int len);
   void (*add_32f)(const float* src1, const float* src2, float* dst, int len);
   void (*mul_32f)(const float* src1, const float* src2, float* dst, int len);
+  gaussian_rows gaussian;
+  /// How the 8-bit Gaussian filter goes through the region.
+  int (*walk_8u)(const gaussian_rows& rows, const gaussian_region& region, gaussian_mask mask);
 };
 
 constexpr int variant_count = 4;
@@ -32,7 +37,9 @@ inline const variant& current_variant() {
   return *load_shared(variant_table[index >= 0 && index < variant_count ? index : 0]);
 }
 
-/// The portable code: the definition of every primitive, and the fallback on every processor.
+/// The portable code: the definition of every primitive, and the fallback on every processor. The
+/// second form is for index 3, where the 8-bit Gaussian filter allocates nothing and never threads.
 extern const variant portable_variant;
+extern const variant portable_variant_on_stack;
 
 }  // namespace ns_signal

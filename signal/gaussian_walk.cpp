@@ -1,0 +1,152 @@
+#include "signal/gaussian_walk.h"
+
+#include <omp.h>
+
+#include <algorithm>
+#include <climits>
+#include <cstdint>
+
+#include "signal/processor_variant.h"
+#include "signal/vector_primitives.h"
+
+namespace ns_signal {
+namespace {
+
+constexpr int status_ok = 0;
+constexpr int status_no_memory = -9;
+
+// Each scratch row begins on a multiple of this many samples, 64 bytes, after the one before it.
+constexpr std::int64_t row_granularity = 32;
+constexpr int profile_count = 3;
+constexpr int source_rows_5x5 = 5;
+
+// Room for one row of samples and, with the 3x3 mask, one more at both ends.
+constexpr std::int64_t scratch_stride(std::int64_t width) {
+  return (width + 2 + row_granularity - 1) / row_granularity * row_granularity;
+}
+
+constexpr std::int64_t scratch_samples(std::int64_t width, gaussian_mask mask) {
+  const int rows = mask == gaussian_mask::three ? 1 : source_rows_5x5 * profile_count;
+  return rows * scratch_stride(width);
+}
+
+void filter_band_3x3(const gaussian_rows& rows, const gaussian_region& region, std::ptrdiff_t first,
+                     std::ptrdiff_t count, unsigned short* scratch) {
+  for (std::ptrdiff_t y = first; y < first + count; ++y) {
+    const unsigned char* const src[3] = {region.source_row(y - 1), region.source_row(y),
+                                         region.source_row(y + 1)};
+    rows.row_3x3_8u(src, scratch, region.destination_row(y), region.width);
+  }
+}
+
+// The profiles of the five source rows around the output row stay in a rolling set.
+void filter_band_5x5(const gaussian_rows& rows, const gaussian_region& region, std::ptrdiff_t first,
+                     std::ptrdiff_t count, unsigned short* scratch) {
+  const std::int64_t stride = scratch_stride(region.width);
+  row_profiles ring[source_rows_5x5];
+  for (row_profiles& profiles : ring) {
+    profiles = {scratch, scratch + stride, scratch + 2 * stride};
+    scratch += profile_count * stride;
+  }
+  for (int i = 0; i < source_rows_5x5 - 1; ++i) {
+    rows.profiles_5x5_8u(region.source_row(first - 2 + i), ring[i], region.width);
+  }
+  for (std::ptrdiff_t y = first; y < first + count; ++y) {
+    rows.profiles_5x5_8u(region.source_row(y + 2), ring[source_rows_5x5 - 1], region.width);
+    rows.combine_5x5_8u(ring, region.destination_row(y), region.width);
+    std::rotate(ring, ring + 1, ring + source_rows_5x5);
+  }
+}
+
+void filter_band(const gaussian_rows& rows, const gaussian_region& region, gaussian_mask mask,
+                 std::ptrdiff_t first, std::ptrdiff_t count, unsigned short* scratch) {
+  if (count == 0) {
+    return;
+  }
+  if (mask == gaussian_mask::three) {
+    filter_band_3x3(rows, region, first, count, scratch);
+  } else {
+    filter_band_5x5(rows, region, first, count, scratch);
+  }
+}
+
+// Scratch for `threads` threads, or null.
+unsigned short* allocate_scratch(std::int64_t samples, int threads) {
+  constexpr int sample_bytes = sizeof(unsigned short);
+  if (samples > INT_MAX / sample_bytes / threads) {
+    return nullptr;
+  }
+  void* const block = ippsMalloc_8u(static_cast<int>(samples) * threads * sample_bytes);
+  return static_cast<unsigned short*>(block);
+}
+
+bool worth_a_team(const gaussian_region& region, gaussian_mask mask) {
+  constexpr std::ptrdiff_t fewest_rows_3x3 = 256;
+  return mask == gaussian_mask::five || region.height >= fewest_rows_3x3;
+}
+
+}  // namespace
+
+int walk_in_bands(const gaussian_rows& rows, const gaussian_region& region, gaussian_mask mask) {
+  const int threads = worth_a_team(region, mask) ? std::max(ownGetNumThreads(), 1) : 1;
+  const std::int64_t samples = scratch_samples(region.width, mask);
+  unsigned short* const scratch = allocate_scratch(samples, threads);
+  if (scratch == nullptr) {
+    return status_no_memory;
+  }
+  if (threads == 1) {
+    filter_band(rows, region, mask, 0, region.height, scratch);
+  } else {
+    // The setting may have changed; there is scratch for the first reading.
+    const int team = std::max(std::min(threads, ownGetNumThreads()), 1);
+    std::ptrdiff_t band = 0;
+    std::ptrdiff_t remainder = 0;
+#pragma omp parallel num_threads(team)
+    {
+#pragma omp master
+      {
+        // The runtime may have given fewer threads than asked for.
+        const int members = omp_get_num_threads();
+        band = region.height / members;
+        remainder = region.height % members;
+      }
+#pragma omp barrier
+      const int thread = omp_get_thread_num();
+      const bool last = thread == omp_get_num_threads() - 1;
+      filter_band(rows, region, mask, thread * band, band + (last ? remainder : 0),
+                  scratch + thread * samples);
+    }
+  }
+  ippsFree(scratch);
+  return status_ok;
+}
+
+// Wide enough that the two columns read twice between tiles do not matter, narrow enough for the
+// rolling set to stay in the first-level cache.
+int walk_in_tiles(const gaussian_rows& rows, const gaussian_region& region, gaussian_mask mask) {
+  constexpr std::ptrdiff_t tile_width = 512;
+  alignas(64) unsigned short scratch[scratch_samples(tile_width, gaussian_mask::five)];
+  for (std::ptrdiff_t x = 0; x < region.width; x += tile_width) {
+    gaussian_region tile = region;
+    tile.src += x;
+    tile.dst += x;
+    tile.width = std::min(tile_width, region.width - x);
+    filter_band(rows, tile, mask, 0, region.height, scratch);
+  }
+  return status_ok;
+}
+
+void walk_16u(const gaussian_rows& rows, const gaussian_region& region, gaussian_mask mask) {
+  const bool three = mask == gaussian_mask::three;
+  const int size = three ? 3 : 5;
+  const auto filter_row = three ? rows.row_3x3_16u : rows.row_5x5_16u;
+  for (std::ptrdiff_t y = 0; y < region.height; ++y) {
+    const unsigned char* src[5] = {};
+    for (int i = 0; i < size; ++i) {
+      src[i] = region.source_row(y - size / 2 + i);
+    }
+    filter_row(src, region.destination_row(y), region.width);
+  }
+}
+
+}  // namespace ns_signal

@@ -1,0 +1,174 @@
+#include <gtest/gtest.h>
+#include <omp.h>
+
+#include <algorithm>
+#include <cstdlib>
+#include <mutex>
+#include <set>
+
+#include "signal/gaussian_filter.h"
+#include "signal/variant.h"
+#include "signal/vector_primitives.h"
+#include "tests/signal/gaussian_reference.h"
+#include "tests/signal/variant_scope.h"
+
+namespace {
+
+namespace reference = gaussian_reference;
+using bytes_picture = reference::picture<unsigned char>;
+
+constexpr int heights[] = {1, 2, 3, 4, 5, 6, 7, 8, 13, 14, 15, 255, 256, 257};
+
+void expect_same_for_every_team(int index, int width, int height) {
+  std::mt19937 random(static_cast<unsigned int>(height));
+  for (const int mask : {33, 55}) {
+    const bytes_picture p = reference::random_picture<unsigned char>(width, height, mask, random);
+    const std::vector<unsigned char> expected = reference::filter(p, mask);
+    for (const int threads : {1, 2, 3, 7}) {
+      const variant_scope scope(index, threads);
+      const auto out = reference::run(p, mask, 3, 5);
+      ASSERT_EQ(out.status, 0);
+      ASSERT_EQ(out.region, expected)
+          << threads << " threads, height " << height << ", mask " << mask;
+      ASSERT_TRUE(out.rest_untouched);
+    }
+  }
+}
+
+TEST(GaussianThreads, EveryTeamGivesTheSame) {
+  for (int index = 0; index <= highest_variant_index(); ++index) {
+    for (const int height : heights) {
+      expect_same_for_every_team(index, 37, height);
+      expect_same_for_every_team(index, 1, height);
+    }
+  }
+}
+
+// Inside a parallel region of the caller's the runtime gives a team of one.
+TEST(GaussianThreads, SerialisedRegionGivesTheSame) {
+  omp_set_max_active_levels(1);
+  for (const int height : heights) {
+#pragma omp parallel num_threads(2)
+    {
+#pragma omp master
+      expect_same_for_every_team(0, 37, height);
+    }
+  }
+}
+
+// What the row functions saw: on which threads of a team of which size, and which rows.
+struct observation {
+  std::mutex mutex;
+  std::set<int> teams;
+  std::set<int> threads;
+  int rows = 0;
+  bool in_parallel = false;
+
+  void note() {
+    const std::lock_guard<std::mutex> lock(mutex);
+    teams.insert(omp_get_num_threads());
+    threads.insert(omp_get_thread_num());
+    in_parallel = in_parallel || omp_in_parallel() != 0;
+    ++rows;
+  }
+};
+
+observation* seen = nullptr;
+
+void observed_row_3x3(const unsigned char* const src[3], unsigned short* sums, unsigned char* dst,
+                      std::ptrdiff_t width) {
+  seen->note();
+  ns_signal::portable_variant.gaussian.row_3x3_8u(src, sums, dst, width);
+}
+
+void observed_combine_5x5(const ns_signal::row_profiles src[5], unsigned char* dst,
+                          std::ptrdiff_t width) {
+  seen->note();
+  ns_signal::portable_variant.gaussian.combine_5x5_8u(src, dst, width);
+}
+
+class GaussianTeam : public testing::Test {
+ protected:
+  void SetUp() override {
+    original_ = ns_signal::variant_table[0];
+    observed_ = ns_signal::portable_variant;
+    observed_.gaussian.row_3x3_8u = observed_row_3x3;
+    observed_.gaussian.combine_5x5_8u = observed_combine_5x5;
+    ns_signal::variant_table[0] = &observed_;
+    ippJumpIndexForMergedLibs = 0;
+    seen = &seen_;
+  }
+  void TearDown() override {
+    ns_signal::variant_table[0] = original_;
+    i_malloc = std::malloc;
+  }
+
+  void run(int mask, int height, int threads) {
+    seen_.teams.clear();
+    seen_.threads.clear();
+    seen_.rows = 0;
+    seen_.in_parallel = false;
+    const variant_scope scope(0, threads);
+    std::mt19937 random(1);
+    const bytes_picture p = reference::random_picture<unsigned char>(9, height, mask, random);
+    EXPECT_EQ(reference::run(p, mask).region, reference::filter(p, mask));
+    EXPECT_EQ(seen_.rows, height);
+  }
+
+  // The runtime may be limited from outside.
+  static int granted(int threads) { return std::min(threads, omp_get_thread_limit()); }
+
+  observation seen_;
+  ns_signal::variant observed_{};
+  const ns_signal::variant* original_ = nullptr;
+};
+
+TEST_F(GaussianTeam, SmallMaskForksFrom256Rows) {
+  run(33, 255, 2);
+  EXPECT_FALSE(seen_.in_parallel);
+  EXPECT_EQ(seen_.teams, std::set<int>{1});
+  run(33, 256, 2);
+  EXPECT_TRUE(seen_.in_parallel);
+  EXPECT_EQ(seen_.teams, std::set<int>{2});
+  EXPECT_EQ(seen_.threads, (std::set<int>{0, 1}));
+  run(33, 256, 1);
+  EXPECT_FALSE(seen_.in_parallel);
+}
+
+TEST_F(GaussianTeam, LargeMaskForksAtAnyHeight) {
+  run(55, 2, 2);
+  EXPECT_TRUE(seen_.in_parallel);
+  EXPECT_EQ(seen_.threads, (std::set<int>{0, 1}));
+  run(55, 1000, 1);
+  EXPECT_FALSE(seen_.in_parallel);
+}
+
+TEST_F(GaussianTeam, LastThreadTakesTheRemainder) {
+  // Fewer rows than threads: bands of no rows, and all rows for the last thread.
+  run(55, 2, 3);
+  const int team = granted(3);
+  EXPECT_EQ(seen_.teams, std::set<int>{team});
+  EXPECT_EQ(seen_.threads, team == 3 ? (std::set<int>{2}) : (std::set<int>{0, 1}));
+}
+
+void* malloc_that_lowers_the_setting(std::size_t size) {
+  ippSetNumThreads(2);
+  return std::malloc(size);
+}
+
+void* malloc_that_raises_the_setting(std::size_t size) {
+  ippSetNumThreads(64);
+  return std::malloc(size);
+}
+
+// The setting is read before and after the allocation, and the smaller reading counts.
+TEST_F(GaussianTeam, SmallerOfTwoReadingsCounts) {
+  i_malloc = malloc_that_lowers_the_setting;
+  run(55, 40, 4);
+  EXPECT_EQ(seen_.teams, std::set<int>{2});
+  i_malloc = malloc_that_raises_the_setting;
+  run(55, 40, 2);
+  EXPECT_EQ(seen_.teams, std::set<int>{2});
+}
+
+}  // namespace
