@@ -39,11 +39,13 @@ Ptr orThrow(typename Ptr::pointer object) {
 inline FramePtr newFrame() { return orThrow<FramePtr>(av_frame_alloc()); }
 inline PacketPtr newPacket() { return orThrow<PacketPtr>(av_packet_alloc()); }
 
-/// The media libraries' words for a negative return value.
-std::string avErrorText(int error);
-
 /// From now on the media libraries' own messages are not printed; the last error is kept.
 void captureAvLog();
+
+/// What a demuxer, or a decoder that hides damage behind a repaired picture, has logged as an error
+/// since the last call; empty when nothing. By the media libraries' definition such an error means
+/// that something is lost, though the call itself may succeed.
+std::string takeLoggedDamage();
 
 /// The same with what the media libraries last logged as an error, which often names the reason.
 /// The kept message is taken.

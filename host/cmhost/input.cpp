@@ -19,6 +19,25 @@ bool isPicture(const AVStream& stream) {
          (stream.disposition & AV_DISPOSITION_ATTACHED_PIC) == 0;
 }
 
+// A damaged picture must not pass for a good one. Some decoders then return an error when asked to,
+// the others mark the frame.
+void refuseDamage(AVCodecContext& decoder) {
+  decoder.err_recognition = AV_EF_CRCCHECK;
+  switch (decoder.codec_id) {
+    case AV_CODEC_ID_FFV1:
+    case AV_CODEC_ID_H264:
+    case AV_CODEC_ID_HEVC:
+      decoder.err_recognition |= AV_EF_EXPLODE;
+      break;
+    case AV_CODEC_ID_MPEG4:
+      // With a thread a frame, the mark may come after the frame; and it aborts when asked to fail.
+      decoder.thread_type = FF_THREAD_SLICE;
+      break;
+    default:
+      break;
+  }
+}
+
 }  // namespace
 
 Input::Input(const std::string& path) : path_(path), file_(path), packet_(newPacket()) {
@@ -33,6 +52,7 @@ void Input::openFormat() {
   int result = avformat_open_input(&format, path_.c_str(), nullptr, nullptr);
   if (result >= 0) {
     format_.reset(format);
+    takeLoggedDamage();  // what a header lacks, opening has made up for
     result = avformat_find_stream_info(format, nullptr);
   }
   if (result < 0) {
@@ -59,8 +79,7 @@ void Input::openDecoder() {
     decoder_->pkt_timebase = video_->time_base;
     decoder_->thread_count = 0;
     decoder_->flags |= AV_CODEC_FLAG_BITEXACT;
-    // A damaged picture must not pass for a good one.
-    decoder_->err_recognition = AV_EF_CRCCHECK | AV_EF_BITSTREAM | AV_EF_BUFFER | AV_EF_EXPLODE;
+    refuseDamage(*decoder_);
     result = avcodec_open2(decoder_.get(), codec, nullptr);
   }
   if (result < 0)
@@ -72,16 +91,21 @@ FramePtr Input::nextFrame() {
   FramePtr frame = newFrame();
   for (;;) {
     const int result = avcodec_receive_frame(decoder_.get(), frame.get());
-    if (result == 0) {
-      finishFrame(*frame);
-      return frame;
-    }
+    if (const std::string damage = takeLoggedDamage(); !damage.empty()) failDamaged(damage);
     if (result == AVERROR_EOF) {
       checkComplete();
       return nullptr;
     }
-    if (result != AVERROR(EAGAIN)) failDamaged(avErrorReason(result));
-    feedDecoder();
+    if (result == AVERROR(EAGAIN)) {
+      feedDecoder();
+    } else if (result < 0) {
+      skipOrFail(avErrorReason(result));
+    } else if (frame->decode_error_flags != 0 || (frame->flags & AV_FRAME_FLAG_CORRUPT) != 0) {
+      skipOrFail("a picture is incomplete");
+    } else {
+      finishFrame(*frame);
+      return frame;
+    }
   }
 }
 
@@ -99,10 +123,18 @@ void Input::feedDecoder() {
     passOn(*packet_);
     av_packet_unref(packet_.get());
   }
-  if ((packet_->flags & AV_PKT_FLAG_CORRUPT) != 0) failDamaged("a packet is incomplete");
+  if ((packet_->flags & AV_PKT_FLAG_CORRUPT) != 0) skipOrFail("a packet is incomplete");
   const int result = avcodec_send_packet(decoder_.get(), packet_.get());
   av_packet_unref(packet_.get());
-  if (result < 0) failDamaged(avErrorReason(result));
+  if (result < 0) skipOrFail(avErrorReason(result));
+}
+
+// A recording of a broadcast starts anywhere; what comes before its first whole picture refers to
+// what was sent earlier.
+void Input::skipOrFail(const std::string& what) {
+  const bool startsAnywhere = (format_->iformat->flags & AVFMT_TS_DISCONT) != 0;
+  if (!startsAnywhere || decodedFrames_ > 0) failDamaged(what);
+  startSkipped_ = true;
 }
 
 void Input::passOn(AVPacket& packet) {
@@ -122,8 +154,6 @@ void Input::sendOtherPacketsTo(PacketSink sink) {
 }
 
 void Input::finishFrame(AVFrame& frame) {
-  if (frame.decode_error_flags != 0 || (frame.flags & AV_FRAME_FLAG_CORRUPT) != 0)
-    failDamaged("a picture is incomplete");
   frame.pts =
       frame.best_effort_timestamp != AV_NOPTS_VALUE ? frame.best_effort_timestamp : nextPts_;
   std::int64_t duration = frame.pkt_duration;
@@ -131,7 +161,9 @@ void Input::finishFrame(AVFrame& frame) {
     duration = av_rescale_q(1, av_inv_q(frameRate()), video_->time_base);
   nextPts_ = frame.pts + std::max<std::int64_t>(duration, 1);
   lastFrameSeconds_ = static_cast<double>(frame.pts) * av_q2d(video_->time_base);
-  ++decodedFrames_;
+  if (decodedFrames_++ == 0 && startSkipped_)
+    printWarning(path_ + ": what lies before the first whole picture, at " +
+                 secondsText(lastFrameSeconds_) + ", is left out");
 }
 
 void Input::checkLength() const {

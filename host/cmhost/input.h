@@ -46,6 +46,7 @@ class Input {
   void openFormat();
   void openDecoder();
   void feedDecoder();
+  void skipOrFail(const std::string& what);
   void passOn(AVPacket& packet);
   void checkLength() const;
   void checkComplete() const;
@@ -62,6 +63,7 @@ class Input {
   std::vector<PacketPtr> waiting_;
   std::size_t waitingBytes_ = 0;
   std::int64_t decodedFrames_ = 0;
+  bool startSkipped_ = false;
   std::int64_t nextPts_ = 0;     ///< for a frame without a time stamp
   double lastFrameSeconds_ = 0;  ///< of the last frame decoded
   std::int64_t packetsEnd_ = 0;  ///< byte after the last packet
