@@ -11,46 +11,59 @@ namespace cmhost {
 namespace {
 
 std::mutex logMutex;
-std::string lastLoggedError;
-std::string loggedDamage;
+std::string lastError;
+std::string demuxerDamage;
+std::string decoderDamage;
 
 AVClassCategory categoryOf(const AVClass& kind, void* source) {
   return kind.get_category != nullptr ? kind.get_category(source) : kind.category;
 }
 
-bool meansDamage(const AVClass& kind, void* source) {
-  switch (categoryOf(kind, source)) {
-    case AV_CLASS_CATEGORY_DEMUXER:
-      return true;
-    case AV_CLASS_CATEGORY_DECODER:
-      return std::strcmp(kind.item_name(source), "ffv1") == 0;  // others mark the frame
-    default:
-      return false;
-  }
+bool startsWith(const char* text, const char* start) {
+  return std::strncmp(text, start, std::strlen(start)) == 0;
 }
 
-void keepError(void* source, int level, const char* format, va_list arguments) {
-  if (level > AV_LOG_ERROR) return;
+// Decoders mark a picture that they repaired, but with a thread for each frame the mark may come
+// after the frame; and FFV1 has none for a slice whose checksum fails.
+bool isRepair(const AVClass& kind, void* source, int level, const char* format) {
+  return startsWith(format, "concealing ") ||
+         (level <= AV_LOG_ERROR && std::strcmp(kind.item_name(source), "ffv1") == 0);
+}
+
+void keepLog(void* source, int level, const char* format, va_list arguments) {
+  const AVClass* const kind = source != nullptr ? *static_cast<AVClass**>(source) : nullptr;
+  const AVClassCategory category =
+      kind != nullptr ? categoryOf(*kind, source) : AV_CLASS_CATEGORY_NA;
+  const bool repair =
+      category == AV_CLASS_CATEGORY_DECODER && isRepair(*kind, source, level, format);
+  if (level > AV_LOG_ERROR && !repair) return;
+
   char text[512];
   std::vsnprintf(text, sizeof text, format, arguments);
   std::string line(text);
-  while (!line.empty() && (line.back() == '\n' || line.back() == ' ' || line.back() == '.'))
-    line.pop_back();
+  const std::size_t end = line.find_last_not_of("\n .");
+  line.resize(end == std::string::npos ? 0 : end + 1);
   if (line.empty()) return;
-  const AVClass* const kind = source != nullptr ? *static_cast<AVClass**>(source) : nullptr;
   if (kind != nullptr) line.insert(0, std::string(kind->item_name(source)) + ": ");
   const std::lock_guard<std::mutex> lock(logMutex);
-  lastLoggedError = line;
-  if (kind != nullptr && meansDamage(*kind, source)) loggedDamage = line;
+  if (level <= AV_LOG_ERROR) lastError = line;
+  // The first word on a matter says most.
+  if (repair && decoderDamage.empty()) decoderDamage = line;
+  if (category == AV_CLASS_CATEGORY_DEMUXER && demuxerDamage.empty()) demuxerDamage = line;
 }
 
 }  // namespace
 
-void captureAvLog() { av_log_set_callback(keepError); }
+void captureAvLog() { av_log_set_callback(keepLog); }
 
-std::string takeLoggedDamage() {
+std::string takeDemuxerDamage() {
   const std::lock_guard<std::mutex> lock(logMutex);
-  return std::exchange(loggedDamage, {});
+  return std::exchange(demuxerDamage, {});
+}
+
+std::string takeDecoderDamage() {
+  const std::lock_guard<std::mutex> lock(logMutex);
+  return std::exchange(decoderDamage, {});
 }
 
 std::string avErrorReason(int error) {
@@ -58,8 +71,8 @@ std::string avErrorReason(int error) {
   char text[AV_ERROR_MAX_STRING_SIZE] = "";
   av_strerror(error, text, sizeof text);
   std::string reason = text;
-  if (!lastLoggedError.empty()) reason += " (" + lastLoggedError + ")";
-  lastLoggedError.clear();
+  if (!lastError.empty()) reason += " (" + lastError + ")";
+  lastError.clear();
   return reason;
 }
 

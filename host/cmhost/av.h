@@ -42,12 +42,16 @@ inline PacketPtr newPacket() { return orThrow<PacketPtr>(av_packet_alloc()); }
 /// From now on the media libraries' own messages are not printed; the last error is kept.
 void captureAvLog();
 
-/// What a demuxer, or a decoder that hides damage behind a repaired picture, has logged as an error
-/// since the last call; empty when nothing. By the media libraries' definition such an error means
-/// that something is lost, though the call itself may succeed.
-std::string takeLoggedDamage();
+/// What demuxers have logged as an error since the last call; empty when nothing. By the media
+/// libraries' definition such an error means that something is lost, though the call may succeed.
+std::string takeDemuxerDamage();
 
-/// The same with what the media libraries last logged as an error, which often names the reason.
+/// What decoders have logged since the last call about pictures that they repaired; empty when
+/// nothing.
+std::string takeDecoderDamage();
+
+/// The media libraries' words for a negative return value, with what they last logged as an error,
+/// which often names the reason.
 /// The kept message is taken.
 std::string avErrorReason(int error);
 

@@ -52,7 +52,7 @@ void Input::openFormat() {
   int result = avformat_open_input(&format, path_.c_str(), nullptr, nullptr);
   if (result >= 0) {
     format_.reset(format);
-    takeLoggedDamage();  // what a header lacks, opening has made up for
+    takeDemuxerDamage();  // what a header lacks, opening has made up for
     result = avformat_find_stream_info(format, nullptr);
   }
   if (result < 0) {
@@ -80,6 +80,7 @@ void Input::openDecoder() {
     decoder_->thread_count = 0;
     decoder_->flags |= AV_CODEC_FLAG_BITEXACT;
     refuseDamage(*decoder_);
+    takeDecoderDamage();  // of the decoders that looked at the start
     result = avcodec_open2(decoder_.get(), codec, nullptr);
   }
   if (result < 0)
@@ -91,7 +92,8 @@ FramePtr Input::nextFrame() {
   FramePtr frame = newFrame();
   for (;;) {
     const int result = avcodec_receive_frame(decoder_.get(), frame.get());
-    if (const std::string damage = takeLoggedDamage(); !damage.empty()) failDamaged(damage);
+    if (const std::string damage = takeDemuxerDamage(); !damage.empty()) failDamaged(damage);
+    if (const std::string damage = takeDecoderDamage(); !damage.empty()) skipOrFail(damage);
     if (result == AVERROR_EOF) {
       checkComplete();
       return nullptr;
