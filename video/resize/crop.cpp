@@ -44,10 +44,12 @@ struct axis {
   std::uint64_t out() const { return padded.sum() + in - cropped.sum(); }
 };
 
-// Half of an amount that is truncated first. False when it is no 32-bit amount.
+// Half of an amount that is truncated first and counts modulo 2^32. False when it is no integer
+// that 64 bits hold.
 bool half_of(double amount, std::uint64_t& half) {
-  if (!(amount > -1.0 && amount < 4294967296.0)) return false;
-  half = static_cast<std::uint64_t>(amount) >> 1;
+  constexpr double limit = 9223372036854775808.0;
+  if (!(amount >= -limit && amount < limit)) return false;
+  half = static_cast<std::uint32_t>(static_cast<std::int64_t>(amount)) >> 1;
   return true;
 }
 

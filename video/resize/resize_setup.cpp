@@ -14,10 +14,10 @@ namespace {
 constexpr std::uint64_t largest_frame = 0x7FFFFFFF;  // bytes; `get_output_size` returns an int
 constexpr std::size_t clip_range = 1024;
 
-// Whether frames of this size can be told in 31 bits of bytes.
+// Whether there are frames of this layout and size whose bytes can be told in 31 bits.
 bool fits(qor_resize::colorspace space, std::uint64_t width, std::uint64_t height,
           std::size_t sample_size) {
-  return width * height <= largest_frame &&
+  return is_layout(space) && width * height <= largest_frame &&
          frame_samples(space, width, height) * sample_size <= largest_frame;
 }
 
@@ -105,18 +105,17 @@ int video_resize_impl<T>::init(int wanted_width, int wanted_height, int source_w
   in_width = static_cast<unsigned int>(source_width);
   in_height = static_cast<unsigned int>(source_height);
   if ((in_width & 1) != 0 || (in_height & 1) != 0) return -1;
-  if (wanted_width < 0 || wanted_height < 0 || source_width < 0 || source_height < 0) return -1;
-  if (is_layout(space) && !fits(space, in_width, in_height, sizeof(T))) return -1;
+  // What cannot be is found out here and told only after the interpolation has been looked at.
+  bool possible = wanted_width >= 0 && wanted_height >= 0 && source_width >= 0 &&
+                  source_height >= 0 && fits(space, in_width, in_height, sizeof(T));
 
   const bool with_aspect = copy_only == 0 && display.enabled;
   cropper.init(space, with_aspect, source_width, source_height, display.x, display.y);
-  store_crop({crop_left, crop_right, crop_top, crop_bottom});
+  if (possible) store_crop({crop_left, crop_right, crop_top, crop_bottom});
   int kept_width = 0;
   int kept_height = 0;
-  if (cropper.set_out_ratio(out_width, out_height, static_cast<unsigned int>(fit_mode), &kept_width,
-                            &kept_height) == 0) {
-    return -1;
-  }
+  possible &= cropper.set_out_ratio(out_width, out_height, static_cast<unsigned int>(fit_mode),
+                                    &kept_width, &kept_height) != 0;
   in_width = static_cast<unsigned int>(kept_width);
   in_height = static_cast<unsigned int>(kept_height);
   if (copy_only != 0) {
@@ -131,8 +130,7 @@ int video_resize_impl<T>::init(int wanted_width, int wanted_height, int source_w
     smoothing_strength = (100u - static_cast<unsigned int>(smoothing_level)) >> 2;
   }
 
-  if (!is_layout(space)) return -1;
-  if (!fits(space, in_width, in_height, sizeof(T)) ||
+  if (!possible || !fits(space, in_width, in_height, sizeof(T)) ||
       !fits(space, out_width, out_height, sizeof(T)) ||
       !fits(space, mid_width, mid_height, sizeof(T))) {
     return -1;

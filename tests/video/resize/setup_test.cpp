@@ -361,6 +361,22 @@ TEST(Setup, PlansTooLargeAreRejected) {
   padded.aspect_x = 1.0f;
   padded.aspect_y = 1e9f;
   EXPECT_EQ(resizer_8(padded).result, -1);
+  // An unknown interpolation is told first.
+  padded.interpolation = 100;
+  EXPECT_EQ(resizer_8(padded).result, 0);
+}
+
+TEST(Setup, FitAmountsCountModulo32Bits) {
+  // 2 x 2 with pixels so narrow that 2^32 + 510 columns of border are wanted.
+  resize_request request = scale_request(4, 2, 2, 2, 2);
+  request.fit_mode = 2;
+  request.aspect_preset = 1;
+  request.aspect_x = 1.0f;
+  request.aspect_y = 2147483904.0f;
+  resizer_8 r(request);
+  EXPECT_EQ(r.result, 1);
+  EXPECT_EQ(r->in_width, 512u);
+  EXPECT_EQ(r->cropper.pad_left + r->cropper.pad_right, 510u);
 }
 
 TEST(Setup, AFitThatLeavesNothingStands) {
