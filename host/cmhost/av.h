@@ -51,8 +51,7 @@ std::string takeDemuxerDamage();
 std::string takeDecoderDamage();
 
 /// The media libraries' words for a negative return value, with what they last logged as an error,
-/// which often names the reason.
-/// The kept message is taken.
+/// which often names the reason. The kept message is taken.
 std::string avErrorReason(int error);
 
 }  // namespace cmhost

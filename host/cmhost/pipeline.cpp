@@ -130,6 +130,7 @@ void Pipeline::run(Muxer& muxer, Encoder& encoder, const std::function<void(std:
   lock.unlock();
   stop();  // no thread may use the muxer or the encoder after this
   if (failure_ != nullptr) std::rethrow_exception(failure_);
+  watch(encoded_);
 }
 
 void Pipeline::checkLike(const AVFrame& frame) const {
