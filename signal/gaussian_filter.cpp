@@ -1,7 +1,7 @@
 #include "signal/gaussian_filter.h"
 
+#include "signal/dispatch.h"
 #include "signal/gaussian_walk.h"
-#include "signal/variant.h"
 
 namespace {
 

@@ -15,8 +15,9 @@ namespace {
 constexpr int status_ok = 0;
 constexpr int status_no_memory = -9;
 
-// Each scratch row begins on a multiple of this many samples, 64 bytes, after the one before it.
-constexpr std::int64_t row_granularity = 32;
+// Scratch rows are a multiple of this many samples long, the most that a row operation handles at
+// once: it may fill the row up.
+constexpr std::int64_t row_granularity = 64;
 constexpr int profile_count = 3;
 constexpr int source_rows_5x5 = 5;
 

@@ -2,7 +2,7 @@
 
 #include <cstddef>
 
-#include "signal/gaussian_rows.h"
+#include "signal/variant.h"
 
 namespace ns_signal {
 
@@ -21,14 +21,6 @@ struct gaussian_region {
   const unsigned char* source_row(std::ptrdiff_t y) const { return src + y * src_step; }
   unsigned char* destination_row(std::ptrdiff_t y) const { return dst + y * dst_step; }
 };
-
-/// Ways through the region for the 8-bit filter. Each returns the filter's status.
-
-/// With scratch rows from `ippsMalloc_8u`, in bands of rows on a team of threads.
-int walk_in_bands(const gaussian_rows& rows, const gaussian_region& region, gaussian_mask mask);
-
-/// With scratch rows on the stack, in tiles of columns on the calling thread.
-int walk_in_tiles(const gaussian_rows& rows, const gaussian_region& region, gaussian_mask mask);
 
 /// The way through the region for the 16-bit filter.
 void walk_16u(const gaussian_rows& rows, const gaussian_region& region, gaussian_mask mask);

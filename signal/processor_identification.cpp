@@ -52,6 +52,9 @@ processor_facts this_processor() {
   if (facts.leaf_1.ecx & xcr0_readable) {
     facts.xcr0 = read_xcr0();
   }
+  if (identify(0, 0).eax >= 7) {
+    facts.leaf_7 = identify(7, 0);
+  }
   if ((facts.leaf_1.eax >> 8 & 0xf) == 11) {
     facts.leaf_20000001 = identify(0x20000001, 0);
   }

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 
+#include "signal/dispatch.h"
 #include "signal/processor_identification.h"
 #include "signal/shared_word.h"
 
@@ -26,12 +27,12 @@ constexpr int status_not_identified = 36;
 // the lowest byte.
 constexpr unsigned int leaf_request[2] = {0x69746567, 0x616f666e};
 
-unsigned int detected_features = 0;
+unsigned long long detected_features = 0;
 bool features_detected = false;
 
-unsigned int processor_features() {
+unsigned long long processor_features() {
   if (!__atomic_load_n(&features_detected, __ATOMIC_ACQUIRE)) {
-    store_shared(detected_features, ns_signal::feature_word(ns_signal::this_processor()));
+    store_shared(detected_features, ns_signal::all_features(ns_signal::this_processor()));
     __atomic_store_n(&features_detected, true, __ATOMIC_RELEASE);
   }
   return load_shared(detected_features);
@@ -55,7 +56,7 @@ int ippGetCpuFeatures(unsigned int* features, unsigned int* info) {
     info[2] = words.ecx;
     info[3] = words.edx;
   }
-  features[0] = processor_features();
+  features[0] = static_cast<unsigned int>(processor_features());
   features[1] = 0;
   return status_ok;
 }
@@ -68,6 +69,8 @@ int ippStaticInit() {
   const ns_signal::variant_choice choice =
       ns_signal::choose_variant(identified, features[0], ns_signal::is_genuine());
   ippSetCpuFeaturesMask(choice.enabled, 0);
+  const ns_signal::variant* const widest = &ns_signal::widest_p8_variant(processor_features());
+  store_shared(ns_signal::variant_table[3], widest);
   store_shared(ippJumpIndexForMergedLibsLP, choice.low_power);
   store_shared(ippJumpIndexForMergedLibs, choice.index);
   return choice.status;

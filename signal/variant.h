@@ -1,19 +1,26 @@
 #pragma once
 
 #include "signal/gaussian_rows.h"
-#include "signal/gaussian_walk.h"
-#include "signal/processor_variant.h"
-#include "signal/shared_word.h"
 
+/// Types and names only: files compiled for newer processors include this, and must not share any
+/// code with the rest.
 namespace ns_signal {
 
-/// How `narrow` rounds what lies between 0 and 255.
+struct gaussian_region;
+enum class gaussian_mask;
+
+/// How the conversion to bytes rounds what lies between 0 and 255.
 enum class rounding { toward_zero, nearest_even, half_up };
 
 /// One implementation of every dispatched primitive. The public functions check the arguments and
 /// set up the floating-point environment; an implementation finds valid pointers, a length of at
 /// least 1 and plain arithmetic.
 struct variant {
+  /// Prefix and instruction set, as "w7_ SSE2".
+  const char* name;
+  /// The `feature` bits without which it must not run.
+  unsigned long long required;
+
   void (*convert_8u32f)(const unsigned char* src, float* dst, int len);
   void (*convert_16u32f)(const unsigned short* src, float* dst, int len);
   /// `factor` 1 stands for no multiplication.
@@ -26,20 +33,25 @@ struct variant {
   int (*walk_8u)(const gaussian_rows& rows, const gaussian_region& region, gaussian_mask mask);
 };
 
-constexpr int variant_count = 4;
+/// Ways through the region for the 8-bit Gaussian filter; each returns the filter's status.
+///
+/// With scratch rows from `ippsMalloc_8u`, in bands of rows on a team of threads.
+int walk_in_bands(const gaussian_rows& rows, const gaussian_region& region, gaussian_mask mask);
 
-/// The dispatch table, one entry for each variant index, complete before any code runs.
-extern const variant* variant_table[variant_count];
-
-/// The variant in force.
-inline const variant& current_variant() {
-  const int index = load_shared(ippJumpIndexForMergedLibs);
-  return *load_shared(variant_table[index >= 0 && index < variant_count ? index : 0]);
-}
+/// With scratch rows on the stack, in tiles of columns on the calling thread.
+int walk_in_tiles(const gaussian_rows& rows, const gaussian_region& region, gaussian_mask mask);
 
 /// The portable code: the definition of every primitive, and the fallback on every processor. The
 /// second form is for index 3, where the 8-bit Gaussian filter allocates nothing and never threads.
 extern const variant portable_variant;
 extern const variant portable_variant_on_stack;
+
+#if SIGNAL_X86_LEVELS
+extern const variant w7_variant;
+extern const variant v8_variant;
+extern const variant p8_variant;
+extern const variant p8_avx2_variant;
+extern const variant p8_avx512_variant;
+#endif
 
 }  // namespace ns_signal

@@ -33,7 +33,9 @@ unsigned int feature_word(const processor_facts& facts) {
   const unsigned int ecx = facts.leaf_1.ecx;
   const unsigned int edx = facts.leaf_1.edx;
   unsigned int word = 0;
-  const auto add = [&word](bool present, feature f) { word |= present ? f : 0U; };
+  const auto add = [&word](bool present, feature f) {
+    word |= present ? static_cast<unsigned int>(f) : 0U;
+  };
 
   add(bit(edx, 23), feature_mmx);
   add(bit(edx, 25), feature_sse);
@@ -50,6 +52,22 @@ unsigned int feature_word(const processor_facts& facts) {
   const unsigned int family = facts.leaf_1.eax >> 8 & 0xf;
   add(family == 11 && bit(facts.leaf_20000001.edx, 1), feature_family_11);
   return word;
+}
+
+unsigned long long all_features(const processor_facts& facts) {
+  constexpr unsigned int avx512_state = 0xe6;
+  unsigned long long features = feature_word(facts);
+  const auto add = [&features](bool present, feature f) { features |= present ? f : 0ULL; };
+
+  add(bit(facts.leaf_1.ecx, 23), feature_popcnt);
+  const bool avx = (features & feature_avx_enabled) != 0;
+  add(avx && bit(facts.leaf_1.ecx, 12), feature_fma);
+  add(avx && bit(facts.leaf_1.ecx, 29), feature_f16c);
+  add(avx && bit(facts.leaf_7.ebx, 5), feature_avx2);
+  const bool avx512 = avx && (facts.xcr0 & avx512_state) == avx512_state;
+  add(avx512 && bit(facts.leaf_7.ebx, 16), feature_avx512f);
+  add(avx512 && bit(facts.leaf_7.ebx, 30), feature_avx512bw);
+  return features;
 }
 
 variant_choice choose_variant(bool identified, unsigned int features, bool genuine) {

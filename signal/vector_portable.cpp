@@ -31,6 +31,10 @@ unsigned char narrow(float value, rounding mode) {
 
 bool is_nan(float value) { return value != value; }  // NOLINT(misc-redundant-expression)
 
+// The second operand. Processors and compilers differ in which of two NaNs comes through an
+// operation; the first one does when there is no second.
+float unless_nan(float first, float second) { return is_nan(first) ? 0.0F : second; }
+
 }  // namespace
 
 void convert_8u32f(const unsigned char* src, float* dst, int len) {
@@ -55,19 +59,19 @@ void convert_32f8u(const float* src, unsigned char* dst, int len, rounding mode,
 
 void mul_c_32f(const float* src, float val, float* dst, int len) {
   for (int i = 0; i < len; ++i) {
-    dst[i] = src[i] * val;
+    dst[i] = src[i] * unless_nan(src[i], val);
   }
 }
 
 void add_32f(const float* src1, const float* src2, float* dst, int len) {
   for (int i = 0; i < len; ++i) {
-    dst[i] = src1[i] + src2[i];
+    dst[i] = src1[i] + unless_nan(src1[i], src2[i]);
   }
 }
 
 void mul_32f(const float* src1, const float* src2, float* dst, int len) {
   for (int i = 0; i < len; ++i) {
-    dst[i] = src1[i] * src2[i];
+    dst[i] = src1[i] * unless_nan(src1[i], src2[i]);
   }
 }
 

@@ -4,8 +4,8 @@
 #include <cstdint>
 #include <cstring>
 
+#include "signal/dispatch.h"
 #include "signal/float_environment.h"
-#include "signal/variant.h"
 
 namespace {
 

@@ -1,7 +1,7 @@
 #include <gtest/gtest.h>
 
+#include "signal/dispatch.h"
 #include "signal/processor_variant.h"
-#include "signal/variant.h"
 #include "signal/vector_primitives.h"
 
 namespace {

@@ -124,8 +124,9 @@ outcome<T> run(const picture<T>& source, int mask, int src_padding = 0, int dst_
   using bytes = protected_buffer<unsigned char>;
   const auto side = at_begin ? bytes::side::begin : bytes::side::end;
   const std::size_t sample = sizeof(T);
-  const std::size_t line = static_cast<std::size_t>(source.width + 2 * source.border) * sample;
-  const std::size_t lines = static_cast<std::size_t>(source.height + 2 * source.border);
+  const std::size_t border = static_cast<std::size_t>(source.border);
+  const std::size_t line = (static_cast<std::size_t>(source.width) + 2 * border) * sample;
+  const std::size_t lines = static_cast<std::size_t>(source.height) + 2 * border;
   const std::size_t src_step = line + static_cast<std::size_t>(src_padding);
   bytes src(src_step * (lines - 1) + line, side);
   src.fill(fill);

@@ -6,8 +6,8 @@
 #include <mutex>
 #include <set>
 
+#include "signal/dispatch.h"
 #include "signal/gaussian_filter.h"
-#include "signal/variant.h"
 #include "signal/vector_primitives.h"
 #include "tests/signal/gaussian_reference.h"
 #include "tests/signal/variant_scope.h"
@@ -19,27 +19,27 @@ using bytes_picture = reference::picture<unsigned char>;
 
 constexpr int heights[] = {1, 2, 3, 4, 5, 6, 7, 8, 13, 14, 15, 255, 256, 257};
 
-void expect_same_for_every_team(int index, int width, int height) {
+void expect_same_for_every_team(const ns_signal::variant& variant, int width, int height) {
   std::mt19937 random(static_cast<unsigned int>(height));
   for (const int mask : {33, 55}) {
     const bytes_picture p = reference::random_picture<unsigned char>(width, height, mask, random);
     const std::vector<unsigned char> expected = reference::filter(p, mask);
     for (const int threads : {1, 2, 3, 7}) {
-      const variant_scope scope(index, threads);
+      const variant_scope scope(variant, threads);
       const auto out = reference::run(p, mask, 3, 5);
       ASSERT_EQ(out.status, 0);
       ASSERT_EQ(out.region, expected)
-          << threads << " threads, height " << height << ", mask " << mask;
+          << variant.name << ", " << threads << " threads, height " << height << ", mask " << mask;
       ASSERT_TRUE(out.rest_untouched);
     }
   }
 }
 
 TEST(GaussianThreads, EveryTeamGivesTheSame) {
-  for (int index = 0; index <= highest_variant_index(); ++index) {
+  for (const ns_signal::variant* variant : runnable_variants()) {
     for (const int height : heights) {
-      expect_same_for_every_team(index, 37, height);
-      expect_same_for_every_team(index, 1, height);
+      expect_same_for_every_team(*variant, 37, height);
+      expect_same_for_every_team(*variant, 1, height);
     }
   }
 }
@@ -51,7 +51,7 @@ TEST(GaussianThreads, SerialisedRegionGivesTheSame) {
 #pragma omp parallel num_threads(2)
     {
 #pragma omp master
-      expect_same_for_every_team(0, 37, height);
+      expect_same_for_every_team(ns_signal::portable_variant, 37, height);
     }
   }
 }
@@ -90,25 +90,19 @@ void observed_combine_5x5(const ns_signal::row_profiles src[5], unsigned char* d
 class GaussianTeam : public testing::Test {
  protected:
   void SetUp() override {
-    original_ = ns_signal::variant_table[0];
     observed_ = ns_signal::portable_variant;
     observed_.gaussian.row_3x3_8u = observed_row_3x3;
     observed_.gaussian.combine_5x5_8u = observed_combine_5x5;
-    ns_signal::variant_table[0] = &observed_;
-    ippJumpIndexForMergedLibs = 0;
     seen = &seen_;
   }
-  void TearDown() override {
-    ns_signal::variant_table[0] = original_;
-    i_malloc = std::malloc;
-  }
+  void TearDown() override { i_malloc = std::malloc; }
 
   void run(int mask, int height, int threads) {
     seen_.teams.clear();
     seen_.threads.clear();
     seen_.rows = 0;
     seen_.in_parallel = false;
-    const variant_scope scope(0, threads);
+    const variant_scope scope(observed_, threads);
     std::mt19937 random(1);
     const bytes_picture p = reference::random_picture<unsigned char>(9, height, mask, random);
     EXPECT_EQ(reference::run(p, mask).region, reference::filter(p, mask));
@@ -120,7 +114,6 @@ class GaussianTeam : public testing::Test {
 
   observation seen_;
   ns_signal::variant observed_{};
-  const ns_signal::variant* original_ = nullptr;
 };
 
 TEST_F(GaussianTeam, SmallMaskForksFrom256Rows) {

@@ -414,6 +414,41 @@ TEST_F(VectorPrimitives, SpecialSumsAndProducts) {
   EXPECT_TRUE(std::isnan(product[4]) && std::isnan(product[5]));
 }
 
+// Sign and payload of a NaN come through, quiet; of two the first.
+TEST_F(VectorPrimitives, NanComesThrough) {
+  constexpr std::uint32_t quiet = 0x00400000;
+  const std::uint32_t nans[] = {0x7fc00000, 0xffc00001, 0x7f800002, 0xff812345, 0x7fffffff};
+  for (const std::uint32_t first : nans) {
+    for (const std::uint32_t second : {0x40400000U, 0x7f800000U, 0U, 0x7fc77777U, 0xff900000U}) {
+      for (const int len : {1, 3, 4, 40}) {
+        const std::vector<float> x(static_cast<std::size_t>(len), from_bits(first));
+        const std::vector<float> y(x.size(), from_bits(second));
+        const bool second_is_nan = std::isnan(y[0]);
+        const auto expect = [](const std::vector<float>& r, std::uint32_t expected) {
+          for (const float element : r) {
+            EXPECT_EQ(bits(element), expected | quiet);
+          }
+        };
+        std::vector<float> r(x.size());
+        ippsAdd_32f(x.data(), y.data(), r.data(), len);
+        expect(r, first);
+        ippsMul_32f(x.data(), y.data(), r.data(), len);
+        expect(r, first);
+        ippsAdd_32f(y.data(), x.data(), r.data(), len);
+        expect(r, second_is_nan ? second : first);
+        ippsMul_32f(y.data(), x.data(), r.data(), len);
+        expect(r, second_is_nan ? second : first);
+        ippsMulC_32f(y.data(), x[0], r.data(), len);
+        expect(r, second_is_nan ? second : first);
+        if (second != 0) {
+          ippsMulC_32f(x.data(), y[0], r.data(), len);
+          expect(r, first);
+        }
+      }
+    }
+  }
+}
+
 TEST_F(VectorPrimitives, InPlaceEqualsOutOfPlace) {
   std::mt19937 random(3);
   std::uniform_real_distribution<float> number(-1000, 1000);

@@ -1,13 +1,14 @@
-#include "signal/variant.h"
-
 #include "signal/gaussian_portable.h"
+#include "signal/variant.h"
 #include "signal/vector_portable.h"
 
 namespace ns_signal {
 namespace {
 
-constexpr variant portable_with(decltype(variant::walk_8u) walk) {
-  return {portable::convert_8u32f,
+constexpr variant portable_with(const char* name, decltype(variant::walk_8u) walk) {
+  return {name,
+          0,
+          portable::convert_8u32f,
           portable::convert_16u32f,
           portable::convert_32f8u,
           portable::mul_c_32f,
@@ -20,10 +21,7 @@ constexpr variant portable_with(decltype(variant::walk_8u) walk) {
 
 }  // namespace
 
-constexpr variant portable_variant = portable_with(walk_in_bands);
-constexpr variant portable_variant_on_stack = portable_with(walk_in_tiles);
-
-const variant* variant_table[variant_count] = {&portable_variant, &portable_variant,
-                                               &portable_variant, &portable_variant_on_stack};
+constexpr variant portable_variant = portable_with("portable", walk_in_bands);
+constexpr variant portable_variant_on_stack = portable_with("portable, on stack", walk_in_tiles);
 
 }  // namespace ns_signal

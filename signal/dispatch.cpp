@@ -1,0 +1,34 @@
+#include "signal/dispatch.h"
+
+namespace ns_signal {
+
+#if SIGNAL_X86_LEVELS
+
+const variant* variant_table[variant_count] = {&w7_variant, &w7_variant, &v8_variant, &p8_variant};
+
+const variant* const all_variants[] = {
+    &portable_variant, &portable_variant_on_stack, &w7_variant,        &v8_variant,
+    &p8_variant,       &p8_avx2_variant,           &p8_avx512_variant, nullptr};
+
+const variant& widest_p8_variant(unsigned long long features) {
+  const variant* const candidates[] = {&p8_avx512_variant, &p8_avx2_variant};
+  for (const variant* candidate : candidates) {
+    if ((features & candidate->required) == candidate->required) {
+      return *candidate;
+    }
+  }
+  return p8_variant;
+}
+
+#else
+
+const variant* variant_table[variant_count] = {&portable_variant, &portable_variant,
+                                               &portable_variant, &portable_variant_on_stack};
+
+const variant* const all_variants[] = {&portable_variant, &portable_variant_on_stack, nullptr};
+
+const variant& widest_p8_variant(unsigned long long) { return portable_variant_on_stack; }
+
+#endif
+
+}  // namespace ns_signal

@@ -1,0 +1,27 @@
+#pragma once
+
+#include "signal/processor_variant.h"
+#include "signal/shared_word.h"
+#include "signal/variant.h"
+
+namespace ns_signal {
+
+constexpr int variant_count = 4;
+
+/// The dispatch table, one entry for each variant index, complete before any code runs.
+/// `ippStaticInit` replaces the last entry where the processor has more than SSE4.1.
+extern const variant* variant_table[variant_count];
+
+/// The variant in force.
+inline const variant& current_variant() {
+  const int index = load_shared(ippJumpIndexForMergedLibs);
+  return *load_shared(variant_table[index >= 0 && index < variant_count ? index : 0]);
+}
+
+/// What index 3 stands for on a processor with these `feature` bits: the widest form of `p8_`.
+const variant& widest_p8_variant(unsigned long long features);
+
+/// Every implementation built, narrowest first, ending with null.
+extern const variant* const all_variants[];
+
+}  // namespace ns_signal

@@ -1,0 +1,495 @@
+#pragma once
+
+#include <cstddef>
+#include <cstring>
+
+#include "signal/feature.h"
+#include "signal/variant.h"
+
+/// The primitives over registers of any width. A level's file describes its registers in two
+/// structs, `floats` and `integers`, and gets its row of the dispatch table from
+/// `level<floats, integers>`.
+///
+/// Everything here lies in an unnamed namespace on purpose: each level's file gets a copy of its
+/// own, compiled with its own flags, that no other file can be linked against.
+namespace ns_signal {
+namespace {
+
+// What the compiler may use in this file must be asked of the processor.
+constexpr unsigned long long compiled_for = feature_sse2
+#ifdef __SSE3__
+                                            | feature_sse3
+#endif
+#ifdef __SSSE3__
+                                            | feature_ssse3
+#endif
+#ifdef __SSE4_1__
+                                            | feature_sse41
+#endif
+#ifdef __SSE4_2__
+                                            | feature_sse42
+#endif
+#ifdef __POPCNT__
+                                            | feature_popcnt
+#endif
+#ifdef __AVX__
+                                            | feature_avx | feature_avx_enabled
+#endif
+#ifdef __FMA__
+                                            | feature_fma
+#endif
+#ifdef __F16C__
+                                            | feature_f16c
+#endif
+#ifdef __AVX2__
+                                            | feature_avx2
+#endif
+#ifdef __AVX512F__
+                                            | feature_avx512f
+#endif
+#ifdef __AVX512BW__
+                                            | feature_avx512bw
+#endif
+    ;
+static_assert((compiled_for & ~(SIGNAL_LEVEL_NEEDS)) == 0,
+              "compiled for more than signal/CMakeLists.txt asks of the processor");
+
+// ---- Vectors of floats.
+
+template <class F>
+struct vector_kernels {
+  using reg = typename F::reg;
+  static constexpr std::ptrdiff_t n = F::count;
+
+  // dst[i] = operation(a[i], b[i]). The last register is loaded before anything is stored, since
+  // the destination may be a source, and stored at the end over what it shares with the one before.
+  template <class Operation>
+  static void map(const float* a, const float* b, float* dst, std::ptrdiff_t len,
+                  Operation operation) {
+    if (len < n) {
+      const std::size_t bytes = static_cast<std::size_t>(len) * sizeof(float);
+      float x[n] = {};
+      float y[n] = {};
+      std::memcpy(x, a, bytes);
+      std::memcpy(y, b, bytes);
+      F::store(x, operation(F::load(x), F::load(y)));
+      std::memcpy(dst, x, bytes);
+      return;
+    }
+    const std::ptrdiff_t end = len - n;
+    const reg last = operation(F::load(a + end), F::load(b + end));
+    std::ptrdiff_t i = 0;
+    for (; i < end - 3 * n; i += 4 * n) {
+      for (int k = 0; k < 4; ++k) {
+        const std::ptrdiff_t at = i + k * n;
+        F::store(dst + at, operation(F::load(a + at), F::load(b + at)));
+      }
+    }
+    for (; i < end; i += n) {
+      F::store(dst + i, operation(F::load(a + i), F::load(b + i)));
+    }
+    F::store(dst + end, last);
+  }
+
+  // Of two NaNs the first comes through, as in the portable code.
+  static reg add(reg a, reg b) { return F::add(a, F::zero_where_nan(a, b)); }
+  static reg mul(reg a, reg b) { return F::mul(a, F::zero_where_nan(a, b)); }
+
+  static void add_32f(const float* src1, const float* src2, float* dst, int len) {
+    map(src1, src2, dst, len, add);
+  }
+
+  static void mul_32f(const float* src1, const float* src2, float* dst, int len) {
+    map(src1, src2, dst, len, mul);
+  }
+
+  static void mul_c_32f(const float* src, float val, float* dst, int len) {
+    const reg factor = F::all(val);
+    map(src, src, dst, len, [factor](reg a, reg) { return mul(a, factor); });
+  }
+
+  // Whole blocks of `block` elements, the last one over what it shares with the one before; a
+  // vector shorter than a block goes through copies. For types that cannot be in place.
+  template <std::ptrdiff_t block, class Source, class Destination, class Operation>
+  static void convert(const Source* src, Destination* dst, std::ptrdiff_t len,
+                      Operation operation) {
+    if (len < block) {
+      Source from[block] = {};
+      Destination to[block];
+      std::memcpy(from, src, static_cast<std::size_t>(len) * sizeof(Source));
+      operation(from, to);
+      std::memcpy(dst, to, static_cast<std::size_t>(len) * sizeof(Destination));
+      return;
+    }
+    for (std::ptrdiff_t i = 0; i < len - block; i += block) {
+      operation(src + i, dst + i);
+    }
+    operation(src + len - block, dst + len - block);
+  }
+
+  static void convert_8u32f(const unsigned char* src, float* dst, int len) {
+    convert<F::widened>(src, dst, len,
+                        [](const unsigned char* from, float* to) { F::widen(from, to); });
+  }
+
+  static void convert_16u32f(const unsigned short* src, float* dst, int len) {
+    convert<F::widened>(src, dst, len,
+                        [](const unsigned short* from, float* to) { F::widen(from, to); });
+  }
+
+  // To integers of which those below 0 stand for 0, and none is above 255.
+  template <rounding mode, bool scaled>
+  static typename F::ints round(reg source, reg factor) {
+    // `min` gives its second operand when one is NaN.
+    if constexpr (mode == rounding::half_up) {
+      const reg value = F::min(scaled ? F::mul(source, factor) : source, F::all(255.0F));
+      const typename F::ints whole = F::truncate(value);
+      return F::add_one_from_half_on(whole, F::sub(value, F::to_float(whole)));
+    } else {
+      // An unscaled NaN passes `min` here and becomes the most negative integer.
+      const reg value =
+          scaled ? F::zero_where_nan(source, F::min(F::mul(source, factor), F::all(255.0F)))
+                 : F::min(F::all(255.0F), source);
+      return mode == rounding::nearest_even ? F::to_nearest(value) : F::truncate(value);
+    }
+  }
+
+  template <rounding mode, bool scaled>
+  static void narrow(const float* src, unsigned char* dst, std::ptrdiff_t len, float factor) {
+    const reg by = F::all(factor);
+    convert<4 * n>(src, dst, len, [by](const float* from, unsigned char* to) {
+      F::store_bytes(to, round<mode, scaled>(F::load(from), by),
+                     round<mode, scaled>(F::load(from + n), by),
+                     round<mode, scaled>(F::load(from + 2 * n), by),
+                     round<mode, scaled>(F::load(from + 3 * n), by));
+    });
+  }
+
+  template <rounding mode>
+  static void narrow(const float* src, unsigned char* dst, std::ptrdiff_t len, float factor) {
+    if (factor == 1.0F) {
+      narrow<mode, false>(src, dst, len, factor);
+    } else {
+      narrow<mode, true>(src, dst, len, factor);
+    }
+  }
+
+  static void convert_32f8u(const float* src, unsigned char* dst, int len, rounding mode,
+                            float factor) {
+    switch (mode) {
+      case rounding::toward_zero:
+        return narrow<rounding::toward_zero>(src, dst, len, factor);
+      case rounding::nearest_even:
+        return narrow<rounding::nearest_even>(src, dst, len, factor);
+      case rounding::half_up:
+        return narrow<rounding::half_up>(src, dst, len, factor);
+    }
+  }
+};
+
+// ---- The Gaussian filter.
+
+// Samples as wide as a lane: 8-bit ones in bytes, 16-bit ones in words.
+template <class I>
+struct byte_lanes : I {
+  static constexpr std::ptrdiff_t size = 1;
+  static constexpr int shifted = 0x0f;  // bits left of a sample shifted right by 4
+  static typename I::reg add(typename I::reg a, typename I::reg b) { return I::add8(a, b); }
+  static typename I::reg sub(typename I::reg a, typename I::reg b) { return I::sub8(a, b); }
+  static typename I::reg average(typename I::reg a, typename I::reg b) { return I::average8(a, b); }
+  static typename I::reg all(int value) { return I::all8(value); }
+};
+
+template <class I>
+struct word_lanes : I {
+  static constexpr std::ptrdiff_t size = 2;
+  static constexpr int shifted = 0x0fff;
+  static typename I::reg add(typename I::reg a, typename I::reg b) { return I::add16(a, b); }
+  static typename I::reg sub(typename I::reg a, typename I::reg b) { return I::sub16(a, b); }
+  static typename I::reg average(typename I::reg a, typename I::reg b) {
+    return I::average16(a, b);
+  }
+  static typename I::reg all(int value) { return I::all16(value); }
+};
+
+// The exact sums do not fit a lane of a sample's width. So each filter computes two things that do:
+// the sum's low bits, by additions that wrap, and the quotient's approximate value, by averages
+// (each rounds up by at most a half). Together they determine the quotient exactly.
+template <class I>
+struct gaussian_kernels {
+  using reg = typename I::reg;
+
+  template <class L>
+  struct samples_3x3 {
+    reg left, middle, right;
+    samples_3x3(const unsigned char* row)
+        : left(I::load(row - L::size)), middle(I::load(row)), right(I::load(row + L::size)) {}
+  };
+
+  // Sum = corners + 2 x edges + 4 x centre.
+  template <class L>
+  static reg filter_3x3(const samples_3x3<L>& above, const samples_3x3<L>& row,
+                        const samples_3x3<L>& below) {
+    const reg edges = L::add(L::add(above.middle, below.middle), L::add(row.left, row.right));
+    const reg corners = L::add(L::add(above.left, below.left), L::add(above.right, below.right));
+    const reg half = L::add(edges, L::add(row.middle, row.middle));
+    const reg sum = L::add(corners, L::add(half, half));
+
+    // From the true quotient up to 1.5 above it.
+    const reg mean_corner =
+        L::average(L::average(above.left, below.left), L::average(above.right, below.right));
+    const reg mean_edge =
+        L::average(L::average(above.middle, below.middle), L::average(row.left, row.right));
+    const reg estimate = L::average(L::average(mean_corner, row.middle), mean_edge);
+
+    // (sum + 7 + bit 4 of the sum) >> 4 in its low bits; the estimate is 0, 1 or 2 above it. Bits
+    // that the shift brings over from the neighbouring byte are masked off with the rest.
+    const reg tie = I::bit_and(I::template shift_right16<4>(sum), L::all(1));
+    const reg rounded = I::template shift_right16<4>(L::add(sum, L::add(L::all(7), tie)));
+    const reg excess = I::bit_and(L::sub(estimate, rounded), L::all(L::shifted));
+    return L::sub(estimate, excess);
+  }
+
+  template <class L>
+  static void block_3x3(const unsigned char* const src[3], std::ptrdiff_t offset,
+                        unsigned char* dst) {
+    I::store(dst, filter_3x3<L>(src[0] + offset, src[1] + offset, src[2] + offset));
+  }
+
+  // A row in whole blocks of one register, the last over what it shares with the one before; a row
+  // narrower than a block goes through copies.
+  template <class L, int rows, class Block>
+  static void filter_row(const unsigned char* const src[rows], unsigned char* dst,
+                         std::ptrdiff_t width, Block block) {
+    const std::ptrdiff_t bytes = width * L::size;
+    if (bytes < I::bytes) {
+      constexpr std::ptrdiff_t reach = rows / 2 * L::size;
+      unsigned char copy[rows][I::bytes + 2 * reach] = {};
+      unsigned char result[I::bytes];
+      const unsigned char* row[rows];
+      for (int i = 0; i < rows; ++i) {
+        std::memcpy(copy[i], src[i] - reach, static_cast<std::size_t>(bytes + 2 * reach));
+        row[i] = copy[i] + reach;
+      }
+      block(row, 0, result);
+      std::memcpy(dst, result, static_cast<std::size_t>(bytes));
+      return;
+    }
+    const std::ptrdiff_t end = bytes - I::bytes;
+    for (std::ptrdiff_t offset = 0; offset < end; offset += I::bytes) {
+      block(src, offset, dst + offset);
+    }
+    block(src, end, dst + end);
+  }
+
+  static void row_3x3_8u(const unsigned char* const src[3], unsigned short*, unsigned char* dst,
+                         std::ptrdiff_t width) {
+    filter_row<byte_lanes<I>, 3>(src, dst, width, block_3x3<byte_lanes<I>>);
+  }
+
+  static void row_3x3_16u(const unsigned char* const src[3], unsigned char* dst,
+                          std::ptrdiff_t width) {
+    filter_row<word_lanes<I>, 3>(src, dst, width, block_3x3<word_lanes<I>>);
+  }
+
+  // ---- 5x5, 16 bits: the 25 samples in groups of equal weight.
+
+  static reg load_16u(const unsigned char* row, std::ptrdiff_t dx) { return I::load(row + 2 * dx); }
+
+  // The sum's low bits and the mean of 4 samples at equal distances: columns -dx and dx of two
+  // rows.
+  struct group {
+    reg sum, mean;
+    group(const unsigned char* above, const unsigned char* below, std::ptrdiff_t dx)
+        : group(load_16u(above, -dx), load_16u(above, dx), load_16u(below, -dx),
+                load_16u(below, dx)) {}
+    group(reg a, reg b, reg c, reg d)
+        : sum(I::add16(I::add16(a, b), I::add16(c, d))),
+          mean(I::average16(I::average16(a, b), I::average16(c, d))) {}
+  };
+
+  static reg times(reg value, int factor) { return I::multiply_low16(value, I::all16(factor)); }
+
+  // The part of the quotient that a mean contributes whose samples weigh `weight` together; below
+  // the true one by less than 2.
+  static reg share(reg mean, int weight) {
+    return I::multiply_high16(mean, I::all16(weight * 65536 / 571));
+  }
+
+  static void block_5x5_16u(const unsigned char* const src[5], std::ptrdiff_t offset,
+                            unsigned char* dst) {
+    const unsigned char* const r0 = src[0] + offset;
+    const unsigned char* const r1 = src[1] + offset;
+    const unsigned char* const r2 = src[2] + offset;
+    const unsigned char* const r3 = src[3] + offset;
+    const unsigned char* const r4 = src[4] + offset;
+
+    const reg centre = load_16u(r2, 0);
+    reg sum = I::add16(times(centre, 127), I::all16(571 / 2));
+    reg estimate = share(centre, 127);
+    const auto add_group = [&sum, &estimate](const group& g, int weight) {
+      sum = I::add16(sum, times(g.sum, weight));
+      estimate = I::add16(estimate, share(g.mean, 4 * weight));
+    };
+    add_group(group(r0, r4, 2), 2);
+    add_group(group(r0, r4, 1), 7);
+    add_group(group(r1, r3, 2), 7);
+    add_group(group(r1, r3, 1), 31);
+    add_group(group(load_16u(r0, 0), load_16u(r4, 0), load_16u(r2, -2), load_16u(r2, 2)), 12);
+    add_group(group(load_16u(r1, 0), load_16u(r3, 0), load_16u(r2, -1), load_16u(r2, 1)), 52);
+
+    // The estimate is at most 1 above the result and less than 14 below it. One below the estimate
+    // lies `low`; what the sum has beyond 571 x low is below 16 x 571, where the product and shift
+    // divide exactly.
+    const reg low = I::sub16(estimate, I::all16(1));
+    const reg rest = I::sub16(sum, times(low, 571));
+    const reg more = I::template shift_right16<9>(I::multiply_high16(rest, I::all16(58765)));
+    I::store(dst, I::add16(low, more));
+  }
+
+  static void row_5x5_16u(const unsigned char* const src[5], unsigned char* dst,
+                          std::ptrdiff_t width) {
+    filter_row<word_lanes<I>, 5>(src, dst, width, block_5x5_16u);
+  }
+
+  // ---- 5x5, 8 bits: profiles of each row, then their sums.
+  //
+  // A block of I::bytes samples fills two registers of 16-bit profiles, in the order in which
+  // unpacking the bytes gives them; packing the results puts them back in order. Scratch rows have
+  // room for whole blocks.
+
+  struct wide {
+    reg low, high;
+  };
+
+  static void store_profile(unsigned short* to, const wide& profile) {
+    I::store(reinterpret_cast<unsigned char*>(to), profile.low);
+    I::store(reinterpret_cast<unsigned char*>(to) + I::bytes, profile.high);
+  }
+
+  static wide load_profile(const unsigned short* from) {
+    return {I::load(reinterpret_cast<const unsigned char*>(from)),
+            I::load(reinterpret_cast<const unsigned char*>(from) + I::bytes)};
+  }
+
+  // far x (p[-2] + p[2]) + near x (p[-1] + p[1]) + centre x p[0], by products of byte pairs. The
+  // pairs are chosen so that no sum of two products exceeds a signed 16-bit number.
+  struct byte_pairs {
+    reg left, middle, right;  // (p[-2], p[-1]), (p[0], 0), (p[1], p[2])
+
+    reg profile(int far, int near, int centre) const {
+      const reg sides = I::add16(I::multiply_pairs(left, I::all16(near << 8 | far)),
+                                 I::multiply_pairs(right, I::all16(far << 8 | near)));
+      return I::add16(sides, I::multiply_pairs(middle, I::all16(centre)));
+    }
+  };
+
+  // The same by products of words.
+  struct word_sums {
+    reg far, near, centre;
+
+    reg profile(int by_far, int by_near, int by_centre) const {
+      return I::add16(I::add16(times(far, by_far), times(near, by_near)), times(centre, by_centre));
+    }
+  };
+
+  template <class Half>
+  static void store_profiles(const Half& low, const Half& high, const row_profiles& to,
+                             std::ptrdiff_t x) {
+    store_profile(to.outer + x, {low.profile(2, 7, 12), high.profile(2, 7, 12)});
+    store_profile(to.middle + x, {low.profile(7, 31, 52), high.profile(7, 31, 52)});
+    store_profile(to.centre + x, {low.profile(12, 52, 127), high.profile(12, 52, 127)});
+  }
+
+  static void profile_block(const unsigned char* src, const row_profiles& to, std::ptrdiff_t x) {
+    const reg zero = I::all8(0);
+    const reg p[5] = {I::load(src - 2), I::load(src - 1), I::load(src), I::load(src + 1),
+                      I::load(src + 2)};
+    if constexpr (I::multiplies_pairs) {
+      store_profiles(byte_pairs{I::unpack_low(p[0], p[1]), I::unpack_low(p[2], zero),
+                                I::unpack_low(p[3], p[4])},
+                     byte_pairs{I::unpack_high(p[0], p[1]), I::unpack_high(p[2], zero),
+                                I::unpack_high(p[3], p[4])},
+                     to, x);
+    } else {
+      const auto low = [zero](reg a) { return I::unpack_low(a, zero); };
+      const auto high = [zero](reg a) { return I::unpack_high(a, zero); };
+      store_profiles(
+          word_sums{I::add16(low(p[0]), low(p[4])), I::add16(low(p[1]), low(p[3])), low(p[2])},
+          word_sums{I::add16(high(p[0]), high(p[4])), I::add16(high(p[1]), high(p[3])), high(p[2])},
+          to, x);
+    }
+  }
+
+  static void profiles_5x5_8u(const unsigned char* src, const row_profiles& profiles,
+                              std::ptrdiff_t width) {
+    std::ptrdiff_t x = 0;
+    for (; x <= width - I::bytes; x += I::bytes) {
+      profile_block(src + x, profiles, x);
+    }
+    if (x < width) {
+      unsigned char copy[I::bytes + 4] = {};
+      std::memcpy(copy, src + x - 2, static_cast<std::size_t>(width - x + 4));
+      profile_block(copy + 2, profiles, x);
+    }
+  }
+
+  // Sum / 571 to nearest. Bounds: outer 7650, middle 32640, centre 65025, sum 145605.
+  static reg combine(reg outer0, reg middle1, reg centre, reg middle3, reg outer4) {
+    const reg outers = I::add16(outer0, outer4);
+    const reg sum = I::add16(I::add16(outers, centre), I::add16(middle1, middle3));
+    // From a quarter of the sum up to 1 above it.
+    const reg quarter = I::average16(I::average16(outers, centre), I::average16(middle1, middle3));
+    // With t = sum + 285, 4 x (quarter + 70) is 1 to 5 below t, and 459 / 65536 below 4 / 571, so
+    // that the estimate is the result or 1 below it.
+    const reg estimate = I::multiply_high16(I::add16(quarter, I::all16(70)), I::all16(459));
+    const reg rest = I::sub16(I::add16(sum, I::all16(285)), times(estimate, 571));
+    const reg one_more = I::template shift_right16<15>(I::sub16(I::all16(570), rest));
+    return I::add16(estimate, one_more);
+  }
+
+  static reg combine_block(const row_profiles src[5], std::ptrdiff_t x) {
+    const wide outer0 = load_profile(src[0].outer + x);
+    const wide middle1 = load_profile(src[1].middle + x);
+    const wide centre2 = load_profile(src[2].centre + x);
+    const wide middle3 = load_profile(src[3].middle + x);
+    const wide outer4 = load_profile(src[4].outer + x);
+    return I::pack(combine(outer0.low, middle1.low, centre2.low, middle3.low, outer4.low),
+                   combine(outer0.high, middle1.high, centre2.high, middle3.high, outer4.high));
+  }
+
+  static void combine_5x5_8u(const row_profiles src[5], unsigned char* dst, std::ptrdiff_t width) {
+    std::ptrdiff_t x = 0;
+    for (; x <= width - I::bytes; x += I::bytes) {
+      I::store(dst + x, combine_block(src, x));
+    }
+    if (x < width) {
+      unsigned char result[I::bytes];
+      I::store(result, combine_block(src, x));
+      std::memcpy(dst + x, result, static_cast<std::size_t>(width - x));
+    }
+  }
+};
+
+// ---- A level's row of the dispatch table.
+
+template <class F, class I>
+constexpr variant level(const char* name, unsigned long long required,
+                        decltype(variant::walk_8u) walk) {
+  using vectors = vector_kernels<F>;
+  using gaussian = gaussian_kernels<I>;
+  return {name,
+          required,
+          vectors::convert_8u32f,
+          vectors::convert_16u32f,
+          vectors::convert_32f8u,
+          vectors::mul_c_32f,
+          vectors::add_32f,
+          vectors::mul_32f,
+          {gaussian::row_3x3_8u, gaussian::profiles_5x5_8u, gaussian::combine_5x5_8u,
+           gaussian::row_3x3_16u, gaussian::row_5x5_16u},
+          walk};
+}
+
+}  // namespace
+}  // namespace ns_signal
