@@ -1,6 +1,7 @@
 #include "tests/video/resize/reference_crop.h"
 
 #include <algorithm>
+#include <climits>
 #include <cmath>
 #include <cstddef>
 #include <utility>
@@ -89,9 +90,10 @@ void make_sides_even(std::uint32_t& first, std::uint32_t& second) {
   }
 }
 
-// Without wrapping round, the rectangle lies inside the input and the border makes up the rest.
+// Without wrapping round, the rectangle lies inside the input, the border makes up the rest, and an
+// int can hold the size.
 bool possible(std::int64_t in, std::int64_t cut, std::int64_t border, std::int64_t out) {
-  return cut <= in && in - cut + border == out;
+  return cut <= in && in - cut + border == out && out <= INT_MAX;
 }
 
 }  // namespace

@@ -11,7 +11,7 @@ namespace reference {
 struct crop_plan {
   /// No rectangle: the source is 0 x 0.
   bool refused = true;
-  /// The fit asks for a rectangle outside the input, or for more border than sizes can say.
+  /// The fit asks for a rectangle outside the input, or for more border than a size can say.
   bool impossible = false;
   std::uint32_t left = 0, right = 0, top = 0, bottom = 0;
   std::uint32_t pad_left = 0, pad_right = 0, pad_top = 0, pad_bottom = 0;

@@ -81,10 +81,10 @@ int reference_resizer::init(const resize_request& request) {
   if (request.created_for == 7 || request.created_for == 8) format_ = {2, 32768};
 
   const auto& r = request;
-  if (std::min({r.out_width, r.out_height, r.in_width, r.in_height}) < 0) return -1;
-  if (r.in_width % 2 == 1 || r.in_height % 2 == 1) return -1;
+  if (r.in_width % 2 != 0 || r.in_height % 2 != 0) return -1;
   const bool copy_only = r.resize_mode != 0 && r.resize_mode != 2;
   if (!copy_only && (r.interpolation < 0 || r.interpolation > 4)) return 0;
+  if (std::min({r.out_width, r.out_height, r.in_width, r.in_height}) < 0) return -1;
   const crop_plan crop = plan_crop(r);
   if (!layout_of(r.space).valid || crop.impossible) return -1;
 
