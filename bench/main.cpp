@@ -1,0 +1,45 @@
+// benchmarks [--level=LEVEL] [option of Google Benchmark...]
+//
+// Names are GROUP/SUBJECT: what is done, and by whom. The subjects of a group do the same work on
+// the same pictures; "ours" is this project and "copy" moves the same bytes.
+
+#include <benchmark/benchmark.h>
+
+#include <cstdio>
+#include <string>
+
+#include "bench/level.h"
+
+namespace {
+
+// Takes the option out of the arguments. False when it names no level of this machine.
+bool take_level(int& argc, char** argv) {
+  const std::string option = "--level=";
+  int kept = 1;
+  bool known = true;
+  for (int i = 1; i < argc; ++i) {
+    const std::string argument = argv[i];
+    if (argument.compare(0, option.size(), option) == 0) {
+      known = ns_bench::force_level(argument.substr(option.size()));
+    } else {
+      argv[kept++] = argv[i];
+    }
+  }
+  argc = kept;
+  return known;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  if (!take_level(argc, argv)) {
+    std::fputs("benchmarks: this machine has no such level\n", stderr);
+    return 2;
+  }
+  benchmark::AddCustomContext("level", ns_bench::level_name());
+  benchmark::Initialize(&argc, argv);
+  if (benchmark::ReportUnrecognizedArguments(argc, argv)) return 2;
+  benchmark::RunSpecifiedBenchmarks();
+  benchmark::Shutdown();
+  return 0;
+}

@@ -1,0 +1,48 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdlib>
+#include <memory>
+#include <vector>
+
+namespace ns_bench {
+
+/// How the three planes of a Y'CbCr picture are stored.
+struct picture_layout {
+  unsigned int shift_x, shift_y;  // of chroma
+  unsigned int sample_bytes;
+};
+
+constexpr picture_layout yuv420_8 = {1, 1, 1};
+constexpr picture_layout yuv422_8 = {1, 0, 1};
+constexpr picture_layout yuv422_16 = {1, 0, 2};
+
+/// A planar picture in one block that begins at a multiple of 64 bytes, every byte of it written:
+/// the same pseudo-random samples for the same size each time.
+class picture {
+ public:
+  struct plane {
+    unsigned char* data;
+    int stride;  // bytes
+    int width, height;
+  };
+
+  /// Rows begin at multiples of `row_alignment` bytes; with 1 there is no padding.
+  picture(picture_layout layout, unsigned int width, unsigned int height,
+          std::size_t row_alignment = 1);
+
+  const std::vector<plane>& planes() const { return planes_; }
+  unsigned char* data() const { return block_.get(); }
+  std::size_t size() const { return size_; }
+
+ private:
+  struct release {
+    void operator()(unsigned char* block) const { std::free(block); }
+  };
+
+  std::size_t size_ = 0;
+  std::unique_ptr<unsigned char[], release> block_;
+  std::vector<plane> planes_;
+};
+
+}  // namespace ns_bench

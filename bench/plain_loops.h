@@ -1,0 +1,14 @@
+#pragma once
+
+/// The vector primitives as plain loops, compiled for the processor of this machine: what the
+/// compiler makes of them by itself. Sources and destination do not overlap.
+namespace ns_bench {
+
+void plain_convert_8u32f(const unsigned char* src, float* dst, int len);
+void plain_convert_16u32f(const unsigned short* src, float* dst, int len);
+void plain_convert_32f8u(const float* src, unsigned char* dst, int len);
+void plain_mul_c_32f(const float* src, float val, float* dst, int len);
+void plain_add_32f(const float* src1, const float* src2, float* dst, int len);
+void plain_mul_32f(const float* src1, const float* src2, float* dst, int len);
+
+}  // namespace ns_bench
