@@ -43,8 +43,13 @@ struct picture_plane {
   bool chroma = false;
   std::vector<int> samples = {};
 
-  int& at(int x, int y) { return samples.at(static_cast<std::size_t>(y * width + x)); }
-  int at(int x, int y) const { return samples.at(static_cast<std::size_t>(y * width + x)); }
+  int& at(int x, int y) { return samples.at(index(x, y)); }
+  int at(int x, int y) const { return samples.at(index(x, y)); }
+
+  std::size_t index(int x, int y) const {
+    return static_cast<std::size_t>(y) * static_cast<std::size_t>(width) +
+           static_cast<std::size_t>(x);
+  }
 };
 
 // A frame taken apart into planes, sample by sample.

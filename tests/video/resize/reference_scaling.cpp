@@ -43,7 +43,7 @@ axis_table make_axis_table(std::int64_t source, std::int64_t outputs, int method
     const bool outside = start < 0 || start > last_start;
     if (outside) {
       start = start < 0 ? 0 : last_start;
-      position = static_cast<float>(static_cast<std::int64_t>(static_cast<double>(position) + 0.5));
+      position = static_cast<float>(std::floor(static_cast<double>(position) + 0.5));
     }
     std::array<float, 4> weight = {};
     for (int k = 0; k < table.taps; ++k) {
