@@ -1,7 +1,6 @@
 #include <cstdarg>
 #include <cstdio>
 #include <cstring>
-#include <new>
 #include <utility>
 
 #include "lib/cm/CString.h"
@@ -27,20 +26,17 @@ CString& CString::operator=(CString other) noexcept {
 CString::~CString() { delete[] text_; }
 
 CString CString::createWithFormat(const char* format, ...) {
-  CString result;
-  va_list arguments;
+  std::va_list arguments;
   va_start(arguments, format);
-  va_list measured;
-  va_copy(measured, arguments);
-  const int length = std::vsnprintf(nullptr, 0, format, measured);
-  va_end(measured);
-  if (length >= 0) {
-    const std::size_t bytes = static_cast<std::size_t>(length) + 1;
-    result.text_ = new (std::nothrow) char[bytes];
-    if (result.text_ != nullptr) std::vsnprintf(result.text_, bytes, format, arguments);
-  }
+  const int length = std::vsnprintf(nullptr, 0, format, arguments);
   va_end(arguments);
-  if (length >= 0 && result.text_ == nullptr) throw std::bad_alloc();
+  CString result;
+  if (length < 0) return result;
+  const std::size_t bytes = static_cast<std::size_t>(length) + 1;
+  result.text_ = new char[bytes];
+  va_start(arguments, format);
+  std::vsnprintf(result.text_, bytes, format, arguments);
+  va_end(arguments);
   return result;
 }
 

@@ -199,7 +199,7 @@ std::int64_t Input::expectedFrames() const {
   if (video_->nb_frames > 0) return video_->nb_frames;
   const AVRational rate = frameRate();
   if (rate.num <= 0 || format_->duration <= 0) return 0;
-  return av_rescale_q(format_->duration, AV_TIME_BASE_Q, av_inv_q(rate));
+  return av_rescale_q(format_->duration, AVRational{1, AV_TIME_BASE}, av_inv_q(rate));
 }
 
 }  // namespace cmhost

@@ -122,6 +122,7 @@ TEST(OutputQueue, RecordsDescriptionAndFrames) {
 // A filter whose step is given by the test.
 class Filter final : public RFilter {
  public:
+  using RFilter::process;
   using Step = std::function<bool(RQFrameReader&, RQFrameWriter&)>;
 
   explicit Filter(Step step) : step_(std::move(step)) {}

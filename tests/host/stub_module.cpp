@@ -26,6 +26,8 @@ CException contractException(const char* message) {
 
 class Stub final : public RFilter {
  public:
+  using RFilter::process;
+
   bool process() override {
     if (is("leaves_input")) return false;
     const RPtr<RVideoFrame> frame = inputReaders()[0]->nextFrame();

@@ -25,6 +25,7 @@ std::size_t slot(Function function) {
 
 class Filter : public RFilter {
  public:
+  using RFilter::process;
   bool process() override { return false; }
   void flush() override {}
   Result configure(RFilterConfiguration& /*config*/) override { return 0; }
