@@ -49,8 +49,8 @@ TEST(RPtr, CopyKeepsAliveMoveHandsOver) {
   }
   EXPECT_EQ(alive, 1);
   RPtr<Base> third = std::move(first);
-  EXPECT_EQ(first.get(),
-            nullptr);  // NOLINT(bugprone-use-after-move,clang-analyzer-cplusplus.Move): it is empty
+  // NOLINTNEXTLINE(bugprone-use-after-move,clang-analyzer-cplusplus.Move): it is empty
+  EXPECT_EQ(first.get(), nullptr);
   EXPECT_EQ(alive, 1);
   third = RPtr<Base>();
   EXPECT_EQ(alive, 0);
