@@ -2,6 +2,8 @@
 
 namespace ns_signal {
 
+const scaling_kernels* current_scaling_kernels() { return current_variant().scaling; }
+
 #if SIGNAL_X86_LEVELS
 
 const variant* variant_table[variant_count] = {&w7_variant, &w7_variant, &v8_variant, &p8_variant};

@@ -25,6 +25,9 @@ enum feature : unsigned long long {
   feature_avx2 = 1ULL << 35,
   feature_avx512f = 1ULL << 36,
   feature_avx512bw = 1ULL << 37,
+  feature_avx512dq = 1ULL << 38,
+  feature_avx512vl = 1ULL << 39,
+  feature_avx512vbmi = 1ULL << 40,
 };
 
 }  // namespace ns_signal

@@ -14,9 +14,10 @@ constexpr variant portable_with(const char* name, decltype(variant::walk_8u) wal
           portable::mul_c_32f,
           portable::add_32f,
           portable::mul_32f,
-          {portable::row_3x3_8u, portable::profiles_5x5_8u, portable::combine_5x5_8u,
-           portable::row_3x3_16u, portable::row_5x5_16u},
-          walk};
+          {portable::filter_3x3_8u, portable::profiles_5x5_8u, portable::combine_5x5_8u,
+           portable::filter_3x3_16u, portable::filter_5x5_16u},
+          walk,
+          nullptr};
 }
 
 }  // namespace

@@ -43,6 +43,10 @@ constexpr int columns_padding = 64;
 /// How many rows share the indices and weights of one call.
 constexpr int columns_rows = 4;
 
+/// The kernels of the variant in force; null where there are none and a pass is the sequence of
+/// primitives itself.
+const scaling_kernels* current_scaling_kernels();
+
 /// One set a processor level, each in a file of its own that is compiled for that level.
 extern const scaling_kernels sse2_scaling_kernels;
 extern const scaling_kernels avx2_scaling_kernels;

@@ -1,13 +1,13 @@
 #pragma once
 
 #include "signal/gaussian_rows.h"
+#include "signal/scaling_kernels.h"
 
 /// Types and names only: files compiled for newer processors include this, and must not share any
 /// code with the rest.
 namespace ns_signal {
 
-struct gaussian_region;
-enum class gaussian_mask;
+enum class gaussian_mask { three, five };
 
 /// How the conversion to bytes rounds what lies between 0 and 255.
 enum class rounding { toward_zero, nearest_even, half_up };
@@ -31,6 +31,8 @@ struct variant {
   gaussian_rows gaussian;
   /// How the 8-bit Gaussian filter goes through the region.
   int (*walk_8u)(const gaussian_rows& rows, const gaussian_region& region, gaussian_mask mask);
+  /// Null where a scaling pass runs the sequence of primitives instead.
+  const scaling_kernels* scaling;
 };
 
 /// Ways through the region for the 8-bit Gaussian filter; each returns the filter's status.

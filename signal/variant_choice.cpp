@@ -67,6 +67,9 @@ unsigned long long all_features(const processor_facts& facts) {
   const bool avx512 = avx && (facts.xcr0 & avx512_state) == avx512_state;
   add(avx512 && bit(facts.leaf_7.ebx, 16), feature_avx512f);
   add(avx512 && bit(facts.leaf_7.ebx, 30), feature_avx512bw);
+  add(avx512 && bit(facts.leaf_7.ebx, 17), feature_avx512dq);
+  add(avx512 && bit(facts.leaf_7.ebx, 31), feature_avx512vl);
+  add(avx512 && bit(facts.leaf_7.ecx, 1), feature_avx512vbmi);
   return features;
 }
 

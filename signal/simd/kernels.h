@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
 #include <cstring>
 
 #include "signal/feature.h"
@@ -61,8 +62,9 @@ struct vector_kernels {
   using reg = typename F::reg;
   static constexpr std::ptrdiff_t n = F::count;
 
-  // dst[i] = operation(a[i], b[i]). The last register is loaded before anything is stored, since
-  // the destination may be a source, and stored at the end over what it shares with the one before.
+  // dst[i] = operation(a[i], b[i]). The registers at both ends are computed before anything is
+  // stored, since the destination may be a source, and stored last, over what they share with
+  // those between; these begin where the destination is aligned.
   template <class Operation>
   static void map(const float* a, const float* b, float* dst, std::ptrdiff_t len,
                   Operation operation) {
@@ -77,8 +79,10 @@ struct vector_kernels {
       return;
     }
     const std::ptrdiff_t end = len - n;
+    const reg first = operation(F::load(a), F::load(b));
     const reg last = operation(F::load(a + end), F::load(b + end));
-    std::ptrdiff_t i = 0;
+    std::ptrdiff_t i =
+        n - static_cast<std::ptrdiff_t>(reinterpret_cast<std::uintptr_t>(dst) / sizeof(float) % n);
     for (; i < end - 3 * n; i += 4 * n) {
       for (int k = 0; k < 4; ++k) {
         const std::ptrdiff_t at = i + k * n;
@@ -88,6 +92,7 @@ struct vector_kernels {
     for (; i < end; i += n) {
       F::store(dst + i, operation(F::load(a + i), F::load(b + i)));
     }
+    F::store(dst, first);
     F::store(dst + end, last);
   }
 
@@ -105,7 +110,11 @@ struct vector_kernels {
 
   static void mul_c_32f(const float* src, float val, float* dst, int len) {
     const reg factor = F::all(val);
-    map(src, src, dst, len, [factor](reg a, reg) { return mul(a, factor); });
+    if (val == val) {  // NOLINT(misc-redundant-expression): not NaN
+      map(src, src, dst, len, [factor](reg a, reg) { return F::mul(a, factor); });
+    } else {
+      map(src, src, dst, len, [factor](reg a, reg) { return mul(a, factor); });
+    }
   }
 
   // Whole blocks of `block` elements, the last one over what it shares with the one before; a
@@ -219,29 +228,24 @@ template <class I>
 struct gaussian_kernels {
   using reg = typename I::reg;
 
+  // ---- 3x3.
+
+  // One row under (1, 2, 1): the sum's low bits, and a quarter of it or up to 0.75 above.
   template <class L>
-  struct samples_3x3 {
-    reg left, middle, right;
-    samples_3x3(const unsigned char* row)
-        : left(I::load(row - L::size)), middle(I::load(row)), right(I::load(row + L::size)) {}
+  struct row_3x3 {
+    reg sum, mean;
+    explicit row_3x3(const unsigned char* row)
+        : row_3x3(I::load(row - L::size), I::load(row), I::load(row + L::size)) {}
+    row_3x3(reg left, reg middle, reg right)
+        : sum(L::add(L::add(left, right), L::add(middle, middle))),
+          mean(L::average(L::average(left, right), middle)) {}
   };
 
-  // Sum = corners + 2 x edges + 4 x centre.
   template <class L>
-  static reg filter_3x3(const samples_3x3<L>& above, const samples_3x3<L>& row,
-                        const samples_3x3<L>& below) {
-    const reg edges = L::add(L::add(above.middle, below.middle), L::add(row.left, row.right));
-    const reg corners = L::add(L::add(above.left, below.left), L::add(above.right, below.right));
-    const reg half = L::add(edges, L::add(row.middle, row.middle));
-    const reg sum = L::add(corners, L::add(half, half));
-
+  static reg combine_3x3(const row_3x3<L>& above, const row_3x3<L>& row, const row_3x3<L>& below) {
+    const reg sum = L::add(L::add(above.sum, below.sum), L::add(row.sum, row.sum));
     // From the true quotient up to 1.5 above it.
-    const reg mean_corner =
-        L::average(L::average(above.left, below.left), L::average(above.right, below.right));
-    const reg mean_edge =
-        L::average(L::average(above.middle, below.middle), L::average(row.left, row.right));
-    const reg estimate = L::average(L::average(mean_corner, row.middle), mean_edge);
-
+    const reg estimate = L::average(L::average(above.mean, below.mean), row.mean);
     // (sum + 7 + bit 4 of the sum) >> 4 in its low bits; the estimate is 0, 1 or 2 above it. Bits
     // that the shift brings over from the neighbouring byte are masked off with the rest.
     const reg tie = I::bit_and(I::template shift_right16<4>(sum), L::all(1));
@@ -250,46 +254,77 @@ struct gaussian_kernels {
     return L::sub(estimate, excess);
   }
 
+  // A region of one register's width, downwards: each row's sums serve three output rows.
   template <class L>
-  static void block_3x3(const unsigned char* const src[3], std::ptrdiff_t offset,
-                        unsigned char* dst) {
-    I::store(dst, filter_3x3<L>(src[0] + offset, src[1] + offset, src[2] + offset));
+  static void column_3x3(const gaussian_region& region) {
+    const unsigned char* src = region.src + region.src_step;
+    row_3x3<L> above(region.src - region.src_step);
+    row_3x3<L> row(region.src);
+    for (std::ptrdiff_t y = 0; y < region.height; ++y, src += region.src_step) {
+      const row_3x3<L> below(src);
+      I::store(region.dst + y * region.dst_step, combine_3x3(above, row, below));
+      above = row;
+      row = below;
+    }
   }
 
-  // A row in whole blocks of one register, the last over what it shares with the one before; a row
-  // narrower than a block goes through copies.
-  template <class L, int rows, class Block>
-  static void filter_row(const unsigned char* const src[rows], unsigned char* dst,
-                         std::ptrdiff_t width, Block block) {
-    const std::ptrdiff_t bytes = width * L::size;
-    if (bytes < I::bytes) {
-      constexpr std::ptrdiff_t reach = rows / 2 * L::size;
-      unsigned char copy[rows][I::bytes + 2 * reach] = {};
-      unsigned char result[I::bytes];
-      const unsigned char* row[rows];
-      for (int i = 0; i < rows; ++i) {
-        std::memcpy(copy[i], src[i] - reach, static_cast<std::size_t>(bytes + 2 * reach));
-        row[i] = copy[i] + reach;
+  // ---- Regions in columns of one register's width.
+
+  // A region narrower than a register goes through copies.
+  template <class L, int reach, class Column>
+  static void filter_narrow(const gaussian_region& region, Column column) {
+    constexpr std::ptrdiff_t margin = reach * L::size;
+    const std::ptrdiff_t bytes = region.width * L::size;
+    unsigned char src[2 * reach + 1][I::bytes + 2 * margin] = {};
+    unsigned char dst[I::bytes];
+    for (std::ptrdiff_t y = 0; y < region.height; ++y) {
+      for (int i = 0; i <= 2 * reach; ++i) {
+        std::memcpy(src[i], region.src + (y + i - reach) * region.src_step - margin,
+                    static_cast<std::size_t>(bytes + 2 * margin));
       }
-      block(row, 0, result);
-      std::memcpy(dst, result, static_cast<std::size_t>(bytes));
-      return;
+      column({src[reach] + margin, sizeof src[0], dst, I::bytes, region.width, 1});
+      std::memcpy(dst_row(region, y), dst, static_cast<std::size_t>(bytes));
     }
-    const std::ptrdiff_t end = bytes - I::bytes;
-    for (std::ptrdiff_t offset = 0; offset < end; offset += I::bytes) {
-      block(src, offset, dst + offset);
-    }
-    block(src, end, dst + end);
   }
 
-  static void row_3x3_8u(const unsigned char* const src[3], unsigned short*, unsigned char* dst,
-                         std::ptrdiff_t width) {
-    filter_row<byte_lanes<I>, 3>(src, dst, width, block_3x3<byte_lanes<I>>);
+  static unsigned char* dst_row(const gaussian_region& region, std::ptrdiff_t y) {
+    return region.dst + y * region.dst_step;
   }
 
-  static void row_3x3_16u(const unsigned char* const src[3], unsigned char* dst,
-                          std::ptrdiff_t width) {
-    filter_row<word_lanes<I>, 3>(src, dst, width, block_3x3<word_lanes<I>>);
+  // Calls `column` for bands of rows, few enough that their lines stay in the cache from one column
+  // to the next. The last column lies over what it shares with the one before.
+  template <class L, int reach, class Column>
+  static void filter_columns(const gaussian_region& region, Column column) {
+    constexpr std::ptrdiff_t tall = 8;
+    const std::ptrdiff_t last = region.width * L::size - I::bytes;
+    if (last < 0) {
+      return filter_narrow<L, reach>(region, column);
+    }
+    for (std::ptrdiff_t y = 0; y < region.height; y += tall) {
+      const std::ptrdiff_t rows = region.height - y < tall ? region.height - y : tall;
+      gaussian_region block = {region.src + y * region.src_step,
+                               region.src_step,
+                               dst_row(region, y),
+                               region.dst_step,
+                               region.width,
+                               rows};
+      for (std::ptrdiff_t x = 0; x < last; x += I::bytes) {
+        column(block);
+        block.src += I::bytes;
+        block.dst += I::bytes;
+      }
+      block.src = region.src + y * region.src_step + last;
+      block.dst = dst_row(region, y) + last;
+      column(block);
+    }
+  }
+
+  static void filter_3x3_8u(const gaussian_region& region, unsigned short*) {
+    filter_columns<byte_lanes<I>, 1>(region, column_3x3<byte_lanes<I>>);
+  }
+
+  static void filter_3x3_16u(const gaussian_region& region) {
+    filter_columns<word_lanes<I>, 1>(region, column_3x3<word_lanes<I>>);
   }
 
   // ---- 5x5, 16 bits: the 25 samples in groups of equal weight.
@@ -316,13 +351,11 @@ struct gaussian_kernels {
     return I::multiply_high16(mean, I::all16(weight * 65536 / 571));
   }
 
-  static void block_5x5_16u(const unsigned char* const src[5], std::ptrdiff_t offset,
-                            unsigned char* dst) {
-    const unsigned char* const r0 = src[0] + offset;
-    const unsigned char* const r1 = src[1] + offset;
-    const unsigned char* const r2 = src[2] + offset;
-    const unsigned char* const r3 = src[3] + offset;
-    const unsigned char* const r4 = src[4] + offset;
+  static reg pixels_5x5_16u(const unsigned char* r2, std::ptrdiff_t step) {
+    const unsigned char* const r1 = r2 - step;
+    const unsigned char* const r0 = r1 - step;
+    const unsigned char* const r3 = r2 + step;
+    const unsigned char* const r4 = r3 + step;
 
     const reg centre = load_16u(r2, 0);
     reg sum = I::add16(times(centre, 127), I::all16(571 / 2));
@@ -344,12 +377,16 @@ struct gaussian_kernels {
     const reg low = I::sub16(estimate, I::all16(1));
     const reg rest = I::sub16(sum, times(low, 571));
     const reg more = I::template shift_right16<9>(I::multiply_high16(rest, I::all16(58765)));
-    I::store(dst, I::add16(low, more));
+    return I::add16(low, more);
   }
 
-  static void row_5x5_16u(const unsigned char* const src[5], unsigned char* dst,
-                          std::ptrdiff_t width) {
-    filter_row<word_lanes<I>, 5>(src, dst, width, block_5x5_16u);
+  static void filter_5x5_16u(const gaussian_region& region) {
+    filter_columns<word_lanes<I>, 2>(region, [](const gaussian_region& column) {
+      for (std::ptrdiff_t y = 0; y < column.height; ++y) {
+        I::store(dst_row(column, y),
+                 pixels_5x5_16u(column.src + y * column.src_step, column.src_step));
+      }
+    });
   }
 
   // ---- 5x5, 8 bits: profiles of each row, then their sums.
@@ -475,7 +512,7 @@ struct gaussian_kernels {
 
 template <class F, class I>
 constexpr variant level(const char* name, unsigned long long required,
-                        decltype(variant::walk_8u) walk) {
+                        decltype(variant::walk_8u) walk, const scaling_kernels& scaling) {
   using vectors = vector_kernels<F>;
   using gaussian = gaussian_kernels<I>;
   return {name,
@@ -486,9 +523,10 @@ constexpr variant level(const char* name, unsigned long long required,
           vectors::mul_c_32f,
           vectors::add_32f,
           vectors::mul_32f,
-          {gaussian::row_3x3_8u, gaussian::profiles_5x5_8u, gaussian::combine_5x5_8u,
-           gaussian::row_3x3_16u, gaussian::row_5x5_16u},
-          walk};
+          {gaussian::filter_3x3_8u, gaussian::profiles_5x5_8u, gaussian::combine_5x5_8u,
+           gaussian::filter_3x3_16u, gaussian::filter_5x5_16u},
+          walk,
+          &scaling};
 }
 
 }  // namespace

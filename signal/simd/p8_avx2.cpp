@@ -84,7 +84,7 @@ struct integers_256 {
 
 }  // namespace
 
-constexpr variant p8_avx2_variant =
-    level<floats_256, integers_256>("p8_ AVX2", SIGNAL_LEVEL_NEEDS, walk_in_tiles);
+constexpr variant p8_avx2_variant = level<floats_256, integers_256>(
+    "p8_ AVX2", SIGNAL_LEVEL_NEEDS, walk_in_tiles, avx2_scaling_kernels);
 
 }  // namespace ns_signal

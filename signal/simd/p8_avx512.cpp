@@ -89,7 +89,7 @@ struct integers_512 {
 
 }  // namespace
 
-constexpr variant p8_avx512_variant =
-    level<floats_512, integers_512>("p8_ AVX-512", SIGNAL_LEVEL_NEEDS, walk_in_tiles);
+constexpr variant p8_avx512_variant = level<floats_512, integers_512>(
+    "p8_ AVX-512", SIGNAL_LEVEL_NEEDS, walk_in_tiles, avx512_scaling_kernels);
 
 }  // namespace ns_signal

@@ -34,7 +34,7 @@ struct integers_sse41 : integers_128 {
 
 }  // namespace
 
-constexpr variant p8_variant =
-    level<floats_sse41, integers_sse41>("p8_ SSE4.1", SIGNAL_LEVEL_NEEDS, walk_in_tiles);
+constexpr variant p8_variant = level<floats_sse41, integers_sse41>(
+    "p8_ SSE4.1", SIGNAL_LEVEL_NEEDS, walk_in_tiles, sse2_scaling_kernels);
 
 }  // namespace ns_signal

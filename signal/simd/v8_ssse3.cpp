@@ -14,7 +14,7 @@ struct integers_ssse3 : integers_128 {
 
 }  // namespace
 
-constexpr variant v8_variant =
-    level<floats_128, integers_ssse3>("v8_ SSSE3", SIGNAL_LEVEL_NEEDS, walk_in_bands);
+constexpr variant v8_variant = level<floats_128, integers_ssse3>(
+    "v8_ SSSE3", SIGNAL_LEVEL_NEEDS, walk_in_bands, sse2_scaling_kernels);
 
 }  // namespace ns_signal

@@ -5,6 +5,7 @@
 #include <cmath>
 #include <cstddef>
 #include <cstdint>
+#include <memory>
 
 #include "video/resize/video_resize_impl.h"
 
@@ -85,14 +86,12 @@ float video_resize_impl<T>::calculate_weight(float x) const {
 template <typename T>
 void video_resize_impl<T>::init_interpol_vecs() {
   const std::size_t longest = std::max(out_width, out_height);
-  auto* const first_x = new unsigned int[longest]();
-  x_index = first_x;
-  auto* const first_y = new unsigned int[longest]();
-  y_index = first_y;
+  auto x_table = std::make_unique<unsigned int[]>(longest);
+  auto y_table = std::make_unique<unsigned int[]>(longest);
   x_index_vecs = new unsigned int*[plane_count]();
   y_index_vecs = new unsigned int*[plane_count]();
-  x_index_vecs[0] = first_x;
-  y_index_vecs[0] = first_y;
+  unsigned int* const first_x = x_index = x_index_vecs[0] = x_table.release();
+  unsigned int* const first_y = y_index = y_index_vecs[0] = y_table.release();
   x_weight_vecs = new float*[taps]();
   y_weight_vecs = new float*[taps]();
   for (unsigned int tap = 0; tap < taps; ++tap) {

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
+#include <memory>
 
 #include "signal/float_environment.h"
 #include "video/resize/colorspace.h"
@@ -260,6 +261,18 @@ void video_resize_impl<T>::make_lines() {
     line_buffers[tap] = new T[length];
     float_lines[tap] = new float[length];
   }
+
+  constexpr std::size_t alignment = 64;  // bytes of the widest registers
+  constexpr std::size_t floats = alignment / sizeof(float);
+  const std::size_t stride = (length + ns_signal::columns_padding) / floats * floats + floats;
+  const std::size_t count = ns_signal::columns_rows * stride;
+  kernel_block_ = std::make_unique<float[]>(count + floats);
+  std::size_t room = (count + floats) * sizeof(float);
+  void* first = kernel_block_.get();
+  std::align(alignment, count * sizeof(float), first, room);
+  for (std::size_t i = 0; i < ns_signal::columns_rows; ++i) {
+    kernel_lines_[i] = static_cast<float*>(first) + i * stride;
+  }
 }
 
 // Back to the state of a new object, whatever `init` had come to.
@@ -280,6 +293,7 @@ void video_resize_impl<T>::release_plan() {
   }
   free_array(line_buffers);
   free_array(float_lines);
+  kernel_block_.reset();
   free_array(work_buffer);
   free_array(out_buffer);
   for (auto* fields : {&in_fields, &mid_fields, &out_fields}) {

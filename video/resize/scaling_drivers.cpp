@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <cstddef>
+#include <cstdint>
 #include <cstring>
 #include <memory>
 
@@ -27,6 +28,12 @@ std::size_t samples_of(const image_plane<T>& plane) {
   return std::size_t{plane.width} * plane.height;
 }
 
+// Callers hand frames of words over as bytes, wherever they lie.
+template <typename T>
+bool is_aligned(const T* samples) {
+  return reinterpret_cast<std::uintptr_t>(samples) % alignof(T) == 0;
+}
+
 // A field plane is made for the luma plane and serves every plane that has its height.
 template <typename T>
 void resize_field(image_plane<T>& field, const image_plane<T>& frame) {
@@ -49,10 +56,9 @@ int video_resize_impl<T>::process(unsigned int in_size, unsigned char* in, unsig
   if (in == nullptr || out == nullptr) return 1;
   out_size = output_bytes();
   if (!planned) return 1;
-  crop_stage(in_size, source);
+  std::memcpy(out, crop_stage(in_size, source, false), out_size);
   bytes_in += in_size;
   ++frames_in;
-  std::memcpy(out, crop_buffer, out_size);
   return 1;
 }
 
@@ -61,15 +67,12 @@ int video_resize_impl<T>::process_frame_scale(unsigned int in_size, T* in, unsig
                                               T* out) {
   out_size = output_bytes();
   if (in == nullptr || out == nullptr || !planned) return 1;
-  crop_stage(in_size, in);
+  T* source = crop_stage(in_size, in, smoothing != 0);
   smooth_source();
-  T* source = crop_buffer;
   for (unsigned int p = 0; p < plane_count; ++p) {
-    const std::size_t samples = samples_of(*out_planes[p]);
     select_plane(p, source);
-    scale_whole(p);
-    std::memcpy(out, out_planes[p]->data, samples * sizeof(T));
-    out += samples;
+    scale_whole(p, out);
+    out += samples_of(*out_planes[p]);
     source += samples_of(*in_planes[p]);
   }
   bytes_in += in_size;
@@ -83,19 +86,16 @@ int video_resize_impl<T>::process_field_scale(unsigned int in_size, T* in, unsig
   if (in == nullptr || out == nullptr) return 1;
   out_size = output_bytes();
   if (!planned) return 1;
-  crop_stage(in_size, in);
-  T* source = crop_buffer;
+  T* source = crop_stage(in_size, in, false);
   for (unsigned int p = 0; p < plane_count; ++p) {
-    const std::size_t samples = samples_of(*out_planes[p]);
     select_plane(p, source);
     if (in_planes[p]->height == in_height && samples_of(*in_planes[p]) != 0) {
       scale_by_fields(p, out);
     } else {
       // Half as high as the others, such a plane fits the tables that were made for fields.
-      scale_whole(p);
-      std::memcpy(out, out_planes[p]->data, samples * sizeof(T));
+      scale_whole(p, out);
     }
-    out += samples;
+    out += samples_of(*out_planes[p]);
     source += samples_of(*in_planes[p]);
   }
   bytes_in += in_size;
@@ -108,21 +108,23 @@ unsigned int video_resize_impl<T>::output_bytes() const {
   return planned ? out_frame_size * static_cast<unsigned int>(sizeof(T)) : 0;
 }
 
-// Fills `crop_buffer` from the input. Of an input shorter than a frame, what is missing counts as
+// The cropped source. It stands in `crop_buffer`, unless it is the input as it is and nobody writes
+// into it: then it is not copied. Of an input shorter than a frame, what is missing counts as
 // transparent, black and without colour. Where there is nothing to cut by, the buffer stays as it
 // is.
 template <typename T>
-void video_resize_impl<T>::crop_stage(unsigned int in_size, T* in) {
-  if (!cropper.ready) return;
+T* video_resize_impl<T>::crop_stage(unsigned int in_size, T* in, bool is_written) {
+  if (!cropper.ready) return crop_buffer;
   const bool cuts = !cropper.identity && cropper.crop_valid && cropper.ratio_set;
-  if (!cuts && !cropper.identity) return;
+  if (!cuts && !cropper.identity) return crop_buffer;
 
   const std::size_t whole = frame_samples(space, cropper.in_width, cropper.in_height);
   const std::size_t given = std::min(in_size / sizeof(T), whole);
   if (cropper.identity) {
+    if (given == whole && !is_written && is_aligned(in)) return in;
     if (given < whole) fill_neutral(crop_buffer, space, in_width, in_height);
     std::memcpy(crop_buffer, in, given * sizeof(T));
-    return;
+    return crop_buffer;
   }
   std::unique_ptr<T[]> completed;
   if (given < whole) {
@@ -136,6 +138,7 @@ void video_resize_impl<T>::crop_stage(unsigned int in_size, T* in) {
   } else {
     cropper.process_yp_cb_cr_plan(in, crop_buffer);
   }
+  return crop_buffer;
 }
 
 // Before frame scaling: luma with the mask in force, chroma with the small one, alpha never.
@@ -164,14 +167,17 @@ void video_resize_impl<T>::select_plane(unsigned int index, T* samples) {
   y_index = y_index_vecs[index];
 }
 
+// Scales a plane straight into the output where that is aligned for samples.
 template <typename T>
-void video_resize_impl<T>::scale_whole(unsigned int index) {
-  plane& result = *out_planes[index];
+void video_resize_impl<T>::scale_whole(unsigned int index, T* out) {
+  plane result = *out_planes[index];
+  if (is_aligned(out)) result.data = out;
   if (samples_of(*in_planes[index]) == 0) {
     std::fill_n(result.data, samples_of(result), result.kind == 1 ? T{0} : neutral_chroma<T>);
-    return;
+  } else {
+    run_passes(&result, mid_planes[index], in_planes[index]);
   }
-  run_passes(&result, mid_planes[index], in_planes[index]);
+  if (result.data != out) std::memcpy(out, result.data, samples_of(result) * sizeof(T));
 }
 
 template <typename T>

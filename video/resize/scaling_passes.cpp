@@ -5,6 +5,7 @@
 #include <cstddef>
 #include <cstring>
 
+#include "signal/scaling_kernels.h"
 #include "signal/vector_primitives.h"
 #include "video/resize/pixel_conversion.h"
 #include "video/resize/video_resize_impl.h"
@@ -22,6 +23,16 @@ T* row_of(image_plane<T>& plane, std::size_t row) {
   return plane.data + row * plane.width;
 }
 
+void pick_columns(const ns_signal::scaling_kernels& kernels, const unsigned char* src,
+                  const unsigned int* index, unsigned char* dst, unsigned int count) {
+  kernels.pick_columns_8u(src, index, dst, static_cast<int>(count));
+}
+
+void pick_columns(const ns_signal::scaling_kernels& kernels, const unsigned short* src,
+                  const unsigned int* index, unsigned short* dst, unsigned int count) {
+  kernels.pick_columns_16u(src, index, dst, static_cast<int>(count));
+}
+
 void store(unsigned char* dst, const float* src, unsigned int count) {
   convert_f32_to_pixel(dst, src, count);
 }
@@ -34,10 +45,16 @@ void store(unsigned short* dst, const float* src, unsigned int count) {
 
 template <typename T>
 void video_resize_impl<T>::scale_x_integer(plane* destination, plane* source) {
+  const auto* const kernels = ns_signal::current_scaling_kernels();
+  if (destination->width == 0) return;
   for (unsigned int r = 0; r < destination->height; ++r) {
     const T* const from = row_of(*source, r);
     T* const to = row_of(*destination, r);
-    for (unsigned int j = 0; j < destination->width; ++j) to[j] = from[x_index[j]];
+    if (kernels != nullptr) {
+      pick_columns(*kernels, from, x_index, to, destination->width);
+    } else {
+      for (unsigned int j = 0; j < destination->width; ++j) to[j] = from[x_index[j]];
+    }
   }
 }
 
@@ -50,6 +67,26 @@ void video_resize_impl<T>::scale_y_integer(plane* destination, plane* source) {
 
 template <typename T>
 void video_resize_impl<T>::scale_x_float(plane* destination, plane* source) {
+  const auto* const kernels = ns_signal::current_scaling_kernels();
+  if (kernels != nullptr && kernel_block_ != nullptr) {
+    scale_x_fused(*kernels, destination, source);
+  } else {
+    scale_x_by_primitives(destination, source);
+  }
+}
+
+template <typename T>
+void video_resize_impl<T>::scale_y_float(plane* destination, plane* source) {
+  const auto* const kernels = ns_signal::current_scaling_kernels();
+  if (kernels != nullptr && kernel_block_ != nullptr) {
+    scale_y_fused(*kernels, destination, source);
+  } else {
+    scale_y_by_primitives(destination, source);
+  }
+}
+
+template <typename T>
+void video_resize_impl<T>::scale_x_by_primitives(plane* destination, plane* source) {
   const unsigned int width = destination->width;
   const unsigned int last = source->width - 1;
   const int length = static_cast<int>(width);
@@ -72,7 +109,7 @@ void video_resize_impl<T>::scale_x_float(plane* destination, plane* source) {
 }
 
 template <typename T>
-void video_resize_impl<T>::scale_y_float(plane* destination, plane* source) {
+void video_resize_impl<T>::scale_y_by_primitives(plane* destination, plane* source) {
   const unsigned int width = source->width;
   const unsigned int last = source->height - 1;
   const int length = static_cast<int>(width);
@@ -96,6 +133,10 @@ template void video_resize_impl<unsigned char>::scale_x_integer(plane*, plane*);
 template void video_resize_impl<unsigned short>::scale_x_integer(plane*, plane*);
 template void video_resize_impl<unsigned char>::scale_y_integer(plane*, plane*);
 template void video_resize_impl<unsigned short>::scale_y_integer(plane*, plane*);
+template void video_resize_impl<unsigned char>::scale_x_by_primitives(plane*, plane*);
+template void video_resize_impl<unsigned short>::scale_x_by_primitives(plane*, plane*);
+template void video_resize_impl<unsigned char>::scale_y_by_primitives(plane*, plane*);
+template void video_resize_impl<unsigned short>::scale_y_by_primitives(plane*, plane*);
 template void video_resize_impl<unsigned char>::scale_x_float(plane*, plane*);
 template void video_resize_impl<unsigned short>::scale_x_float(plane*, plane*);
 template void video_resize_impl<unsigned char>::scale_y_float(plane*, plane*);

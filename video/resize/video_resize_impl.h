@@ -1,5 +1,8 @@
 #pragma once
 
+#include <memory>
+
+#include "signal/scaling_kernels.h"
 #include "video/resize/crop.h"
 #include "video/resize/image_plane.h"
 #include "video/resize/qor_resize.h"
@@ -67,6 +70,14 @@ class video_resize_impl : public qor_resize {
   void scale_x_float(plane* destination, plane* source);
   void scale_y_float(plane* destination, plane* source);
 
+  /// The two forms of the weighted passes, which give the same bytes: the sequence of vector
+  /// primitives, which is the definition, and one sweep a row with the kernels of a processor
+  /// variant. `scale_x_float` and `scale_y_float` take the second where there is one.
+  void scale_x_by_primitives(plane* destination, plane* source);
+  void scale_y_by_primitives(plane* destination, plane* source);
+  void scale_x_fused(const ns_signal::scaling_kernels& kernels, plane* destination, plane* source);
+  void scale_y_fused(const ns_signal::scaling_kernels& kernels, plane* destination, plane* source);
+
   pass x_pass = nullptr;
   pass y_pass = nullptr;
   unsigned int plane_count = 0;
@@ -122,6 +133,11 @@ class video_resize_impl : public qor_resize {
     int left, right, top, bottom;
   };
 
+  // Scratch rows of the fused passes, in one block: aligned, and with `columns_padding` floats
+  // behind each, since kernels read past their ends. Null without a plan.
+  std::unique_ptr<float[]> kernel_block_;
+  float* kernel_lines_[ns_signal::columns_rows] = {};
+
   void release_plan();
   void store_crop(crop_amounts amounts);
   void choose_pass_order();
@@ -131,10 +147,10 @@ class video_resize_impl : public qor_resize {
   void make_lines();
 
   unsigned int output_bytes() const;
-  void crop_stage(unsigned int in_size, T* in);
+  T* crop_stage(unsigned int in_size, T* in, bool is_written);
   void smooth_source();
   void select_plane(unsigned int index, T* samples);
-  void scale_whole(unsigned int index);
+  void scale_whole(unsigned int index, T* out);
   void scale_by_fields(unsigned int index, T* out);
   void run_passes(plane* destination, plane* middle, plane* source);
   void smooth(T* samples, unsigned int width, unsigned int height, int mask, unsigned int border);

@@ -257,7 +257,7 @@ TEST(AllocationFailure, InTheFiltersScratch) {
     resizer object(request.created_for);
     ASSERT_EQ(object.init(request), 1);
     const bytes frame = whole_frame(request);
-    const variant_scope with_scratch(0);
+    const variant_scope with_scratch(ns_signal::portable_variant);
     i_malloc = no_memory;
     expect_serves(object, unsmoothed, frame);
     i_malloc = std::malloc;

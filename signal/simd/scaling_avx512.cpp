@@ -1,7 +1,16 @@
 // Scaling kernels with AVX-512 (F, BW, DQ, VL, VBMI). Sixteen sums stand in one register; the taps
 // of sixteen columns are picked by permutation from a window of 32 or 64 floats.
 
+// gcc 12 takes the header's own undefined registers for mistakes.
+#if defined(__GNUC__) && !defined(__clang__)
+#pragma GCC diagnostic push
+#pragma GCC diagnostic ignored "-Wmaybe-uninitialized"
+#pragma GCC diagnostic ignored "-Wuninitialized"
 #include <immintrin.h>
+#pragma GCC diagnostic pop
+#else
+#include <immintrin.h>
+#endif
 
 #include "signal/scaling_kernels.h"
 
