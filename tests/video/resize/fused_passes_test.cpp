@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 
 #include <random>
+#include <string>
 #include <vector>
 
 #include "tests/signal/variant_scope.h"
@@ -66,10 +67,11 @@ TEST_P(FusedPasses, EightBits) { compare_with_portable<unsigned char>(*GetParam(
 
 TEST_P(FusedPasses, SixteenBits) { compare_with_portable<unsigned short>(*GetParam()); }
 
-INSTANTIATE_TEST_SUITE_P(Levels, FusedPasses, testing::ValuesIn(runnable_variants()),
-                         [](const testing::TestParamInfo<const variant*>& info) {
-                           return spelled(info.param);
-                         });
+std::string name_of(const testing::TestParamInfo<const variant*>& info) {
+  return spelled(info.param);
+}
+
+INSTANTIATE_TEST_SUITE_P(Levels, FusedPasses, testing::ValuesIn(runnable_variants()), name_of);
 
 }  // namespace
 }  // namespace ns_video_resize
