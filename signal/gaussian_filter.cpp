@@ -1,7 +1,6 @@
 #include "signal/gaussian_filter.h"
 
 #include "signal/dispatch.h"
-#include "signal/gaussian_walk.h"
 
 namespace {
 
@@ -62,7 +61,8 @@ int ippiFilterGauss_16u_C1R(const unsigned short* pSrc, int srcStep, unsigned sh
   if (status != status_ok) {
     return status;
   }
-  ns_signal::walk_16u(ns_signal::current_variant().gaussian,
-                      region_of(pSrc, srcStep, pDst, dstStep, roi), mask_of(mask));
+  const ns_signal::gaussian_rows& gaussian = ns_signal::current_variant().gaussian;
+  const auto filter = mask == mask_3x3 ? gaussian.filter_3x3_16u : gaussian.filter_5x5_16u;
+  filter(region_of(pSrc, srcStep, pDst, dstStep, roi));
   return status_ok;
 }

@@ -30,14 +30,13 @@ constexpr unsigned int weights_5[5][5] = {{2, 7, 12, 7, 2},
                                           {7, 31, 52, 31, 7},
                                           {2, 7, 12, 7, 2}};
 
-// The sum around column x of rows of 16-bit samples.
 template <int size>
-unsigned int weighted_sum(const unsigned char* const src[size],
-                          const unsigned int (&weights)[size][size], std::ptrdiff_t x) {
+unsigned int weighted_sum(const unsigned char* centre, std::ptrdiff_t step,
+                          const unsigned int (&weights)[size][size]) {
   unsigned int sum = 0;
-  for (int row = 0; row < size; ++row) {
-    for (int column = 0; column < size; ++column) {
-      sum += weights[row][column] * sample_16u(src[row], x + column - size / 2);
+  for (int y = 0; y < size; ++y) {
+    for (int x = 0; x < size; ++x) {
+      sum += weights[y][x] * sample_16u(centre + (y - size / 2) * step, x - size / 2);
     }
   }
   return sum;
@@ -51,14 +50,20 @@ unsigned short profile(const unsigned char* src, unsigned int far, unsigned int 
 
 }  // namespace
 
-void row_3x3_8u(const unsigned char* const src[3], unsigned short* sums, unsigned char* dst,
-                std::ptrdiff_t width) {
-  for (std::ptrdiff_t x = -1; x <= width; ++x) {
-    sums[x + 1] = static_cast<unsigned short>(src[0][x] + 2 * src[1][x] + src[2][x]);
-  }
-  for (std::ptrdiff_t x = 0; x < width; ++x) {
-    const int sum = sums[x] + 2 * sums[x + 1] + sums[x + 2];
-    dst[x] = static_cast<unsigned char>(divide_by_16(static_cast<unsigned int>(sum)));
+void filter_3x3_8u(const gaussian_region& region, unsigned short* sums) {
+  const std::ptrdiff_t width = region.width;
+  for (std::ptrdiff_t y = 0; y < region.height; ++y) {
+    const unsigned char* const row = region.src + y * region.src_step;
+    const unsigned char* const above = row - region.src_step;
+    const unsigned char* const below = row + region.src_step;
+    for (std::ptrdiff_t x = -1; x <= width; ++x) {
+      sums[x + 1] = static_cast<unsigned short>(above[x] + 2 * row[x] + below[x]);
+    }
+    unsigned char* const dst = region.dst + y * region.dst_step;
+    for (std::ptrdiff_t x = 0; x < width; ++x) {
+      const int sum = sums[x] + 2 * sums[x + 1] + sums[x + 2];
+      dst[x] = static_cast<unsigned char>(divide_by_16(static_cast<unsigned int>(sum)));
+    }
   }
 }
 
@@ -78,15 +83,23 @@ void combine_5x5_8u(const row_profiles src[5], unsigned char* dst, std::ptrdiff_
   }
 }
 
-void row_3x3_16u(const unsigned char* const src[3], unsigned char* dst, std::ptrdiff_t width) {
-  for (std::ptrdiff_t x = 0; x < width; ++x) {
-    store_16u(dst, x, divide_by_16(weighted_sum<3>(src, weights_3, x)));
+void filter_3x3_16u(const gaussian_region& region) {
+  for (std::ptrdiff_t y = 0; y < region.height; ++y) {
+    const unsigned char* const row = region.src + y * region.src_step;
+    unsigned char* const dst = region.dst + y * region.dst_step;
+    for (std::ptrdiff_t x = 0; x < region.width; ++x) {
+      store_16u(dst, x, divide_by_16(weighted_sum(row + 2 * x, region.src_step, weights_3)));
+    }
   }
 }
 
-void row_5x5_16u(const unsigned char* const src[5], unsigned char* dst, std::ptrdiff_t width) {
-  for (std::ptrdiff_t x = 0; x < width; ++x) {
-    store_16u(dst, x, divide_by_571(weighted_sum<5>(src, weights_5, x)));
+void filter_5x5_16u(const gaussian_region& region) {
+  for (std::ptrdiff_t y = 0; y < region.height; ++y) {
+    const unsigned char* const row = region.src + y * region.src_step;
+    unsigned char* const dst = region.dst + y * region.dst_step;
+    for (std::ptrdiff_t x = 0; x < region.width; ++x) {
+      store_16u(dst, x, divide_by_571(weighted_sum(row + 2 * x, region.src_step, weights_5)));
+    }
   }
 }
 

@@ -4,6 +4,18 @@
 
 namespace ns_signal {
 
+/// The region to filter: its first source and destination pixel, the bytes from row to row, and
+/// its size in pixels. The source exists around it as far as the mask reaches. 16-bit samples are
+/// given as bytes, since their rows need not be aligned.
+struct gaussian_region {
+  const unsigned char* src;
+  std::ptrdiff_t src_step;
+  unsigned char* dst;
+  std::ptrdiff_t dst_step;
+  std::ptrdiff_t width;
+  std::ptrdiff_t height;
+};
+
 /// The horizontal sums of one source row under the three different rows of the 5x5 mask.
 struct row_profiles {
   unsigned short* outer;   ///< (2, 7, 12, 7, 2)
@@ -11,19 +23,20 @@ struct row_profiles {
   unsigned short* centre;  ///< (12, 52, 127, 52, 12)
 };
 
-/// The row operations of the Gaussian filter in one implementation. Rows are given at the region's
-/// first column; sources are read one (3x3) or two (5x5) samples beyond both ends. 16-bit rows are
-/// given as bytes, since they need not be aligned.
+/// The operations of the Gaussian filter in one implementation.
 struct gaussian_rows {
-  /// One output row; `sums` has room for width + 2 vertical sums.
-  void (*row_3x3_8u)(const unsigned char* const src[3], unsigned short* sums, unsigned char* dst,
-                     std::ptrdiff_t width);
+  /// `sums` is scratch for width + 2 vertical sums.
+  void (*filter_3x3_8u)(const gaussian_region& region, unsigned short* sums);
+  /// The profiles of the row that begins at `src`. The scratch rows have room for `width` rounded
+  /// up to a multiple of `profile_granularity`, and may be filled that far.
   void (*profiles_5x5_8u)(const unsigned char* src, const row_profiles& profiles,
                           std::ptrdiff_t width);
   /// One output row from the profiles of five source rows, top to bottom.
   void (*combine_5x5_8u)(const row_profiles src[5], unsigned char* dst, std::ptrdiff_t width);
-  void (*row_3x3_16u)(const unsigned char* const src[3], unsigned char* dst, std::ptrdiff_t width);
-  void (*row_5x5_16u)(const unsigned char* const src[5], unsigned char* dst, std::ptrdiff_t width);
+  void (*filter_3x3_16u)(const gaussian_region& region);
+  void (*filter_5x5_16u)(const gaussian_region& region);
 };
+
+constexpr std::ptrdiff_t profile_granularity = 64;
 
 }  // namespace ns_signal

@@ -1,5 +1,3 @@
-#include "signal/gaussian_walk.h"
-
 #include <omp.h>
 
 #include <algorithm>
@@ -7,6 +5,7 @@
 #include <cstdint>
 
 #include "signal/processor_variant.h"
+#include "signal/variant.h"
 #include "signal/vector_primitives.h"
 
 namespace ns_signal {
@@ -15,15 +14,13 @@ namespace {
 constexpr int status_ok = 0;
 constexpr int status_no_memory = -9;
 
-// Scratch rows are a multiple of this many samples long, the most that a row operation handles at
-// once: it may fill the row up.
-constexpr std::int64_t row_granularity = 64;
 constexpr int profile_count = 3;
 constexpr int source_rows_5x5 = 5;
 
 // Room for one row of samples and, with the 3x3 mask, one more at both ends.
 constexpr std::int64_t scratch_stride(std::int64_t width) {
-  return (width + 2 + row_granularity - 1) / row_granularity * row_granularity;
+  const std::int64_t blocks = (width + 2 + profile_granularity - 1) / profile_granularity;
+  return blocks * profile_granularity;
 }
 
 constexpr std::int64_t scratch_samples(std::int64_t width, gaussian_mask mask) {
@@ -31,44 +28,43 @@ constexpr std::int64_t scratch_samples(std::int64_t width, gaussian_mask mask) {
   return rows * scratch_stride(width);
 }
 
-void filter_band_3x3(const gaussian_rows& rows, const gaussian_region& region, std::ptrdiff_t first,
-                     std::ptrdiff_t count, unsigned short* scratch) {
-  for (std::ptrdiff_t y = first; y < first + count; ++y) {
-    const unsigned char* const src[3] = {region.source_row(y - 1), region.source_row(y),
-                                         region.source_row(y + 1)};
-    rows.row_3x3_8u(src, scratch, region.destination_row(y), region.width);
-  }
-}
-
 // The profiles of the five source rows around the output row stay in a rolling set.
-void filter_band_5x5(const gaussian_rows& rows, const gaussian_region& region, std::ptrdiff_t first,
-                     std::ptrdiff_t count, unsigned short* scratch) {
+void filter_5x5(const gaussian_rows& rows, const gaussian_region& region, unsigned short* scratch) {
   const std::int64_t stride = scratch_stride(region.width);
   row_profiles ring[source_rows_5x5];
   for (row_profiles& profiles : ring) {
     profiles = {scratch, scratch + stride, scratch + 2 * stride};
     scratch += profile_count * stride;
   }
-  for (int i = 0; i < source_rows_5x5 - 1; ++i) {
-    rows.profiles_5x5_8u(region.source_row(first - 2 + i), ring[i], region.width);
+  const unsigned char* next = region.src - 2 * region.src_step;
+  for (int i = 0; i < source_rows_5x5 - 1; ++i, next += region.src_step) {
+    rows.profiles_5x5_8u(next, ring[i], region.width);
   }
-  for (std::ptrdiff_t y = first; y < first + count; ++y) {
-    rows.profiles_5x5_8u(region.source_row(y + 2), ring[source_rows_5x5 - 1], region.width);
-    rows.combine_5x5_8u(ring, region.destination_row(y), region.width);
+  for (std::ptrdiff_t y = 0; y < region.height; ++y, next += region.src_step) {
+    rows.profiles_5x5_8u(next, ring[source_rows_5x5 - 1], region.width);
+    rows.combine_5x5_8u(ring, region.dst + y * region.dst_step, region.width);
     std::rotate(ring, ring + 1, ring + source_rows_5x5);
   }
 }
 
-void filter_band(const gaussian_rows& rows, const gaussian_region& region, gaussian_mask mask,
-                 std::ptrdiff_t first, std::ptrdiff_t count, unsigned short* scratch) {
-  if (count == 0) {
+void filter(const gaussian_rows& rows, const gaussian_region& region, gaussian_mask mask,
+            unsigned short* scratch) {
+  if (region.height == 0) {
     return;
   }
   if (mask == gaussian_mask::three) {
-    filter_band_3x3(rows, region, first, count, scratch);
+    rows.filter_3x3_8u(region, scratch);
   } else {
-    filter_band_5x5(rows, region, first, count, scratch);
+    filter_5x5(rows, region, scratch);
   }
+}
+
+gaussian_region band_of(const gaussian_region& region, std::ptrdiff_t first, std::ptrdiff_t count) {
+  gaussian_region band = region;
+  band.src += first * region.src_step;
+  band.dst += first * region.dst_step;
+  band.height = count;
+  return band;
 }
 
 // Scratch for `threads` threads, or null.
@@ -96,7 +92,7 @@ int walk_in_bands(const gaussian_rows& rows, const gaussian_region& region, gaus
     return status_no_memory;
   }
   if (threads == 1) {
-    filter_band(rows, region, mask, 0, region.height, scratch);
+    filter(rows, region, mask, scratch);
   } else {
     // The setting may have changed; there is scratch for the first reading.
     const int team = std::max(std::min(threads, ownGetNumThreads()), 1);
@@ -114,8 +110,8 @@ int walk_in_bands(const gaussian_rows& rows, const gaussian_region& region, gaus
 #pragma omp barrier
       const int thread = omp_get_thread_num();
       const bool last = thread == omp_get_num_threads() - 1;
-      filter_band(rows, region, mask, thread * band, band + (last ? remainder : 0),
-                  scratch + thread * samples);
+      filter(rows, band_of(region, thread * band, band + (last ? remainder : 0)), mask,
+             scratch + thread * samples);
     }
   }
   ippsFree(scratch);
@@ -132,22 +128,9 @@ int walk_in_tiles(const gaussian_rows& rows, const gaussian_region& region, gaus
     tile.src += x;
     tile.dst += x;
     tile.width = std::min(tile_width, region.width - x);
-    filter_band(rows, tile, mask, 0, region.height, scratch);
+    filter(rows, tile, mask, scratch);
   }
   return status_ok;
-}
-
-void walk_16u(const gaussian_rows& rows, const gaussian_region& region, gaussian_mask mask) {
-  const bool three = mask == gaussian_mask::three;
-  const int size = three ? 3 : 5;
-  const auto filter_row = three ? rows.row_3x3_16u : rows.row_5x5_16u;
-  for (std::ptrdiff_t y = 0; y < region.height; ++y) {
-    const unsigned char* src[5] = {};
-    for (int i = 0; i < size; ++i) {
-      src[i] = region.source_row(y - size / 2 + i);
-    }
-    filter_row(src, region.destination_row(y), region.width);
-  }
 }
 
 }  // namespace ns_signal

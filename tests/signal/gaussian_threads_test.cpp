@@ -56,7 +56,7 @@ TEST(GaussianThreads, SerialisedRegionGivesTheSame) {
   }
 }
 
-// What the row functions saw: on which threads of a team of which size, and which rows.
+// What the operations saw: on which threads of a team of which size, and which rows.
 struct observation {
   std::mutex mutex;
   std::set<int> teams;
@@ -64,26 +64,25 @@ struct observation {
   int rows = 0;
   bool in_parallel = false;
 
-  void note() {
+  void note(int count) {
     const std::lock_guard<std::mutex> lock(mutex);
     teams.insert(omp_get_num_threads());
     threads.insert(omp_get_thread_num());
     in_parallel = in_parallel || omp_in_parallel() != 0;
-    ++rows;
+    rows += count;
   }
 };
 
 observation* seen = nullptr;
 
-void observed_row_3x3(const unsigned char* const src[3], unsigned short* sums, unsigned char* dst,
-                      std::ptrdiff_t width) {
-  seen->note();
-  ns_signal::portable_variant.gaussian.row_3x3_8u(src, sums, dst, width);
+void observed_3x3(const ns_signal::gaussian_region& region, unsigned short* sums) {
+  seen->note(static_cast<int>(region.height));
+  ns_signal::portable_variant.gaussian.filter_3x3_8u(region, sums);
 }
 
 void observed_combine_5x5(const ns_signal::row_profiles src[5], unsigned char* dst,
                           std::ptrdiff_t width) {
-  seen->note();
+  seen->note(1);
   ns_signal::portable_variant.gaussian.combine_5x5_8u(src, dst, width);
 }
 
@@ -91,7 +90,7 @@ class GaussianTeam : public testing::Test {
  protected:
   void SetUp() override {
     observed_ = ns_signal::portable_variant;
-    observed_.gaussian.row_3x3_8u = observed_row_3x3;
+    observed_.gaussian.filter_3x3_8u = observed_3x3;
     observed_.gaussian.combine_5x5_8u = observed_combine_5x5;
     seen = &seen_;
   }

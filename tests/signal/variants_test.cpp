@@ -329,9 +329,9 @@ TEST(VariantTable, EveryLevelHasCodeOfItsOwn) {
       EXPECT_NE(p.mul_c_32f, q.mul_c_32f) << p.name << ", " << q.name;
       EXPECT_NE(p.add_32f, q.add_32f) << p.name << ", " << q.name;
       EXPECT_NE(p.mul_32f, q.mul_32f) << p.name << ", " << q.name;
-      EXPECT_NE(p.gaussian.row_3x3_8u, q.gaussian.row_3x3_8u) << p.name << ", " << q.name;
+      EXPECT_NE(p.gaussian.filter_3x3_8u, q.gaussian.filter_3x3_8u) << p.name << ", " << q.name;
       EXPECT_NE(p.gaussian.combine_5x5_8u, q.gaussian.combine_5x5_8u) << p.name << ", " << q.name;
-      EXPECT_NE(p.gaussian.row_5x5_16u, q.gaussian.row_5x5_16u) << p.name << ", " << q.name;
+      EXPECT_NE(p.gaussian.filter_5x5_16u, q.gaussian.filter_5x5_16u) << p.name << ", " << q.name;
     }
   }
 }
