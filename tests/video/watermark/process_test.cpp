@@ -1,18 +1,21 @@
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <memory>
 #include <random>
 #include <vector>
 
-#include "tests/video/watermark/exact_blend.h"
+#include "tests/support/guarded_buffer.h"
+#include "tests/video/watermark/reference_compositor.h"
 #include "video/watermark/watermark_impl.h"
 
 namespace {
 
-using bytes = std::vector<unsigned char>;
-using ns_video_watermark::watermark_config;
+using namespace watermark_test;  // NOLINT(google-build-using-namespace)
 using ns_video_watermark::watermark_impl;
-using watermark_test::exact_blend;
+using test_support::fill_pattern;
+using test_support::guarded_buffer;
+using test_support::protected_edge;
 
 bytes noise(std::size_t count, unsigned int seed) {
   std::mt19937 engine(seed);
@@ -22,83 +25,57 @@ bytes noise(std::size_t count, unsigned int seed) {
   return made;
 }
 
-// The subsampling of each format, as powers of two.
-unsigned int shift_x(const watermark_config& c) { return c.format == 2 ? 0 : 1; }
-unsigned int shift_y(const watermark_config& c) { return c.format == 0 ? 1 : 0; }
+// The two ways in which every buffer handed in is guarded: ending at a protected page, beginning at
+// one.
+struct guard {
+  protected_edge edge;
+  fill_pattern pattern;
+};
 
-std::size_t picture_size(std::size_t width, std::size_t height, const watermark_config& c) {
-  return width * height + 2 * ((width >> shift_x(c)) * (height >> shift_y(c)));
-}
+constexpr guard guards[] = {{protected_edge::end, fill_pattern::checker},
+                            {protected_edge::begin, fill_pattern::inverse_checker}};
 
-std::size_t frame_bytes(const watermark_config& c) {
-  return picture_size(c.frame_width, c.frame_height, c);
-}
-
-std::size_t image_bytes(const watermark_config& c) { return picture_size(c.width, c.height, c); }
-
-std::size_t alpha_bytes(const watermark_config& c) { return std::size_t{c.width} * c.height; }
-
-// Pixel by pixel: where is it, is the overlay there, and which alpha belongs to it.
-bytes reference(const watermark_config& c, const bytes& frame, const bytes& image,
-                const bytes& alpha) {
-  std::vector<exact_blend> blends;
-  for (unsigned int a = 0; a < 256; ++a) blends.emplace_back(a);
-
-  bytes out;
-  std::size_t frame_at = 0;
-  std::size_t image_at = 0;
-  for (int plane = 0; plane < 3; ++plane) {
-    const unsigned int sx = plane == 0 ? 0 : shift_x(c);
-    const unsigned int sy = plane == 0 ? 0 : shift_y(c);
-    const std::size_t width = c.frame_width >> sx;
-    const std::size_t height = c.frame_height >> sy;
-    const std::size_t overlay_width = c.width >> sx;
-    const std::size_t overlay_height = c.height >> sy;
-    const std::size_t left = c.x >> sx;
-    const std::size_t top = c.y >> sy;
-    // From one row of the plane to the next the alpha walks over what its samples stepped, and over
-    // a whole alpha row more where rows are halved.
-    const std::size_t alpha_row = (overlay_width << sx) + (sy == 1 ? c.width : 0);
-    for (std::size_t y = 0; y < height; ++y) {
-      for (std::size_t x = 0; x < width; ++x) {
-        const unsigned char sample = frame[frame_at + y * width + x];
-        if (x < left || x >= left + overlay_width || y < top || y >= top + overlay_height) {
-          out.push_back(sample);
-          continue;
-        }
-        const std::size_t column = x - left;
-        const std::size_t row = y - top;
-        const unsigned char over = image[image_at + row * overlay_width + column];
-        const unsigned char a = alpha[row * alpha_row + (column << sx)];
-        out.push_back(static_cast<unsigned char>(blends[a](sample, over)));
-      }
-    }
-    frame_at += width * height;
-    image_at += overlay_width * overlay_height;
+// A copy of `data` that is guarded, and that must be unchanged when it goes.
+class guarded_copy {
+ public:
+  guarded_copy(const bytes& data, const guard& g)
+      : expected_(data), buffer_(data.size(), g.edge, g.pattern) {
+    std::copy(data.begin(), data.end(), buffer_.data());
   }
-  return out;
-}
+  ~guarded_copy() {
+    EXPECT_EQ(buffer_.damage(), "");
+    EXPECT_TRUE(std::equal(expected_.begin(), expected_.end(), buffer_.data())) << "input changed";
+  }
+  guarded_copy(const guarded_copy&) = delete;
+  guarded_copy& operator=(const guarded_copy&) = delete;
 
-// Buffers of exactly the size that the interface asks for, so that a sanitizer sees a byte too far.
+  unsigned char* data() { return buffer_.data(); }
+
+ private:
+  const bytes& expected_;
+  guarded_buffer buffer_;
+};
+
 struct loaded {
   watermark_config settings;
   bytes image;
   bytes alpha;
   watermark_impl object;
 
-  explicit loaded(const watermark_config& c, unsigned int seed = 1)
-      : settings(c), image(noise(image_bytes(c), seed)), alpha(noise(alpha_bytes(c), seed + 1)) {
+  explicit loaded(const watermark_config& c, const guard& g = guards[0])
+      : settings(c), image(noise(image_bytes(c), 1)), alpha(noise(alpha_bytes(c), 2)) {
     unsigned int size = 0;
     EXPECT_EQ(object.configure(new watermark_config(c), size), 0U);
     EXPECT_EQ(size, frame_bytes(c));
-    EXPECT_EQ(object.add_watermark_image(image.data(), alpha.data()), 0U);
+    EXPECT_EQ(
+        object.add_watermark_image(guarded_copy(image, g).data(), guarded_copy(alpha, g).data()),
+        0U);
   }
 };
 
-bytes process(watermark_impl& object, bytes frame) {
-  const bytes before = frame;
-  const std::unique_ptr<unsigned char[]> out(object.process(frame.data()));
-  EXPECT_EQ(frame, before);
+// The picture is the object's own array, of which a sanitizer sees the end.
+bytes process(watermark_impl& object, const bytes& frame, const guard& g = guards[0]) {
+  const std::unique_ptr<unsigned char[]> out(object.process(guarded_copy(frame, g).data()));
   if (out == nullptr) {
     ADD_FAILURE() << "no picture";
     return {};
@@ -107,11 +84,15 @@ bytes process(watermark_impl& object, bytes frame) {
 }
 
 void expect_reference(const watermark_config& c) {
-  loaded l(c);
   const bytes frame = noise(frame_bytes(c), 99);
-  EXPECT_EQ(process(l.object, frame), reference(c, frame, l.image, l.alpha))
-      << c.frame_width << " x " << c.frame_height << ", overlay " << c.width << " x " << c.height
-      << " at " << c.x << ", " << c.y << ", format " << c.format;
+  bytes expected;
+  for (const guard& g : guards) {
+    loaded l(c, g);
+    if (expected.empty()) expected = reference(c, frame, l.image, l.alpha);
+    EXPECT_EQ(process(l.object, frame, g), expected)
+        << c.frame_width << " x " << c.frame_height << ", overlay " << c.width << " x " << c.height
+        << " at " << c.x << ", " << c.y << ", format " << c.format;
+  }
 }
 
 TEST(Process, AgreesWithAPixelByPixelWalkAtSmallSizes) {
