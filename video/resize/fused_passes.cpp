@@ -16,7 +16,7 @@ using ns_signal::columns_rows;
 using ns_signal::scaling_kernels;
 
 // Columns that a y pass takes at a time, so that its rows of floats stay in the nearest cache.
-constexpr unsigned int strip_width = 1024;
+constexpr unsigned int strip_width = 2048;
 
 void weigh_rows(const scaling_kernels& kernels, const float* const* rows, const float* weights,
                 unsigned int taps, unsigned char* dst, unsigned int count) {
