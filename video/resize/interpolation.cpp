@@ -12,8 +12,10 @@
 namespace ns_video_resize {
 namespace {
 
+// Halves go up; positions are not negative.
 float nearest_integer(float position) {
-  return static_cast<float>(static_cast<std::int64_t>(static_cast<double>(position) + 0.5));
+  const double moved = static_cast<double>(position) + 0.5;
+  return static_cast<float>(static_cast<std::int64_t>(moved));
 }
 
 unsigned int last_start(unsigned int source_size, unsigned int taps) {
