@@ -102,8 +102,9 @@ class Benchmarks:
                 continue
             if run.get("error_occurred"):
                 sys.exit(f"{run['name']}: {run['error_message']}")
-            name, by_clock = re.subn("/real_time$", "", run["name"])
-            time = run["real_time" if by_clock else "cpu_time"]
+            subject, *settings = run["name"].removeprefix(f"{group}/").split("/")
+            name = f"{group}/{subject}"
+            time = run["real_time" if "real_time" in settings else "cpu_time"]
             self.times[name] = min(time, self.times.get(name, time))
 
     def time(self, group, subject):
