@@ -95,6 +95,7 @@ int walk_in_bands(const gaussian_rows& rows, const gaussian_region& region, gaus
     filter(rows, region, mask, scratch);
   } else {
     // The setting may have changed; there is scratch for the first reading.
+    // NOLINTNEXTLINE(clang-analyzer-deadcode.DeadStores): the pragma reads it
     const int team = std::max(std::min(threads, ownGetNumThreads()), 1);
     std::ptrdiff_t band = 0;
     std::ptrdiff_t remainder = 0;

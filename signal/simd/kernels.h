@@ -51,6 +51,15 @@ constexpr unsigned long long compiled_for = feature_sse2
 #ifdef __AVX512BW__
                                             | feature_avx512bw
 #endif
+#ifdef __AVX512DQ__
+                                            | feature_avx512dq
+#endif
+#ifdef __AVX512VL__
+                                            | feature_avx512vl
+#endif
+#ifdef __AVX512VBMI__
+                                            | feature_avx512vbmi
+#endif
     ;
 static_assert((compiled_for & ~(SIGNAL_LEVEL_NEEDS)) == 0,
               "compiled for more than signal/CMakeLists.txt asks of the processor");

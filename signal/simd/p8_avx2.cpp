@@ -1,3 +1,10 @@
+// AVX2, where index 3 finds it. Time against the plain loop of the portable code, as variant_timing
+// prints it on a Zen 5 EPYC (g++ 12, -O3), rows of 1,920 elements and planes of 1920 x 1080:
+//
+//   conversion of 8u to 32f 0.47, of 16u to 32f 0.55, of 32f to 8u 0.04
+//   MulC 0.3, Add 0.47, Mul 0.49
+//   Gaussian 3x3 0.41 (8 bits), 0.07 (16 bits); 5x5 0.13, 0.17
+
 #include <immintrin.h>
 
 #include "signal/simd/kernels.h"

@@ -1,3 +1,13 @@
+// AVX-512, where index 3 finds it. Time against the plain loop of the portable code, as
+// variant_timing prints it on a Zen 5 EPYC (g++ 12, -O3), rows of 1,920 elements and planes of 1920
+// x 1080:
+//
+//   conversion of 8u to 32f 0.35, of 16u to 32f 0.42, of 32f to 8u 0.02
+//   MulC 0.3, Add 0.41, Mul 0.43
+//   Gaussian 3x3 0.32 (8 bits), 0.05 (16 bits); 5x5 0.10, 0.11
+//
+// Before stores of floats were aligned, Add and Mul took a quarter longer than with AVX2.
+
 // gcc 12 takes the header's own undefined registers for mistakes.
 #if defined(__GNUC__) && !defined(__clang__)
 #pragma GCC diagnostic push

@@ -1,3 +1,8 @@
+// SSE4.1. Conversion of 8u to 32f gains by widening while loading: 0.70 of the time of the plain
+// loop of the portable code, as variant_timing prints it on a Zen 5 EPYC (g++ 12, -O3), where SSE2
+// takes 0.76. Widening 16u that way, and the wider products and packings of SSE4.1, gained nothing;
+// the rest is as with SSSE3.
+
 #include <smmintrin.h>
 
 #include <cstring>
@@ -9,19 +14,12 @@ namespace ns_signal {
 namespace {
 
 struct floats_sse41 : floats_128 {
-  static constexpr std::ptrdiff_t widened = 16;
-
+  using floats_128::widen;
   static void widen(const unsigned char* from, float* to) {
     for (int i = 0; i < 16; i += 4) {
       int four = 0;
       std::memcpy(&four, from + i, sizeof four);
       _mm_storeu_ps(to + i, _mm_cvtepi32_ps(_mm_cvtepu8_epi32(_mm_cvtsi32_si128(four))));
-    }
-  }
-  static void widen(const unsigned short* from, float* to) {
-    for (int i = 0; i < 16; i += 4) {
-      const __m128i four = _mm_loadl_epi64(reinterpret_cast<const __m128i*>(from + i));
-      _mm_storeu_ps(to + i, _mm_cvtepi32_ps(_mm_cvtepu16_epi32(four)));
     }
   }
 };
