@@ -5,8 +5,6 @@
 #include <cstring>
 #include <memory>
 
-#include "video/watermark/blend_row.h"
-
 namespace ns_video_watermark {
 namespace {
 
@@ -32,40 +30,6 @@ bool countable(std::uint64_t luma, std::uint64_t chroma) {
   return luma <= limit && chroma <= limit && luma + 2 * chroma <= limit;
 }
 
-// How the overlay lies in one plane, in samples.
-struct plane_layout {
-  std::size_t above;           // before its first row
-  std::size_t left;            // before it in each of its rows
-  std::size_t width;           // of it in each of its rows
-  std::size_t right;           // after it in each of its rows
-  std::size_t rows;            // its rows
-  std::size_t below;           // after its last row
-  std::size_t alpha_step;      // alpha samples from one sample to the next
-  std::size_t alpha_row_step;  // alpha samples from one row to the next
-};
-
-// Writes one plane of the output: the frame's samples, and where the overlay lies the two blended.
-void blend_plane(const plane_layout& plane, unsigned char* out, const unsigned char* frame,
-                 const unsigned char* overlay, const unsigned char* alpha) {
-  const auto copy = [&out, &frame](std::size_t count) {
-    std::memcpy(out, frame, count);
-    out += count;
-    frame += count;
-  };
-
-  copy(plane.above);
-  for (std::size_t row = 0; row < plane.rows; ++row) {
-    copy(plane.left);
-    blend_row(out, frame, overlay, alpha, plane.alpha_step, plane.width);
-    out += plane.width;
-    frame += plane.width;
-    overlay += plane.width;
-    alpha += plane.alpha_row_step;
-    copy(plane.right);
-  }
-  copy(plane.below);
-}
-
 }  // namespace
 
 watermark* watermark::create() { return new watermark_impl(); }
@@ -85,7 +49,8 @@ unsigned int watermark_impl::configure(watermark_config* record, unsigned int& f
     return config_error;
   }
   config_error = 0;
-  geometry_is_sound = false;  // until all is done: the table may fail to be allocated
+  geometry_is_sound = false;  // until all is done: what is allocated here may fail to be
+  plans.clear();
   if (record->x + record->width > record->frame_width) config_error = 1;
   if (record->y + record->height > record->frame_height) config_error = 1;
   config = record;
@@ -96,7 +61,11 @@ unsigned int watermark_impl::configure(watermark_config* record, unsigned int& f
   frame_bytes = frame_size;
 
   if (config->opacity <= 99) opacity_table = make_opacity_table(config->opacity);
-  geometry_is_sound = check_geometry();
+  if (!check_geometry()) return config_error;
+  if (smallest_image >= overlay_buffer_size) {
+    for (const unsigned char* const image : images) plans.push_back(plan_of(image));
+  }
+  geometry_is_sound = true;
   return config_error;
 }
 
@@ -151,6 +120,28 @@ bool watermark_impl::check_geometry() const {
                    product(overlay_chroma_width, overlay_chroma_height));
 }
 
+// The alpha moves on by what a chroma row has used and then by the rows in between, so with an odd
+// overlay width in 4:2:0 it falls back by one column a chroma row.
+overlay_plan watermark_impl::plan_of(const unsigned char* image) const {
+  const unsigned char* const luma = image + overlay_luma_size;
+  overlay_plane plane = {luma, overlay_width, overlay_height, luma_above + overlay_x, luma_width,
+                         1,    overlay_width};
+  std::vector<overlay_plane> planes = {plane};
+
+  plane.width = overlay_chroma_width;
+  plane.rows = overlay_chroma_height;
+  plane.stride = chroma_width;
+  plane.alpha_step = alpha_step_x;
+  plane.alpha_row_step = std::size_t{alpha_step_x} * overlay_chroma_width +
+                         std::size_t{alpha_step_y - 1} * overlay_width;
+  for (std::size_t i = 0; i < 2; ++i) {
+    plane.overlay = luma + overlay_luma_size + i * overlay_chroma_size;
+    plane.at = luma_size + i * chroma_size + chroma_above + overlay_chroma_x;
+    planes.push_back(plane);
+  }
+  return overlay_plan(planes, image, frame_size);
+}
+
 unsigned int watermark_impl::generate_lookup_table() {
   if (config == nullptr) return 0;
   opacity_table = make_opacity_table(config->opacity);
@@ -170,8 +161,14 @@ unsigned int watermark_impl::add_watermark_image(unsigned char* image, unsigned 
   std::memcpy(composed.get() + overlay_luma_size, image, overlay_buffer_size - overlay_luma_size);
   if (config->opacity <= 99) fade(composed.get(), overlay_luma_size, opacity_table);
 
-  images.push_back(nullptr);
-  images.back() = composed.release();
+  plans.push_back(plan_of(composed.get()));
+  try {
+    images.push_back(composed.get());
+  } catch (...) {
+    plans.pop_back();
+    throw;
+  }
+  static_cast<void>(composed.release());
   smallest_image = std::min(smallest_image, overlay_buffer_size);
   return 0;
 }
@@ -189,29 +186,8 @@ unsigned char* watermark_impl::process(unsigned char* frame) {
   unsigned int index = image_index;
   if (index >= images.size()) index = config->hold_last_image != 0 ? index - 1 : 0;
 
-  const unsigned char* const alpha = images[index];
-  const unsigned char* const luma = alpha + overlay_luma_size;
-  const unsigned char* const cb = luma + overlay_luma_size;
-  const unsigned char* const cr = cb + overlay_chroma_size;
-
-  const plane_layout luma_plane = {luma_above, overlay_x, overlay_width, luma_right, overlay_height,
-                                   luma_below, 1,         overlay_width};
-
-  // The alpha moves on by what a chroma row has used and then by the rows in between, so with an
-  // odd overlay width in 4:2:0 it falls back by one column a chroma row.
-  const std::size_t alpha_row_step = std::size_t{alpha_step_x} * overlay_chroma_width +
-                                     std::size_t{alpha_step_y - 1} * overlay_width;
-  const plane_layout chroma_plane = {chroma_above, overlay_chroma_x,      overlay_chroma_width,
-                                     chroma_right, overlay_chroma_height, chroma_below,
-                                     alpha_step_x, alpha_row_step};
-
   auto* const picture = new unsigned char[frame_size];
-  const std::size_t cb_at = luma_size;
-  const std::size_t cr_at = cb_at + chroma_size;
-  blend_plane(luma_plane, picture, frame, luma, alpha);
-  blend_plane(chroma_plane, picture + cb_at, frame + cb_at, cb, alpha);
-  blend_plane(chroma_plane, picture + cr_at, frame + cr_at, cr, alpha);
-
+  plans[index].blend(picture, frame);
   image_index = index + 1;
   return picture;
 }

@@ -3,6 +3,7 @@
 #include <deque>
 #include <limits>
 
+#include "video/watermark/overlay_plan.h"
 #include "video/watermark/watermark.h"
 
 namespace ns_video_watermark {
@@ -85,6 +86,11 @@ class watermark_impl : public watermark {
   void derive_planes();
   void derive_sizes();
   bool check_geometry() const;
+  overlay_plan plan_of(const unsigned char* image) const;
+
+  // What `process` works from: one plan for each of `images`, made when the image is added and
+  // again by another `configure`. None where an image is too small.
+  std::deque<overlay_plan> plans;
 };
 
 }  // namespace ns_video_watermark

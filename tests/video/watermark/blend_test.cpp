@@ -1,13 +1,11 @@
 #include <gtest/gtest.h>
 
-#include <vector>
 
 #include "tests/video/watermark/exact_blend.h"
-#include "video/watermark/blend_row.h"
+#include "video/watermark/blend_sample.h"
 
 namespace {
 
-using ns_video_watermark::blend_row;
 using ns_video_watermark::blend_sample;
 using watermark_test::exact_blend;
 
@@ -71,27 +69,6 @@ TEST(Blend, EveryInputIsTheQuotientOrOneLessWhereThatIsWhole) {
   }
   EXPECT_EQ(mismatches, 0U);
   EXPECT_GT(lowered, 0U);
-}
-
-TEST(BlendRow, TakesEveryStepOfTheAlphaAndNothingPastTheEnd) {
-  for (const std::size_t step : {std::size_t{1}, std::size_t{2}}) {
-    for (std::size_t count = 0; count <= 67; ++count) {
-      std::vector<unsigned char> frame(count);
-      std::vector<unsigned char> overlay(count);
-      std::vector<unsigned char> alpha(count == 0 ? 0 : (count - 1) * step + 1);
-      for (std::size_t i = 0; i < count; ++i) frame[i] = static_cast<unsigned char>(i * 73 + 5);
-      for (std::size_t i = 0; i < count; ++i) overlay[i] = static_cast<unsigned char>(i * 151 + 9);
-      for (std::size_t i = 0; i < alpha.size(); ++i) {
-        alpha[i] = static_cast<unsigned char>(i * 59 + 31);
-      }
-      std::vector<unsigned char> out(count + 1, 0xA5);
-      blend_row(out.data(), frame.data(), overlay.data(), alpha.data(), step, count);
-      for (std::size_t i = 0; i < count; ++i) {
-        ASSERT_EQ(out[i], exact_blend(alpha[i * step])(frame[i], overlay[i])) << "sample " << i;
-      }
-      ASSERT_EQ(out[count], 0xA5);
-    }
-  }
 }
 
 }  // namespace

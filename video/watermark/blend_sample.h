@@ -1,7 +1,5 @@
 #pragma once
 
-#include <cstddef>
-
 namespace ns_video_watermark {
 
 /// One sample of the frame with one sample of the overlay over it. `alpha` 255 gives `overlay`
@@ -16,10 +14,5 @@ inline unsigned char blend_sample(unsigned char frame, unsigned char overlay, un
   const double from_frame = static_cast<double>(frame) * (1.0 - static_cast<double>(share));
   return static_cast<unsigned char>(static_cast<double>(from_overlay) + from_frame);
 }
-
-/// Blends `count` samples of a row: `out[i]` from `frame[i]`, `overlay[i]` and
-/// `alpha[i * alpha_step]`. `out` overlaps none of the inputs; nothing else is read or written.
-void blend_row(unsigned char* out, const unsigned char* frame, const unsigned char* overlay,
-               const unsigned char* alpha, std::size_t alpha_step, std::size_t count);
 
 }  // namespace ns_video_watermark

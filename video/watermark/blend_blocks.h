@@ -1,0 +1,37 @@
+#pragma once
+
+#include <array>
+#include <cstddef>
+#include <cstdint>
+
+#include "video/watermark/blend_line.h"
+
+namespace ns_video_watermark {
+
+constexpr std::size_t block_samples = 16;
+
+/// The lines of 16 neighbouring samples, as the vector units take them.
+struct alignas(64) blend_block {
+  std::uint16_t slope[block_samples];
+  std::uint16_t offset[block_samples];
+};
+
+/// Blends `count` blocks that follow one another: samples 16 i to 16 i + 15 of `frame` go to `out`
+/// along the lines of `blocks[numbers[i]]`. Exactly 16 * `count` bytes are read and written, at any
+/// alignment; `out` overlaps none of the inputs.
+using blend_blocks_function = void (*)(unsigned char* out, const unsigned char* frame,
+                                       const blend_block* blocks, const std::uint32_t* numbers,
+                                       std::size_t count);
+
+struct blend_variant {
+  const char* name;
+  blend_blocks_function blend;  ///< null where this machine cannot run it
+};
+
+/// All variants, the portable one first, each faster than those before it. All give the same bytes.
+std::array<blend_variant, 3> blend_variants();
+
+/// The fastest that this machine can run.
+blend_blocks_function fastest_blend_blocks();
+
+}  // namespace ns_video_watermark
