@@ -1,6 +1,5 @@
 #include <gtest/gtest.h>
 
-
 #include "tests/video/watermark/exact_blend.h"
 #include "video/watermark/blend_sample.h"
 
