@@ -1,10 +1,17 @@
 #include "host/cmhost/options.h"
 
 #include <CLI/CLI.hpp>
+#include <algorithm>
+#include <cmath>
 #include <iostream>
+
+extern "C" {
+#include <libavutil/parseutils.h>
+}
 
 #include "host/cmhost/av.h"
 #include "host/cmhost/failure.h"
+#include "host/cmhost/help_text.h"
 #include "host/cmhost/messages.h"
 #include "host/cmhost/module.h"
 #include "host/cmhost/picture_layout.h"
@@ -18,79 +25,163 @@ std::string versionText() {
          ")";
 }
 
-const char* const examples =
-    "\nExamples:\n"
-    "  cmhost in.mp4 out.mp4\n"
-    "  cmhost --encoder libx264 --encoder-option crf=16 in.mov out.mkv\n"
-    "  cmhost --convert Y22P in10bit.mxf out.mkv\n"
-    "  cmhost in.mkv - | ffplay -\n"
-    "\nExit status: 0 done, 1 failed, 2 wrong usage.\n";
+[[noreturn]] void reject(const std::string& option, const std::string& text, const char* form) {
+  throw CLI::ValidationError(option, "'" + text + "' is not " + form);
+}
 
-std::pair<std::string, std::string> keyAndValue(const std::string& text) {
+std::pair<std::string, std::string> keyAndValue(const std::string& option,
+                                                const std::string& text) {
   const std::size_t equals = text.find('=');
-  if (equals == 0 || equals == std::string::npos)
-    throw CLI::ValidationError("--encoder-option", "'" + text + "' is not of the form KEY=VALUE");
+  if (equals == 0 || equals == std::string::npos) reject(option, text, "of the form KEY=VALUE");
   return {text.substr(0, equals), text.substr(equals + 1)};
+}
+
+bool isDigits(const std::string& text, const char* digits = "0123456789") {
+  return !text.empty() && text.find_first_not_of(digits) == std::string::npos;
+}
+
+unsigned int fourccValue(const std::string& option, const std::string& text) {
+  if (text.size() == 4) return fourccOf(text.c_str());
+  if (text.size() != 10 || text.compare(0, 2, "0x") != 0 ||
+      !isDigits(text.substr(2), "0123456789abcdefABCDEF"))
+    reject(option, text, "a FourCC: four characters, or 0x and eight digits");
+  return static_cast<unsigned int>(std::stoul(text, nullptr, 16));
+}
+
+double startValue(const std::string& text) {
+  std::int64_t microseconds = 0;
+  if (av_parse_time(&microseconds, text.c_str(), 1) < 0 || microseconds < 0)
+    reject("--start", text, "a time: seconds, or [HH:]MM:SS[.m]");
+  return static_cast<double>(microseconds) / 1e6;
+}
+
+// Nine digits at most, so that nothing computed from the number overflows.
+int positiveNumber(const std::string& option, const std::string& text, const char* form) {
+  const int value = isDigits(text) && text.size() <= 9 ? std::stoi(text) : 0;
+  if (value < 1) reject(option, text, form);
+  return value;
+}
+
+void parseSize(const std::string& text, Options& options) {
+  const char* const form = "a size: WIDTHxHEIGHT";
+  const std::size_t cross = text.find('x');
+  if (cross == std::string::npos) reject("--size", text, form);
+  const std::string width = text.substr(0, cross);
+  const std::string height = text.substr(cross + 1);
+  if (width.size() > 5 || height.size() > 5) reject("--size", text, form);
+  options.inspectWidth = positiveNumber("--size", width, form);
+  options.inspectHeight = positiveNumber("--size", height, form);
+}
+
+void parsePreview(const std::string& text, Options& options) {
+  const std::size_t at = text.rfind('@');
+  const std::string number = at != std::string::npos ? text.substr(at + 1) : "";
+  const bool numbered = isDigits(number) && number.size() <= 9;
+  options.preview = numbered ? text.substr(0, at) : text;
+  options.previewFrame = numbered ? std::stol(number) : 0;
+  const std::string& path = options.preview;
+  if (path.size() <= 4 || path.compare(path.size() - 4, 4, ".png") != 0)
+    reject("--preview", text, "of the form FILE.png[@FRAME]");
+}
+
+// What the command line holds as text.
+struct Texts {
+  std::vector<std::string> inputOptions, encoderOptions, keys;
+  std::string start, frames, convert, preview, inspect, size, layout, progress;
+};
+
+void declare(CLI::App& app, Options& options, Texts& texts) {
+  app.add_option("INPUT", options.input);
+  app.add_option("OUTPUT", options.output);
+  app.add_flag("--overwrite", options.overwrite);
+  app.add_flag("--keep-partial", options.keepPartial);
+  app.add_option("--output-format", options.outputFormat);
+  app.add_option("--encoder", options.encoder);
+  app.add_option("--encoder-option", texts.encoderOptions)->allow_extra_args(false);
+  app.add_flag("--compare", options.compare);
+  app.add_option("--input-format", options.inputFormat);
+  app.add_option("--input-option", texts.inputOptions)->allow_extra_args(false);
+  app.add_option("--start", texts.start);
+  app.add_option("--frames", texts.frames);
+  app.add_option("--convert", texts.convert)->check(CLI::IsMember({"IYUV", "Y22P", "Y44P"}));
+  app.add_option("--module", options.module);
+  app.add_option("--set", texts.keys)->allow_extra_args(false);
+  app.add_option("--inspect", texts.inspect);
+  app.add_option("--size", texts.size);
+  app.add_option("--layout", texts.layout);
+  app.add_flag("--json", options.json);
+  app.add_option("--preview", texts.preview);
+  app.add_option("--hash", options.hash);
+  app.add_option("--progress", texts.progress)->check(CLI::IsMember({"auto", "always", "never"}));
+  app.add_flag("-q,--quiet", options.quiet);
+  app.set_version_flag("--version", versionText());
+}
+
+void checkTogether(const CLI::App& app, const Options& options) {
+  if (options.inspect) {
+    for (const char* const other :
+         {"INPUT", "--module", "--hash", "--preview", "--convert", "--frames", "--start"})
+      if (app.count(other) > 0)
+        throw CLI::ValidationError("--inspect", std::string("does not go with ") + other);
+    return;
+  }
+  for (const char* const own : {"--size", "--layout", "--json"})
+    if (app.count(own) > 0) throw CLI::ValidationError(own, "goes with --inspect only");
+  if (options.input.empty()) throw CLI::RequiredError("INPUT");
+  if (options.output.empty()) throw CLI::RequiredError("OUTPUT");
+  if (options.toStandardOutput() && options.hash == "-")
+    throw CLI::ValidationError("--hash", "standard output belongs to the video already");
+  if (!options.hash.empty() && options.hash != "-" && options.hash == options.output)
+    throw CLI::ValidationError("--hash", options.hash + " is OUTPUT");
+}
+
+void interpret(const CLI::App& app, const Texts& texts, Options& options) {
+  for (const std::string& text : texts.encoderOptions)
+    options.encoderOptions.push_back(keyAndValue("--encoder-option", text));
+  for (const std::string& text : texts.inputOptions)
+    options.inputOptions.push_back(keyAndValue("--input-option", text));
+  for (const std::string& text : texts.keys) {
+    const auto [key, value] = keyAndValue("--set", text);
+    options.keys.emplace_back(key, fourccValue("--set", value));
+  }
+  if (!texts.start.empty()) options.start = startValue(texts.start);
+  if (app.count("--frames") > 0)
+    options.frames = positiveNumber("--frames", texts.frames, "a number of frames above 0");
+  if (!texts.convert.empty()) options.convert = fourccOf(texts.convert.c_str());
+  if (app.count("--preview") > 0) parsePreview(texts.preview, options);
+  if (app.count("--size") > 0) parseSize(texts.size, options);
+  options.inspectLayout =
+      fourccValue("--layout", app.count("--layout") > 0 ? texts.layout : "IYUV");
+  options.inspect = app.count("--inspect") > 0;
+  if (texts.progress == "always") options.progress = ProgressMode::always;
+  if (texts.progress == "never") options.progress = ProgressMode::never;
+  checkTogether(app, options);
+  if (options.inspect) options.module = texts.inspect;
+  if (options.module.empty()) options.module = defaultModulePath();
 }
 
 }  // namespace
 
 std::optional<Options> parseCommandLine(int argc, char** argv, int& exitCode) {
   Options options;
-  std::vector<std::string> encoderOptions;
-  std::string convert;
-
-  CLI::App app(
-      "Runs a video through a filter module: decodes INPUT, has the module mark every frame "
-      "and writes the result to OUTPUT. Other streams are copied.",
-      "cmhost");
-  app.footer(examples);
-  app.add_option("INPUT", options.input, "The video file to read")->required();
-  app.add_option("OUTPUT", options.output,
-                 "The file to write; its name chooses the container. '-' is standard output")
-      ->required();
-  app.add_option("--module", options.module,
-                 "The filter module to load (default: the one built or installed with cmhost)")
-      ->type_name("PATH");
-  app.add_option("--encoder", options.encoder,
-                 "Encoder of the video (default: FFV1 in Matroska, raw video in NUT and Y4M, else "
-                 "what is usual in the container)")
-      ->type_name("NAME");
-  app.add_option("--encoder-option", encoderOptions, "An option of the encoder; may be repeated")
-      ->type_name("KEY=VALUE")
-      ->allow_extra_args(false);
-  app.add_option("--output-format", options.outputFormat,
-                 "Container to write (default: by OUTPUT's name; yuv4mpegpipe on standard output)")
-      ->type_name("NAME");
-  app.add_option("--convert", convert,
-                 "Convert the pixels to this layout first: IYUV is 8-bit 4:2:0, Y22P 4:2:2, Y44P "
-                 "4:4:4")
-      ->type_name("FOURCC")
-      ->check(CLI::IsMember({"IYUV", "Y22P", "Y44P"}));
-  app.add_flag("--overwrite", options.overwrite, "Replace an existing OUTPUT");
-  app.set_version_flag("--version", versionText());
-
+  Texts texts;
+  CLI::App app("", "cmhost");
+  declare(app, options, texts);
   try {
     app.parse(argc, argv);
-    for (const std::string& text : encoderOptions)
-      options.encoderOptions.push_back(keyAndValue(text));
+    interpret(app, texts, options);
+    return options;
   } catch (const CLI::CallForHelp&) {
-    std::cout << app.help();
+    std::cout << helpText;
     exitCode = exitDone;
-    return std::nullopt;
   } catch (const CLI::CallForVersion&) {
     std::cout << versionText() << '\n';
     exitCode = exitDone;
-    return std::nullopt;
   } catch (const CLI::ParseError& error) {
     printError(std::string(error.what()) + "; see cmhost --help");
     exitCode = exitUsage;
-    return std::nullopt;
   }
-
-  if (!convert.empty()) options.convert = fourccOf(convert.c_str());
-  if (options.module.empty()) options.module = defaultModulePath();
-  return options;
+  return std::nullopt;
 }
 
 }  // namespace cmhost

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstdint>
 #include <optional>
 #include <string>
 #include <utility>
@@ -7,18 +8,47 @@
 
 namespace cmhost {
 
+/// When the progress line is shown; `automatic` is on a terminal only.
+enum class ProgressMode { automatic, always, never };
+
 /// What the command line asks for.
 struct Options {
-  std::string input;
-  std::string output;        ///< "-" is standard output
-  std::string outputFormat;  ///< empty: by the name of the output
-  std::string module;
-  std::string encoder;  ///< empty: the container's
-  std::vector<std::pair<std::string, std::string>> encoderOptions;
-  std::optional<unsigned int> convert;  ///< FourCC of the layout to convert to
+  using KeyValues = std::vector<std::pair<std::string, std::string>>;
+
+  std::string input;   ///< "-" is standard input
+  std::string output;  ///< "-" is standard output, "null:" is nowhere
   bool overwrite = false;
+  bool keepPartial = false;
+
+  std::string module;
+  std::vector<std::pair<std::string, unsigned int>> keys;  ///< of the configuration, with FourCCs
+
+  std::string inputFormat;  ///< empty: found out from the content
+  KeyValues inputOptions;
+  double start = 0;                     ///< seconds from the beginning of the input
+  std::int64_t frames = 0;              ///< 0: all
+  std::optional<unsigned int> convert;  ///< FourCC of the layout to convert to
+
+  std::string outputFormat;  ///< empty: by the name of the output
+  std::string encoder;       ///< empty: the container's
+  KeyValues encoderOptions;
+  bool compare = false;
+
+  std::string preview;  ///< the PNG's path; empty: none
+  std::int64_t previewFrame = 0;
+  std::string hash;  ///< "-" is standard output; empty: none
+
+  bool inspect = false;  ///< say what `module` is instead of marking a video
+  int inspectWidth = 1920;
+  int inspectHeight = 1080;
+  unsigned int inspectLayout = 0;  ///< FourCC
+  bool json = false;
+
+  ProgressMode progress = ProgressMode::automatic;
+  bool quiet = false;
 
   bool toStandardOutput() const { return output == "-"; }
+  bool toNowhere() const { return output == "null:"; }
 };
 
 /// Reads the command line. Without a value the program is done and exits with `exitCode`: help or
