@@ -7,7 +7,7 @@
 
 #include <immintrin.h>
 
-#include "signal/simd/kernels.h"
+#include "signal/simd/level.h"
 
 namespace ns_signal {
 namespace {

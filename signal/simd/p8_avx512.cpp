@@ -19,7 +19,7 @@
 #include <immintrin.h>
 #endif
 
-#include "signal/simd/kernels.h"
+#include "signal/simd/level.h"
 
 namespace ns_signal {
 namespace {

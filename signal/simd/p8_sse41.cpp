@@ -7,7 +7,7 @@
 
 #include <cstring>
 
-#include "signal/simd/kernels.h"
+#include "signal/simd/level.h"
 #include "signal/simd/registers_128.h"
 
 namespace ns_signal {

@@ -4,7 +4,7 @@
 
 #include <tmmintrin.h>
 
-#include "signal/simd/kernels.h"
+#include "signal/simd/level.h"
 #include "signal/simd/registers_128.h"
 
 namespace ns_signal {

@@ -8,7 +8,7 @@
 //
 // Where little is gained the plain loop is already bound by loads and stores of 128 bits.
 
-#include "signal/simd/kernels.h"
+#include "signal/simd/level.h"
 #include "signal/simd/registers_128.h"
 
 namespace ns_signal {
