@@ -29,8 +29,8 @@ inline unsigned int chroma_shift_y(qor_resize::colorspace space) {
   return is_layout(space) ? shifts[space - 1] : 1;
 }
 
-/// Samples in one frame of width x height luma pixels; `space` is a layout. For 4:2:0 the product
-/// is halved last, so an odd frame counts a few samples more than its planes hold.
+/// Samples in one frame of width x height luma pixels; `space` is a layout. With subsampled chroma
+/// a frame of odd size counts a few samples more than its planes hold.
 inline std::uint64_t frame_samples(qor_resize::colorspace space, std::uint64_t width,
                                    std::uint64_t height) {
   constexpr unsigned int halves[] = {3, 5, 4, 6, 6, 8, 4, 6};

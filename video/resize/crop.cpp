@@ -104,7 +104,7 @@ int crop<T>::init(colorspace layout, bool with_aspect, int width, int height, fl
   in_height = static_cast<unsigned int>(height);
   aspect_x = with_aspect ? aspect_width : 0.0f;
   aspect_y = with_aspect ? aspect_height : 0.0f;
-  ready = false;
+  ready = ratio_set = false;
   if (!is_layout(space)) return -1;
 
   if (has_alpha(space)) {
@@ -211,7 +211,7 @@ int crop<T>::cut_frame(T* src, T* dst, unsigned int full_planes) {
   }
 
   std::fill_n(dst, full_planes * out_size, T{0});
-  std::fill_n(dst + full_planes * out_size, 2 * out_chroma_size, neutral_chroma<T>);
+  clear_chroma(dst + full_planes * out_size, static_cast<unsigned int>(2 * out_chroma_size));
 
   for (std::size_t plane = 0; plane < full_planes; ++plane) {
     copy_rectangle(src + (plane * in_height + top) * in_width + left, in_width,

@@ -36,32 +36,29 @@ class qor_resize {
 
   /// Makes the plan: everything that a frame needs is computed and allocated here.
   ///
-  ///   out_width, out_height    wanted size of the output
-  ///   in_width, in_height      size of the frames that `process` will get; both even
-  ///   space                    layout of input and output; on an object for the other sample width
-  ///                            it counts with that object's samples
-  ///   crop_left .. crop_bottom columns and rows to cut off the input's edges
-  ///   aspect_preset            display aspect of the input: 0 none; 2 4:3; 3 16:9; 4 2.21:1; 5
-  ///   5:4;
-  ///                            any other value aspect_x : aspect_y
-  ///   resize_mode              0 scales whole frames; 2 scales the two fields of an interlaced
-  ///   frame
-  ///                            apart; any other value only crops or pads, centred, without scaling
-  ///   fit_mode                 0 stretches, 1 crops, 2 pads the input to the output's aspect
-  ///   kernel_param             free parameter of the cubic convolution kernel; -0.5 is the usual
-  ///   interpolation            0 and 2 cubic convolution; 1 linear; 3 cubic B-spline; 4 one
-  ///   sample,
-  ///                            the one right of or below the position
-  ///   smoothing                0 off; 2 at least 3x3; any other value as the reduction asks:
-  ///   beyond
-  ///                            1.7 on an axis 3x3, beyond 3.8 5x5
-  ///   smoothing_level          stored, of no effect
+  ///   out_width, out_height     wanted size of the output
+  ///   in_width, in_height       size of the frames that `process` will get; both even
+  ///   space                     layout of input and output; on an object for the other sample
+  ///                             width it counts with that object's samples
+  ///   crop_left .. crop_bottom  columns and rows to cut off the input's edges
+  ///   aspect_preset             display aspect of the input: 0 none; 2 is 4:3; 3 is 16:9; 4 is
+  ///                             2.21:1; 5 is 5:4; any other value is aspect_x : aspect_y
+  ///   resize_mode               0 scales whole frames; 2 scales the two fields of an interlaced
+  ///                             frame apart; any other value only crops or pads, centred
+  ///   fit_mode                  0 stretches, 1 crops, 2 pads the input to the output's aspect
+  ///   kernel_param              free parameter of the cubic convolution; -0.5 is the usual
+  ///   interpolation             0 and 2 cubic convolution; 1 linear; 3 cubic B-spline; 4 one
+  ///                             sample, the one right of or below the position
+  ///   smoothing                 0 off; 2 at least 3x3; any other value as the reduction asks:
+  ///                             beyond 1.7 on an axis 3x3, beyond 3.8 5x5
+  ///   smoothing_level           stored, of no effect
   ///
-  /// Returns 1 when the plan stands. Returns 0 for an interpolation above 4 (unless nothing is
-  /// scaled). Returns -1 for an odd or negative input size, a negative output size, a value of
-  /// `space` that is no layout, and a plan in which an input, cropped, intermediate or output frame
-  /// would have more than 2^31 - 1 bytes. Throws `std::bad_alloc` when memory runs out. After
-  /// anything but 1 the object has no plan: `get_output_size` is 0 and `process` writes nothing.
+  /// Returns 1 when the plan stands. Returns 0 for an interpolation other than 0 to 4, unless
+  /// nothing is scaled. Returns -1 for an odd or negative input size, a negative output size, a
+  /// value of `space` that is no layout, a fit that cannot be made (by an aspect that is negative
+  /// or infinite), and a plan in which an input, cropped, intermediate or output frame would have
+  /// more than 2^31 - 1 bytes. Throws `std::bad_alloc` when memory runs out. After anything but 1
+  /// the object has no plan: `get_output_size` is 0 and `process` writes nothing.
   ///
   /// Where a size is possible but leaves nothing to show, the plan stands and the output is neutral
   /// (alpha and luma 0, chroma 128 or 32768): when the input has no pixels, when at least as many
@@ -94,7 +91,8 @@ class qor_resize {
   /// scaled to another size, and stays as it was otherwise.
   ///
   /// When fields are scaled and the output has an odd number of rows, the last row of each plane
-  /// that has them all is not written. A plane smaller than a smoothing mask is not smoothed.
+  /// that has them all is not written, unless there is nothing to show. A plane smaller than a
+  /// smoothing mask is not smoothed.
   ///
   /// Always returns 1. Throws `std::bad_alloc`, from smoothing and from completing a short input
   /// only; the object can be used on.

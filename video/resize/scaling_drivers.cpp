@@ -85,7 +85,7 @@ int video_resize_impl<T>::process_field_scale(unsigned int in_size, T* in, unsig
                                               T* out) {
   if (in == nullptr || out == nullptr) return 1;
   out_size = output_bytes();
-  if (!planned) return 1;
+  if (!planned || field_mode == 0) return 1;
   T* source = crop_stage(in_size, in, false);
   for (unsigned int p = 0; p < plane_count; ++p) {
     select_plane(p, source);

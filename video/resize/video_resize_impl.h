@@ -13,8 +13,8 @@ namespace ns_video_resize {
 /// `qor_resize`; everything is open so that tests can look into the plan.
 ///
 /// A frame goes: crop stage -> `crop_buffer` -> smoothing -> two passes a plane, one along rows and
-/// one along columns, through a plane of `mid_planes` -> output. `init` makes every buffer and
-/// table once.
+/// one along columns, through a plane of `mid_planes` -> output. A frame of which nothing is
+/// cropped or smoothed is scaled where it stands. `init` makes every buffer and table once.
 template <typename T>
 class video_resize_impl : public qor_resize {
  public:
@@ -36,7 +36,7 @@ class video_resize_impl : public qor_resize {
               unsigned char* out) override;
 
   /// The two ways of scaling a frame, with the arguments of `process`; `in` and `out` need not be
-  /// aligned. Always return 1.
+  /// aligned. The second writes nothing where the plan is not for fields. Always return 1.
   int process_frame_scale(unsigned int in_size, T* in, unsigned int& out_size, T* out);
   int process_field_scale(unsigned int in_size, T* in, unsigned int& out_size, T* out);
 
@@ -62,9 +62,9 @@ class video_resize_impl : public qor_resize {
   void free_interpol_vecs();
 
   /// The passes. An x pass takes a source of the destination's height, a y pass one of its width;
-  /// `x_index` or `y_index` holds an entry a destination column or row. Taps that lie beyond a
-  /// source with fewer samples than taps read its last sample. The source must not be empty unless
-  /// the destination is.
+  /// `x_index` or `y_index` holds an entry a destination column or row, none below the one before
+  /// it. Taps that lie beyond a source with fewer samples than taps read its last sample. The
+  /// source must not be empty unless the destination is.
   void scale_x_integer(plane* destination, plane* source);
   void scale_y_integer(plane* destination, plane* source);
   void scale_x_float(plane* destination, plane* source);

@@ -160,6 +160,19 @@ TEST(CropFit, RefusesInOrderAndChangesNothing) {
   }
 }
 
+TEST(CropFit, ARefusalKeepsWhatStood) {
+  crop<unsigned char> c = cropper_4_to_3(720, 576);
+  ASSERT_EQ(fitted(c, 1024, 576, 2), (size{958, 576}));
+  fitted(c, 1024, 576, 3, -1);
+  fitted(c, 0, 576, 2, -1);
+  EXPECT_EQ(c.out_width, 958u);
+  EXPECT_EQ(c.pad_left, 120u);
+  EXPECT_EQ(c.target_width, 1024u);
+  EXPECT_TRUE(c.ratio_set);
+  // Another success starts from the pads that stand: 958 x 576 is wide enough but for a column.
+  EXPECT_EQ(fitted(c, 1024, 576, 2), (size{958, 576}));
+}
+
 TEST(CropFit, AnAspectWithAZeroIsDisabledAndANaNIsNot) {
   crop<unsigned char> c;
   c.crop_valid = true;
@@ -298,6 +311,19 @@ TEST(CropProcess, DoesNothingBeforeARatioIsSet) {
   EXPECT_EQ(c.process_yp_cb_cr_plan(&untouched, &untouched), 1);
   EXPECT_EQ(c.process_a_yp_cb_cr_plan(&untouched, &untouched), 1);
   EXPECT_EQ(untouched, 9);
+}
+
+TEST(CropProcess, DoesNothingAfterAnotherInit) {
+  for (const int height : {160, 161}) {
+    crop<unsigned char> c = cropper(yuv420, 16, 16);
+    c.user_left = 2;
+    ASSERT_EQ(fitted(c, 14, 16, 0), (size{14, 16}));
+    c.init(yuv420, false, 160, height, 0, 0);
+    std::vector<unsigned char> src(160 * 161 * 2, 1);
+    std::vector<unsigned char> dst(14 * 16 * 3 / 2, 9);
+    EXPECT_EQ(c.process_yp_cb_cr_plan(src.data(), dst.data()), 1);
+    EXPECT_EQ(dst, std::vector<unsigned char>(dst.size(), 9));
+  }
 }
 
 TEST(CropProcess, SixteenBitBordersAreExactAtEverySize) {

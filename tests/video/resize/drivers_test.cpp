@@ -176,6 +176,31 @@ TEST(Process, ShortInputCountsAsNeutral) {
   }
 }
 
+TEST(Process, OddBytesAndLongInputOf16Bits) {
+  for (const int mode : {0, 1, 2}) {
+    for (int space = 7; space <= 8; ++space) {
+      resize_request request = scale_request(space, 16, 8, 12, 10, 1);
+      request.resize_mode = mode;
+      const auto layout = static_cast<qor_resize::colorspace>(space);
+      const std::size_t whole = frame_samples(layout, 16, 8);
+      std::vector<unsigned short> frame = noise<unsigned short>(whole + 9);
+      resizer_16 r(request);
+      const std::vector<unsigned short> expected = r.process(slice(frame, 0, whole));
+      EXPECT_EQ(r.process(frame), expected) << "a longer frame";
+
+      // 31 bytes: fifteen samples and a half, which counts as missing.
+      std::vector<unsigned short> completed(whole);
+      fill_neutral(completed.data(), layout, 16, 8);
+      std::copy_n(frame.begin(), 15, completed.begin());
+      std::vector<unsigned short> out(expected.size(), 0x5A);
+      unsigned int out_size = 0;
+      r->process(31, reinterpret_cast<unsigned char*>(frame.data()), out_size,
+                 reinterpret_cast<unsigned char*>(out.data()));
+      EXPECT_EQ(out, r.process(completed)) << "half a sample";
+    }
+  }
+}
+
 TEST(FrameScaling, SmoothsLumaWithTheMaskInForceAndChromaWithTheSmallOne) {
   for (const int smoothing : {1, 2}) {
     // The identity in x, so that in effect only rows are picked: one sample in five or in two.
@@ -218,14 +243,18 @@ TEST(FrameScaling, SmoothingOfPlanesSmallerThanTheMask) {
       EXPECT_EQ(five, smoothed_5x5(plane, static_cast<int>(width), static_cast<int>(height)));
     }
   }
-  // Three columns and the large mask: everything passes unsmoothed but luma of 3x3 size.
+  // Four columns and the large mask: luma passes unsmoothed, chroma is smoothed with the small one.
   resize_request request = scale_request(4, 4, 40, 4, 8, 4);
   request.smoothing = 1;
   const bytes frame = noise<unsigned char>(480);
   resizer_8 r(request);
   ASSERT_EQ(r->smoothing, 2u);
-  const bytes luma = slice(r.process(frame), 0, 32);
-  EXPECT_EQ(luma, slice(resizer_8(scale_request(4, 4, 40, 4, 8, 4)).process(frame), 0, 32));
+  bytes prepared = slice(frame, 0, 160);
+  for (const std::size_t start : {160u, 320u}) {
+    const bytes chroma = smoothed_3x3(slice(frame, start, 160), 4, 40);
+    prepared.insert(prepared.end(), chroma.begin(), chroma.end());
+  }
+  EXPECT_EQ(r.process(frame), resizer_8(scale_request(4, 4, 40, 4, 8, 4)).process(prepared));
 }
 
 resize_request field_request(int space, int in_width, int in_height, int out_width, int out_height,
@@ -268,6 +297,7 @@ void expect_fields_scaled_apart(int space, int out_width, int out_height, bool s
     const std::size_t in_size = width * r->in_planes[p]->height;
     const std::size_t out_row = r->out_planes[p]->width;
     const std::size_t out_size = out_row * r->out_planes[p]->height;
+    // Chroma of half width takes over positions of the luma: it is left to the other comparisons.
     if (r->in_planes[p]->height == static_cast<unsigned int>(in_height) &&
         width == static_cast<std::size_t>(in_width)) {
       resize_request apart =
@@ -351,6 +381,16 @@ TEST(FieldScaling, OneMaskForEveryFullHeightPlane) {
     }
   }
   EXPECT_EQ(smooth.process(frame), plain.process(prepared));
+}
+
+TEST(FieldScaling, TakesPlansForFieldsOnly) {
+  resizer_8 r(scale_request(4, 16, 16, 8, 64, 4));
+  ASSERT_EQ(r.result, 1);
+  bytes frame(768, 1);
+  bytes out(1536, 9);
+  unsigned int out_size = 0;
+  EXPECT_EQ(r->process_field_scale(768, frame.data(), out_size, out.data()), 1);
+  EXPECT_EQ(out, bytes(1536, 9));
 }
 
 TEST(FieldScaling, ASingleOutputRowIsNotWritten) {

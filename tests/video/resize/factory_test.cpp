@@ -2,6 +2,7 @@
 
 #include <memory>
 
+#include "signal/processor_variant.h"
 #include "tests/video/resize/resizer_under_test.h"
 #include "video/resize/colorspace.h"
 
@@ -49,6 +50,22 @@ TEST(Factory, OutputOf16BitsIsTwiceAsLarge) {
   ASSERT_EQ(init(*wide, 7), 1);
   EXPECT_EQ(narrow->get_output_size(), 32 * 16 * 2);
   EXPECT_EQ(wide->get_output_size(), 32 * 16 * 4);
+}
+
+TEST(Factory, EveryCreationSelectsTheProcessorVariant) {
+  ippStaticInit();
+  const int index = ippJumpIndexForMergedLibs;
+  int threads = 0;
+  ippGetNumThreads(&threads);
+  for (const unsigned int space : {1u, 7u}) {
+    ippJumpIndexForMergedLibs = index == 0 ? 1 : 0;
+    ippSetNumThreads(threads + 5);
+    create(space);
+    EXPECT_EQ(ippJumpIndexForMergedLibs, index);
+    int now = 0;
+    ippGetNumThreads(&now);
+    EXPECT_EQ(now, threads);
+  }
 }
 
 TEST(Factory, DestroyOfNullDoesNothing) { qor_resize::destroy(nullptr); }

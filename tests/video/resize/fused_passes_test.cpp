@@ -4,6 +4,7 @@
 #include <string>
 #include <vector>
 
+#include "tests/signal/float_settings.h"
 #include "tests/signal/variant_scope.h"
 #include "tests/video/resize/resizer_under_test.h"
 #include "video/resize/colorspace.h"
@@ -61,11 +62,56 @@ void compare_with_portable(const variant& v) {
   }
 }
 
+// Sizes at which the passes change their step: around a strip of columns, and rows by fours.
+template <typename T>
+void compare_around_a_strip(const variant& v) {
+  std::mt19937 random(78);
+  for (const int width : {2046, 2048, 2050, 4100}) {
+    for (const int rows : {3, 4, 5}) {
+      for (const int interpolation : {1, 2, 4}) {
+        const resize_request request =
+            scale_request(sizeof(T) == 1 ? 4 : 8, width, 2 * rows, width, rows * 3, interpolation);
+        std::vector<T> frame(static_cast<std::size_t>(width * rows * 6));
+        for (T& sample : frame) sample = static_cast<T>(random());
+        ASSERT_EQ(scaled_with(v, request, frame),
+                  scaled_with(ns_signal::portable_variant, request, frame))
+            << v.name << ": " << request;
+      }
+    }
+  }
+}
+
+// Whatever the caller has set, in `init` and in `process`.
+template <typename T>
+void compare_settings(const variant& v) {
+  std::mt19937 random(79);
+  resize_request request = scale_request(sizeof(T) == 1 ? 4 : 8, 50, 30, 73, 41, 3);
+  request.aspect_preset = 2;
+  request.fit_mode = 2;
+  std::vector<T> frame(50 * 30 * 3);
+  for (T& sample : frame) sample = static_cast<T>(random());
+  const std::vector<T> expected = scaled_with(v, request, frame);
+  for (const unsigned int word : float_settings::all()) {
+    const float_settings::scope settings(word);
+    ASSERT_EQ(scaled_with(v, request, frame), expected) << v.name << ", settings " << word;
+  }
+}
+
 class FusedPasses : public testing::TestWithParam<const variant*> {};
 
 TEST_P(FusedPasses, EightBits) { compare_with_portable<unsigned char>(*GetParam()); }
 
 TEST_P(FusedPasses, SixteenBits) { compare_with_portable<unsigned short>(*GetParam()); }
+
+TEST_P(FusedPasses, AroundAStrip) {
+  compare_around_a_strip<unsigned char>(*GetParam());
+  compare_around_a_strip<unsigned short>(*GetParam());
+}
+
+TEST_P(FusedPasses, UnderEveryCallersSettings) {
+  compare_settings<unsigned char>(*GetParam());
+  compare_settings<unsigned short>(*GetParam());
+}
 
 std::string name_of(const testing::TestParamInfo<const variant*>& info) {
   return spelled(info.param);

@@ -72,9 +72,9 @@ std::vector<unsigned char> counting(std::size_t count) {
 }
 
 TEST(NearestPasses, CopyTheIndexedColumns) {
-  for (const unsigned int width : {1u, 7u, 8u, 9u, 15u, 16u, 17u}) {
+  for (const unsigned int width : {1u, 7u, 8u, 9u, 15u, 16u, 17u, 64u, 65u, 200u}) {
     std::vector<unsigned int> index(width);
-    for (unsigned int j = 0; j < width; ++j) index[j] = (j * 7 + 3) % 20;
+    for (unsigned int j = 0; j < width; ++j) index[j] = j * 19 / width + 1;
     const std::vector<unsigned char> source = counting(60);
     pass_bench<unsigned char> bench(1, index, {}, 20);
     const auto result = bench.run(&impl_8::scale_x_integer, source, 20, 3, width, 3);
