@@ -66,6 +66,8 @@ inline float_environment::float_environment(invalid_flag invalid)
 
 inline float_environment::~float_environment() {
   __asm__ volatile("" ::: "memory");
+  const bool was_plain = (saved_ & ~mxcsr::flags) == mxcsr::plain;
+  if (was_plain && invalid_ == invalid_flag::keep) return;  // nothing was changed
   const unsigned int now = mxcsr::read();
   const unsigned int kept = invalid_ == invalid_flag::restore ? mxcsr::invalid : 0U;
   const unsigned int from_saved = ~mxcsr::flags | kept;

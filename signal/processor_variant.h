@@ -45,7 +45,8 @@ extern int threads_omp_of_n_ipp;
 
 /// Identifies the processor, chooses the variant, records the enabled features and sets the thread
 /// count to the smaller of the processor count and the OpenMP runtime's thread limit. May be called
-/// again and again; only the thread limits are then read anew.
+/// again and again: the processor is not identified anew, the same words are set, and the thread
+/// limits are read anew.
 ///
 /// Returns 0, 20 or 36. The primitives work whatever it returns.
 int ippStaticInit(void);
@@ -69,7 +70,9 @@ int ippSetCpuFeaturesMask(unsigned int low, unsigned int high);
 /// The enabled features: the low word in bits 0 to 31, the high word above.
 unsigned long long ippGetEnabledCpuFeatures(void);
 
-/// Sets the thread count. Returns 0, or -6 for a count below 1, which changes nothing.
+/// Sets the thread count: how large a team the Gaussian filter asks the OpenMP runtime for. A count
+/// that the runtime cannot even count stacks for (tens of thousands) is the caller's mistake.
+/// Returns 0, or -6 for a count below 1, which changes nothing.
 int ippSetNumThreads(int count);
 
 /// Stores the thread count. Returns 0, or -8 when `count` is null.
