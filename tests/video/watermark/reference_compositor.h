@@ -46,7 +46,7 @@ inline bytes reference(const watermark_config& c, const bytes& frame, const byte
     const unsigned int sx = plane == 0 ? 0 : shift_x(c);
     const unsigned int sy = plane == 0 ? 0 : shift_y(c);
     const std::size_t width = c.frame_width >> sx;
-    const std::size_t height = c.frame_height >> sy;
+    const std::size_t height = width == 0 ? 0 : c.frame_height >> sy;  // rows of nothing are many
     const std::size_t overlay_width = c.width >> sx;
     const std::size_t overlay_height = c.height >> sy;
     const std::size_t left = c.x >> sx;
