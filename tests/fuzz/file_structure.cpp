@@ -1,0 +1,16 @@
+// cmhost's own look at a container's outermost lengths, over files of any content.
+#include "host/cmhost/file_structure.h"
+
+#include <sys/mman.h>
+#include <unistd.h>
+
+#include "tests/fuzz/byte_reader.h"
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+  static const int file = memfd_create("container", 0);
+  fuzz::require(file >= 0, "no file in memory");
+  fuzz::require(ftruncate(file, 0) == 0, "the file could not be emptied");
+  fuzz::require(pwrite(file, data, size, 0) == static_cast<ssize_t>(size), "the file is too large");
+  fuzz::require(cmhost::declaredSize(file) >= -1, "a size below nothing");
+  return 0;
+}
