@@ -1,12 +1,11 @@
 // The order of the virtual functions is what a module and a host that were built apart meet
-// through. A pointer to a virtual member function holds, by the platform's C++ ABI, one plus the
-// offset of its slot in the table.
+// through.
 #include <gtest/gtest.h>
 
 #include <cstddef>
-#include <cstring>
 
 #include "lib/cm/CMComponent.h"
+#include "tests/support/virtual_slot.h"
 
 namespace {
 
@@ -15,12 +14,7 @@ using namespace QOR::CM;  // NOLINT(google-build-using-namespace)
 
 template <typename Function>
 std::size_t slot(Function function) {
-  std::size_t words[2];
-  static_assert(sizeof function == sizeof words);
-  std::memcpy(words, &function, sizeof words);
-  EXPECT_EQ(words[0] % sizeof(void*), 1U) << "not virtual";
-  EXPECT_EQ(words[1], 0U) << "not in the first table";
-  return (words[0] - 1) / sizeof(void*);
+  return test_support::virtual_slot(function);
 }
 
 class Filter : public RFilter {

@@ -3,6 +3,7 @@
 #include <memory>
 
 #include "signal/processor_variant.h"
+#include "tests/support/virtual_slot.h"
 #include "tests/video/resize/resizer_under_test.h"
 #include "video/resize/colorspace.h"
 
@@ -66,6 +67,12 @@ TEST(Factory, EveryCreationSelectsTheProcessorVariant) {
     ippGetNumThreads(&now);
     EXPECT_EQ(now, threads);
   }
+}
+
+TEST(Factory, OrderOfTheInterface) {
+  EXPECT_EQ(test_support::virtual_slot(&qor_resize::init), 0u);
+  EXPECT_EQ(test_support::virtual_slot(&qor_resize::get_output_size), 1u);
+  EXPECT_EQ(test_support::virtual_slot(&qor_resize::process), 2u);
 }
 
 TEST(Factory, DestroyOfNullDoesNothing) { qor_resize::destroy(nullptr); }

@@ -3,6 +3,7 @@
 #include <memory>
 #include <type_traits>
 
+#include "tests/support/virtual_slot.h"
 #include "tests/video/watermark/exact_blend.h"
 #include "video/watermark/watermark_impl.h"
 
@@ -42,6 +43,13 @@ TEST(WatermarkConfig, IsNineWordsInOrder) {
   EXPECT_EQ(c.opacity, 7U);
   EXPECT_EQ(c.format, 8U);
   EXPECT_EQ(c.hold_last_image, 9U);
+}
+
+TEST(Watermark, OrderOfTheInterface) {
+  using test_support::virtual_slot;
+  EXPECT_EQ(virtual_slot(&watermark::configure), 0U);
+  EXPECT_EQ(virtual_slot(&watermark::add_watermark_image), 1U);
+  EXPECT_EQ(virtual_slot(&watermark::process), 2U);
 }
 
 TEST(Watermark, IsCreatedUnconfiguredAndDestroyed) {
