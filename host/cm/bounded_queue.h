@@ -1,5 +1,6 @@
 #pragma once
 
+#include <chrono>
 #include <condition_variable>
 #include <cstddef>
 #include <deque>
@@ -23,7 +24,7 @@ class BoundedQueue {
   /// Waits for room and queues `item`. False, and the item is dropped, once the queue has ended.
   bool put(T item) {
     std::unique_lock<std::mutex> lock(mutex_);
-    room_.wait(lock, [this] { return ended_ || items_.size() < capacity_; });
+    wait(room_, lock, waitedForRoom_, [this] { return ended_ || items_.size() < capacity_; });
     if (ended_) return false;
     items_.push_back(std::move(item));
     filled_.notify_all();
@@ -39,20 +40,30 @@ class BoundedQueue {
   /// Waits for the next item. Nothing once the queue has ended and is empty.
   std::optional<T> take() {
     std::unique_lock<std::mutex> lock(mutex_);
-    filled_.wait(lock, [this] { return ended_ || !items_.empty(); });
+    wait(filled_, lock, waitedForItems_, [this] { return ended_ || !items_.empty(); });
     return takeLocked();
   }
 
   /// Waits until an item is there to be taken (true) or none will come any more (false).
   bool waitForItem() {
     std::unique_lock<std::mutex> lock(mutex_);
-    filled_.wait(lock, [this] { return ended_ || !items_.empty(); });
+    wait(filled_, lock, waitedForItems_, [this] { return ended_ || !items_.empty(); });
     return !items_.empty();
   }
 
   std::size_t size() const {
     std::lock_guard<std::mutex> lock(mutex_);
     return items_.size();
+  }
+
+  /// How long its users have waited for room in it and for items, added up.
+  std::chrono::duration<double> waitedForRoom() const {
+    std::lock_guard<std::mutex> lock(mutex_);
+    return waitedForRoom_;
+  }
+  std::chrono::duration<double> waitedForItems() const {
+    std::lock_guard<std::mutex> lock(mutex_);
+    return waitedForItems_;
   }
 
   /// No more items will come; those queued can still be taken.
@@ -62,6 +73,17 @@ class BoundedQueue {
   void abandon() { end(true); }
 
  private:
+  using Clock = std::chrono::steady_clock;
+
+  template <typename Predicate>
+  static void wait(std::condition_variable& condition, std::unique_lock<std::mutex>& lock,
+                   Clock::duration& waited, Predicate until) {
+    if (until()) return;
+    const Clock::time_point start = Clock::now();
+    condition.wait(lock, until);
+    waited += Clock::now() - start;
+  }
+
   std::optional<T> takeLocked() {
     if (items_.empty()) return std::nullopt;
     std::optional<T> item(std::move(items_.front()));
@@ -85,6 +107,8 @@ class BoundedQueue {
   std::condition_variable filled_;
   std::deque<T> items_;
   bool ended_ = false;
+  Clock::duration waitedForRoom_{0};
+  Clock::duration waitedForItems_{0};
 };
 
 }  // namespace cm

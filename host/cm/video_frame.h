@@ -21,7 +21,12 @@ class CM_API VideoFrame final : public QOR::CM::RVideoFrame {
   static QOR::RPtr<VideoFrame> create(unsigned int fourcc, unsigned int size,
                                       FrameProperties properties);
 
-  unsigned char* data() const override { return picture_.get(); }
+  /// A frame whose picture is the `size` bytes at `data`, which stay as they are as long as
+  /// `properties` lives.
+  static QOR::RPtr<VideoFrame> wrap(unsigned int fourcc, unsigned int size, unsigned char* data,
+                                    FrameProperties properties);
+
+  unsigned char* data() const override { return data_; }
 
   /// Bytes of the picture.
   unsigned int size() const { return size_; }
@@ -34,13 +39,22 @@ class CM_API VideoFrame final : public QOR::CM::RVideoFrame {
  private:
   friend class QOR::CM::RVideoFrame;
 
-  VideoFrame(unsigned int fourcc, unsigned int size, FrameProperties properties);
+  struct Free {
+    void operator()(unsigned char* picture) const;
+  };
+  using Picture = std::unique_ptr<unsigned char, Free>;
+
+  static Picture newPicture(unsigned int size);
+
+  VideoFrame(unsigned int fourcc, unsigned int size, FrameProperties properties, Picture picture,
+             unsigned char* data);
   ~VideoFrame() override;
 
   unsigned int fourcc_;
   unsigned int size_;
   FrameProperties properties_;
-  std::unique_ptr<unsigned char[]> picture_;
+  Picture picture_;  ///< null when the picture is somebody else's
+  unsigned char* data_;
 };
 
 }  // namespace cm

@@ -7,6 +7,7 @@ extern "C" {
 #include <cstring>
 #include <utility>
 
+#include "host/cmhost/dictionary.h"
 #include "host/cmhost/failure.h"
 #include "host/cmhost/messages.h"
 
@@ -30,19 +31,6 @@ constexpr DefaultOption defaultOptions[] = {
     {"mpeg1video", "b", "10M"}, {"mjpeg", "b", "60M"},
 };
 
-class Dictionary {
- public:
-  ~Dictionary() { av_dict_free(&entries_); }
-  void set(const char* key, const char* value) { av_dict_set(&entries_, key, value, 0); }
-  AVDictionary** operator&() { return &entries_; }
-  const AVDictionaryEntry* first() const {
-    return av_dict_get(entries_, "", nullptr, AV_DICT_IGNORE_SUFFIX);
-  }
-
- private:
-  AVDictionary* entries_ = nullptr;
-};
-
 bool isInterlaced(AVFieldOrder order) {
   return order != AV_FIELD_UNKNOWN && order != AV_FIELD_PROGRESSIVE;
 }
@@ -52,6 +40,24 @@ bool countsFrames(AVCodecID codec) {
   return codec == AV_CODEC_ID_MPEG1VIDEO || codec == AV_CODEC_ID_MPEG2VIDEO ||
          codec == AV_CODEC_ID_MPEG4 || codec == AV_CODEC_ID_MSMPEG4V3 ||
          codec == AV_CODEC_ID_H263 || codec == AV_CODEC_ID_DNXHD;
+}
+
+// Other encoders may read a little beyond a row's end, as they may in pictures that the media
+// library allocates.
+bool readsRowsOnly(AVCodecID codec) {
+  return codec == AV_CODEC_ID_RAWVIDEO || codec == AV_CODEC_ID_WRAPPED_AVFRAME ||
+         codec == AV_CODEC_ID_FFV1;
+}
+
+FramePtr withPaddedRows(const AVFrame& frame) {
+  FramePtr copy = newFrame();
+  copy->format = frame.format;
+  copy->width = frame.width;
+  copy->height = frame.height;
+  if (av_frame_copy_props(copy.get(), &frame) < 0 || av_frame_get_buffer(copy.get(), 0) < 0)
+    throw std::bad_alloc();
+  av_frame_copy(copy.get(), &frame);
+  return copy;
 }
 
 }  // namespace
@@ -156,6 +162,7 @@ void Encoder::open(const Options& options) {
 }
 
 void Encoder::encode(FramePtr frame) {
+  if (!readsRowsOnly(codec_->id)) frame = withPaddedRows(*frame);
   frame->pict_type = AV_PICTURE_TYPE_NONE;  // the encoder's to choose, not the decoder's
   frame->format = encoder_->pix_fmt;        // may be the twin that says full range by its name
   const std::int64_t exact = frame->pts;

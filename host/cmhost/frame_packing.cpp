@@ -2,6 +2,7 @@
 
 #include <cstring>
 #include <limits>
+#include <memory>
 #include <utility>
 
 #include "host/cmhost/failure.h"
@@ -47,6 +48,45 @@ std::uint8_t* row(AVFrame& frame, int plane, std::size_t y) {
   return frame.data[plane] + static_cast<std::ptrdiff_t>(y) * frame.linesize[plane];
 }
 
+bool sameChroma(const PictureLayout& layout, int width, int height) {
+  return ((width & layout.shiftX) | (height & layout.shiftY)) == 0;
+}
+
+// Whether the planes lie as the contract has them.
+bool isPacked(const AVFrame& frame, const PictureLayout& layout) {
+  if (!sameChroma(layout, frame.width, frame.height)) return false;
+  const std::uint8_t* next = frame.data[0];
+  for (int plane = 0; plane < 3; ++plane) {
+    const PlaneSize size = contractPlane(layout, frame.width, frame.height, plane);
+    if (frame.data[plane] != next ||
+        frame.linesize[plane] != static_cast<std::ptrdiff_t>(size.width))
+      return false;
+    next += size.width * size.height;
+  }
+  return true;
+}
+
+void releaseFrame(void* kept, std::uint8_t* /*data*/) {
+  delete static_cast<QOR::RPtr<const QOR::CM::RFrame>*>(kept);
+}
+
+// Lets `to` refer to the picture of `frame`, and keep it.
+void referTo(const cm::VideoFrame& frame, const PictureLayout& layout, AVFrame& to) {
+  auto kept = std::make_unique<QOR::RPtr<const QOR::CM::RFrame>>(
+      static_cast<const QOR::CM::RFrame*>(&frame));
+  to.buf[0] = av_buffer_create(frame.data(), frame.size(), &releaseFrame, kept.get(),
+                               AV_BUFFER_FLAG_READONLY);
+  if (to.buf[0] == nullptr) throw std::bad_alloc();
+  kept.release();
+  std::uint8_t* next = frame.data();
+  for (int plane = 0; plane < 3; ++plane) {
+    const PlaneSize size = contractPlane(layout, to.width, to.height, plane);
+    to.data[plane] = next;
+    to.linesize[plane] = static_cast<int>(size.width);
+    next += size.width * size.height;
+  }
+}
+
 }  // namespace
 
 unsigned int packedSize(const PictureLayout& layout, int width, int height) {
@@ -64,8 +104,10 @@ unsigned int packedSize(const PictureLayout& layout, int width, int height) {
 QOR::RPtr<cm::VideoFrame> packFrame(FramePtr decoded, const PictureLayout& layout) {
   const AVFrame& from = *decoded;
   const QOR::RPtr<const DecodedFrame> properties(new DecodedFrame(std::move(decoded)));
-  QOR::RPtr<cm::VideoFrame> frame = cm::VideoFrame::create(
-      layout.fourcc, packedSize(layout, from.width, from.height), properties);
+  const unsigned int bytes = packedSize(layout, from.width, from.height);
+  if (isPacked(from, layout))
+    return cm::VideoFrame::wrap(layout.fourcc, bytes, from.data[0], properties);
+  QOR::RPtr<cm::VideoFrame> frame = cm::VideoFrame::create(layout.fourcc, bytes, properties);
   unsigned char* to = frame->data();
   for (int plane = 0; plane < 3; ++plane) {
     const PlaneSize size = contractPlane(layout, from.width, from.height, plane);
@@ -94,6 +136,10 @@ FramePtr unpackFrame(const QOR::CM::RFrame* put, const PictureLayout& layout) {
   result->format = layout.pixelFormat;
   result->width = decoded.width;
   result->height = decoded.height;
+  if (sameChroma(layout, decoded.width, decoded.height)) {
+    referTo(*frame, layout, *result);
+    return result;
+  }
   if (av_frame_get_buffer(result.get(), 0) < 0) throw std::bad_alloc();
 
   const unsigned char* from = frame->data();
@@ -109,6 +155,11 @@ FramePtr unpackFrame(const QOR::CM::RFrame* put, const PictureLayout& layout) {
     }
   }
   return result;
+}
+
+const AVFrame& decodedFrameOf(const QOR::CM::RFrame& put) {
+  const auto& frame = dynamic_cast<const cm::VideoFrame&>(put);
+  return dynamic_cast<const DecodedFrame&>(*frame.properties()).frame();
 }
 
 }  // namespace cmhost

@@ -11,13 +11,18 @@ namespace cmhost {
 unsigned int packedSize(const PictureLayout& layout, int width, int height);
 
 /// A frame for the component: the picture packed as the contract has it, with the decoded frame
-/// itself attached, which carries all properties.
+/// itself attached, which carries all properties. A picture that lies packed already is not copied.
 QOR::RPtr<cm::VideoFrame> packFrame(FramePtr decoded, const PictureLayout& layout);
 
 /// A frame for the encoder from one that a component put: the picture with the properties of the
 /// decoded frame that it was made like. Files round chroma sizes up where the contract rounds down;
-/// a column or row of chroma that the component never saw comes from the decoded frame. Throws
-/// `Failure` when the component put something else than a frame of this layout.
+/// a column or row of chroma that the component never saw comes from the decoded frame. The picture
+/// is only to be read: where all of it is the component's, it is not copied, and keeps the frame
+/// that the component put. Throws `Failure` when the component put something else than a frame of
+/// this layout.
 FramePtr unpackFrame(const QOR::CM::RFrame* put, const PictureLayout& layout);
+
+/// The decoded frame that one was made like for which `unpackFrame` has succeeded.
+const AVFrame& decodedFrameOf(const QOR::CM::RFrame& put);
 
 }  // namespace cmhost

@@ -1,10 +1,13 @@
 #include "host/cmhost/input.h"
 
 #include <algorithm>
+#include <cmath>
 #include <cstring>
 #include <utility>
 
+#include "host/cmhost/dictionary.h"
 #include "host/cmhost/failure.h"
+#include "host/cmhost/interruption.h"
 #include "host/cmhost/messages.h"
 
 namespace cmhost {
@@ -40,29 +43,44 @@ void refuseDamage(AVCodecContext& decoder) {
 
 }  // namespace
 
-Input::Input(const std::string& path) : path_(path), file_(path), packet_(newPacket()) {
-  openFormat();
+Input::Input(const Options& options)
+    : file_(options.input), packet_(newPacket()), mostFrames_(options.frames) {
+  openFormat(options);
   openDecoder();
+  if (options.start > 0) seekToStart(options.start);
 }
 
-void Input::openFormat() {
+void Input::openFormat(const Options& options) {
+  const AVInputFormat* chosen = nullptr;
+  if (!options.inputFormat.empty()) {
+    chosen = av_find_input_format(options.inputFormat.c_str());
+    if (chosen == nullptr || (chosen->flags & AVFMT_NOFILE) != 0)
+      throw Failure("--input-format: no container is called '" + options.inputFormat + "'",
+                    exitUsage);
+  }
+  Dictionary dictionary(options.inputOptions);
   AVFormatContext* format = avformat_alloc_context();
   if (format == nullptr) throw std::bad_alloc();
   format->pb = file_.io();
-  int result = avformat_open_input(&format, path_.c_str(), nullptr, nullptr);
+  int result = avformat_open_input(&format, name().c_str(), chosen, &dictionary);
   if (result >= 0) {
     format_.reset(format);
+    if (const AVDictionaryEntry* const unknown = dictionary.first())
+      throw Failure(std::string("--input-option: the demuxer ") + format->iformat->name +
+                        " has no option '" + unknown->key + "'",
+                    exitUsage);
     takeDemuxerDamage();  // what a header lacks, opening has made up for
     result = avformat_find_stream_info(format, nullptr);
   }
+  if (interruption::received() != 0) throw interruption::Interrupted();
   if (result < 0) {
     checkLength();
-    throw Failure(path_ + " is not a video file: " + avErrorReason(result));
+    throw Failure(name() + " is not a video file: " + avErrorReason(result));
   }
   const int best = av_find_best_stream(format, AVMEDIA_TYPE_VIDEO, -1, -1, nullptr, 0);
   if (best < 0 || !isPicture(*format->streams[best])) {
     checkLength();
-    throw Failure(path_ + " has no video stream; a filter needs one");
+    throw Failure(name() + " has no video stream; a filter needs one");
   }
   video_ = format->streams[best];
 }
@@ -71,7 +89,7 @@ void Input::openDecoder() {
   const AVCodecParameters& parameters = *video_->codecpar;
   const AVCodec* const codec = avcodec_find_decoder(parameters.codec_id);
   if (codec == nullptr)
-    throw Failure(path_ + ": no decoder for video of the kind " +
+    throw Failure(name() + ": no decoder for video of the kind " +
                   avcodec_get_name(parameters.codec_id));
   decoder_ = orThrow<CodecPtr>(avcodec_alloc_context3(codec));
   int result = avcodec_parameters_to_context(decoder_.get(), &parameters);
@@ -84,15 +102,46 @@ void Input::openDecoder() {
     result = avcodec_open2(decoder_.get(), codec, nullptr);
   }
   if (result < 0)
-    throw Failure(path_ + ": the decoder " + codec->name +
+    throw Failure(name() + ": the decoder " + codec->name +
                   " cannot start: " + avErrorReason(result));
 }
 
+// Only containers that find a key frame exactly are asked to; of others, and of pipes, what comes
+// before the part is decoded and dropped.
+void Input::seekToStart(double seconds) {
+  startsLater_ = true;
+  start_ = static_cast<std::int64_t>(std::llround(seconds * AV_TIME_BASE));
+  if (format_->start_time != AV_NOPTS_VALUE) start_ += format_->start_time;
+  if (!file_.seekable() || (format_->iformat->flags & AVFMT_TS_DISCONT) != 0) return;
+  const std::int64_t target = av_rescale_q(start_, AV_TIME_BASE_Q, video_->time_base);
+  av_seek_frame(format_.get(), video_->index, target, AVSEEK_FLAG_BACKWARD);
+  takeDemuxerDamage();  // a container that cannot be searched is read from its beginning
+}
+
 FramePtr Input::nextFrame() {
+  if (mostFrames_ > 0 && decodedFrames_ == mostFrames_) {
+    passOnRest();
+    return nullptr;
+  }
+  for (;;) {
+    FramePtr frame = decodeFrame();
+    if (frame == nullptr) return nullptr;
+    finishFrame(*frame);
+    if (isBeforeStart(frame->pts, video_->time_base)) continue;
+    if (decodedFrames_++ == 0) beginAt(frame->pts);
+    frame->pts -= shift_;
+    return frame;
+  }
+}
+
+FramePtr Input::decodeFrame() {
   FramePtr frame = newFrame();
   for (;;) {
+    if (interruption::received() != 0) stopReading();
     const int result = avcodec_receive_frame(decoder_.get(), frame.get());
-    if (const std::string damage = takeDemuxerDamage(); !damage.empty()) failDamaged(damage);
+    if (result == AVERROR_EOF && stopped_) return nullptr;
+    if (const std::string damage = takeDemuxerDamage(); !damage.empty() && !stopped_)
+      failDamaged(damage);
     if (const std::string damage = takeDecoderDamage(); !damage.empty()) skipOrFail(damage);
     if (result == AVERROR_EOF) {
       checkComplete();
@@ -105,15 +154,25 @@ FramePtr Input::nextFrame() {
     } else if (frame->decode_error_flags != 0 || (frame->flags & AV_FRAME_FLAG_CORRUPT) != 0) {
       skipOrFail("a picture is incomplete");
     } else {
-      finishFrame(*frame);
       return frame;
     }
   }
 }
 
+void Input::stopReading() {
+  if (stopped_) return;
+  stopped_ = true;
+  avcodec_send_packet(decoder_.get(), nullptr);
+}
+
 void Input::feedDecoder() {
   for (;;) {
     const int result = av_read_frame(format_.get(), packet_.get());
+    if (interruption::received() != 0) {  // the packet may be cut
+      av_packet_unref(packet_.get());
+      stopReading();
+      return;
+    }
     if (result == AVERROR_EOF) {
       if (file_.io()->error < 0) failDamaged(avErrorReason(file_.io()->error));
       avcodec_send_packet(decoder_.get(), nullptr);
@@ -131,28 +190,57 @@ void Input::feedDecoder() {
   if (result < 0) skipOrFail(avErrorReason(result));
 }
 
-// A recording of a broadcast starts anywhere; what comes before its first whole picture refers to
-// what was sent earlier.
+// A recording of a broadcast starts anywhere, and so may a part; what comes before its first whole
+// picture refers to what was sent earlier.
 void Input::skipOrFail(const std::string& what) {
+  if (stopped_) return;
   const bool startsAnywhere = (format_->iformat->flags & AVFMT_TS_DISCONT) != 0;
-  if (!startsAnywhere || decodedFrames_ > 0) failDamaged(what);
-  startSkipped_ = true;
+  if (!(startsAnywhere || startsLater_) || decodedFrames_ > 0) failDamaged(what);
+  startSkipped_ = startsAnywhere && !startsLater_;
+}
+
+bool Input::isBeforeStart(std::int64_t time, AVRational timeBase) const {
+  return startsLater_ && time != AV_NOPTS_VALUE &&
+         av_compare_ts(time, timeBase, start_, AV_TIME_BASE_Q) < 0;
 }
 
 void Input::passOn(AVPacket& packet) {
-  if (sink_) {
-    sink_(packet);
+  if (!sink_) {
+    waitingBytes_ += static_cast<std::size_t>(packet.size);
+    if (waitingBytes_ > maxWaitingBytes)
+      throw Failure(name() + ": no picture in a long stretch of other data; is it a video file?");
+    waiting_.push_back(orThrow<PacketPtr>(av_packet_clone(&packet)));
     return;
   }
-  waitingBytes_ += static_cast<std::size_t>(packet.size);
-  if (waitingBytes_ > maxWaitingBytes)
-    throw Failure(path_ + ": no picture in a long stretch of other data; is it a video file?");
-  waiting_.push_back(orThrow<PacketPtr>(av_packet_clone(&packet)));
+  const AVRational timeBase = format_->streams[packet.stream_index]->time_base;
+  if (isBeforeStart(packet.pts != AV_NOPTS_VALUE ? packet.pts : packet.dts, timeBase)) return;
+  const std::int64_t shift = av_rescale_q(shift_, video_->time_base, timeBase);
+  if (packet.pts != AV_NOPTS_VALUE) packet.pts -= shift;
+  if (packet.dts != AV_NOPTS_VALUE) packet.dts -= shift;
+  sink_(packet);
 }
 
 void Input::sendOtherPacketsTo(PacketSink sink) {
   sink_ = std::move(sink);
-  for (const PacketPtr& packet : std::exchange(waiting_, {})) sink_(*packet);
+  for (const PacketPtr& packet : std::exchange(waiting_, {})) passOn(*packet);
+}
+
+// Containers put the sound of a moment up to a second behind its picture.
+void Input::passOnRest() {
+  if (format_->nb_streams == 1) return;
+  const std::int64_t behind = av_rescale_q(1, AVRational{1, 1}, video_->time_base);
+  while (!stopped_ && av_read_frame(format_.get(), packet_.get()) >= 0) {
+    stopped_ = interruption::received() != 0;
+    const bool isVideo = packet_->stream_index == video_->index;
+    const bool isBehind =
+        isVideo && packet_->dts != AV_NOPTS_VALUE && packet_->dts > nextPts_ + behind;
+    const AVRational timeBase = format_->streams[packet_->stream_index]->time_base;
+    if (!isVideo && !stopped_ && packet_->pts != AV_NOPTS_VALUE &&
+        av_compare_ts(packet_->pts, timeBase, nextPts_, video_->time_base) < 0)
+      passOn(*packet_);
+    av_packet_unref(packet_.get());
+    if (isBehind) return;
+  }
 }
 
 void Input::finishFrame(AVFrame& frame) {
@@ -163,8 +251,16 @@ void Input::finishFrame(AVFrame& frame) {
     duration = av_rescale_q(1, av_inv_q(frameRate()), video_->time_base);
   nextPts_ = frame.pts + std::max<std::int64_t>(duration, 1);
   lastFrameSeconds_ = static_cast<double>(frame.pts) * av_q2d(video_->time_base);
-  if (decodedFrames_++ == 0 && startSkipped_)
-    printWarning(path_ + ": what lies before the first whole picture, at " +
+}
+
+// Time in the output counts from the part's first frame on, as it does in the file from its own.
+void Input::beginAt(std::int64_t pts) {
+  if (startsLater_) {
+    shift_ = pts;
+    if (video_->start_time != AV_NOPTS_VALUE) shift_ -= video_->start_time;
+  }
+  if (startSkipped_)
+    printWarning(name() + ": what lies before the first whole picture, at " +
                  secondsText(lastFrameSeconds_) + ", is left out");
 }
 
@@ -180,11 +276,15 @@ void Input::checkComplete() const {
   checkLength();
   const bool isY4m = std::strcmp(format_->iformat->name, "yuv4mpegpipe") == 0;
   if (isY4m && file_.size() > packetsEnd_) failDamaged("its last picture is incomplete");
-  if (decodedFrames_ == 0) failDamaged("it holds no picture that can be decoded");
+  if (decodedFrames_ > 0) return;
+  if (startsLater_ && nextPts_ > 0)
+    throw Failure(name() + " ends before --start: its last frame is at " +
+                  secondsText(lastFrameSeconds_));
+  failDamaged("it holds no picture that can be decoded");
 }
 
 void Input::failDamaged(const std::string& what) const {
-  std::string message = path_ + " is damaged or cut short: " + what + "; ";
+  std::string message = name() + " is damaged or cut short: " + what + "; ";
   if (decodedFrames_ == 0)
     message += "nothing could be decoded";
   else
@@ -196,10 +296,17 @@ void Input::failDamaged(const std::string& what) const {
 AVRational Input::frameRate() const { return av_guess_frame_rate(format_.get(), video_, nullptr); }
 
 std::int64_t Input::expectedFrames() const {
-  if (video_->nb_frames > 0) return video_->nb_frames;
   const AVRational rate = frameRate();
-  if (rate.num <= 0 || format_->duration <= 0) return 0;
-  return av_rescale_q(format_->duration, AVRational{1, AV_TIME_BASE}, av_inv_q(rate));
+  const bool hasLength = rate.num > 0 && format_->duration > 0;
+  std::int64_t frames = video_->nb_frames;
+  if (frames <= 0 && hasLength)
+    frames = av_rescale_q(format_->duration, AV_TIME_BASE_Q, av_inv_q(rate));
+  if (startsLater_ && rate.num > 0) {
+    const std::int64_t begin = format_->start_time != AV_NOPTS_VALUE ? format_->start_time : 0;
+    frames -= std::min(frames, av_rescale_q(start_ - begin, AV_TIME_BASE_Q, av_inv_q(rate)));
+  }
+  if (mostFrames_ > 0) frames = frames > 0 ? std::min(frames, mostFrames_) : mostFrames_;
+  return std::max<std::int64_t>(frames, 0);
 }
 
 }  // namespace cmhost

@@ -6,7 +6,8 @@
 #include <vector>
 
 #include "host/cmhost/av.h"
-#include "host/cmhost/file_io.h"
+#include "host/cmhost/input_file.h"
+#include "host/cmhost/options.h"
 
 namespace cmhost {
 
@@ -17,11 +18,13 @@ class Input {
   /// Gets each packet that is not of the decoded stream, in the order of the file.
   using PacketSink = std::function<void(AVPacket& packet)>;
 
-  /// Opens the file and the decoder of its video stream. Throws `Failure`.
-  explicit Input(const std::string& path);
+  /// Opens the file and the decoder of its video stream, at the beginning of the part that the
+  /// options ask for. Throws `Failure`.
+  explicit Input(const Options& options);
 
-  /// The next picture, its `pts` in the stream's time base and set; null at the end of the stream.
-  /// Throws `Failure` when the file is damaged or cut short, which says what could be decoded.
+  /// The next picture, its `pts` in the stream's time base and set; null at the end of the part,
+  /// and when a signal has ended reading and the decoder has given what it still held. Throws
+  /// `Failure` when the file is damaged or cut short, which says what could be decoded.
   FramePtr nextFrame();
 
   /// Until this is called, packets of other streams wait here; they go to the sink first.
@@ -29,31 +32,42 @@ class Input {
 
   AVFormatContext& format() const { return *format_; }
   AVStream& video() const { return *video_; }
-  const std::string& path() const { return path_; }
+  const std::string& name() const { return file_.name(); }
 
   /// Frames a second as the container says, 0/0 when it does not.
   AVRational frameRate() const;
 
-  /// How many frames the stream holds as far as the container tells; 0 when it does not.
+  /// How many frames the part holds as far as the container tells; 0 when it does not.
   std::int64_t expectedFrames() const;
 
   std::int64_t decodedFrames() const { return decodedFrames_; }
+
+  /// Where the last frame lies in the file.
+  double lastFrameSeconds() const { return lastFrameSeconds_; }
+
+  /// Whether a signal has ended reading before the part's end.
+  bool stopped() const { return stopped_; }
 
   /// Makes `nextFrame` fail soon. Any thread.
   void interrupt() { file_.interrupt(); }
 
  private:
-  void openFormat();
+  void openFormat(const Options& options);
   void openDecoder();
+  void seekToStart(double seconds);
+  FramePtr decodeFrame();
   void feedDecoder();
+  void stopReading();
   void skipOrFail(const std::string& what);
+  bool isBeforeStart(std::int64_t time, AVRational timeBase) const;
   void passOn(AVPacket& packet);
+  void passOnRest();
   void checkLength() const;
   void checkComplete() const;
   void finishFrame(AVFrame& frame);
+  void beginAt(std::int64_t pts);
   [[noreturn]] void failDamaged(const std::string& what) const;
 
-  std::string path_;
   InputFile file_;
   InputFormatPtr format_;
   AVStream* video_ = nullptr;
@@ -62,10 +76,15 @@ class Input {
   PacketSink sink_;
   std::vector<PacketPtr> waiting_;
   std::size_t waitingBytes_ = 0;
+  std::int64_t mostFrames_;   ///< of the part; 0: all
+  std::int64_t start_ = 0;    ///< of the part in the file, in microseconds
+  bool startsLater_ = false;  ///< the part is not the file from its beginning
+  std::int64_t shift_ = 0;    ///< what time stamps lose, in the video stream's time base
   std::int64_t decodedFrames_ = 0;
   bool startSkipped_ = false;
-  std::int64_t nextPts_ = 0;     ///< for a frame without a time stamp
-  double lastFrameSeconds_ = 0;  ///< of the last frame decoded
+  bool stopped_ = false;
+  std::int64_t nextPts_ = 0;     ///< in the file, for a frame without a time stamp
+  double lastFrameSeconds_ = 0;  ///< of the last frame decoded, in the file
   std::int64_t packetsEnd_ = 0;  ///< byte after the last packet
 };
 

@@ -4,6 +4,7 @@
 
 #include <filesystem>
 
+#include "host/cm/filter_configuration.h"
 #include "host/cmhost/failure.h"
 #include "host/cmhost/picture_layout.h"
 
@@ -11,7 +12,6 @@ namespace cmhost {
 
 namespace {
 
-constexpr const char* factoryName = "getComponentInstance";
 using Factory = QOR::CM::RComponent* (*)();
 
 #if defined(__SANITIZE_ADDRESS__)
@@ -30,9 +30,9 @@ std::string loaderReason() {
 
 void Module::Unload::operator()(void* library) const { ::dlclose(library); }
 
-Module::Module(const std::string& path) {
-  // A name without a slash would be looked for in the system's library folders.
-  const std::string file = std::filesystem::absolute(path).string();
+// A name without a slash would be looked for in the system's library folders.
+Module::Module(const std::string& path) : path_(std::filesystem::absolute(path).string()) {
+  const std::string& file = path_;
   library_.reset(::dlopen(file.c_str(), loadFlags));
   if (library_ == nullptr)
     throw Failure("the module cannot be loaded: " + loaderReason() + "; --module names another");
@@ -52,6 +52,23 @@ Module::Module(const std::string& path) {
   if (filter_ == nullptr)
     throw Failure(file + ": its component is no filter but of type '" +
                   fourccText(component_->type()) + "'");
+}
+
+void Module::configure(const ConfigurationKeys& keys) {
+  const auto configuration = cm::FilterConfiguration::create();
+  for (const auto& [key, value] : keys) configuration->setFourCC(key, value);
+  try {
+    const QOR::Result result = filter_->configure(*configuration);
+    if (result != 0)
+      throw Failure("the module refuses to be configured: result " + std::to_string(result));
+  } catch (const Failure&) {
+    throw;
+  } catch (const std::exception& exception) {
+    // Told in words: the exception itself must not outlive the module it came from.
+    throw Failure(std::string("the module cannot be configured: ") + exception.what());
+  } catch (...) {
+    throw Failure("the module cannot be configured: an exception of an unknown kind");
+  }
 }
 
 std::string defaultModulePath() {

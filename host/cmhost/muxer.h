@@ -5,8 +5,8 @@
 #include <vector>
 
 #include "host/cmhost/av.h"
-#include "host/cmhost/file_io.h"
 #include "host/cmhost/input.h"
+#include "host/cmhost/output_file.h"
 
 namespace cmhost {
 

@@ -1,5 +1,6 @@
 #include "host/cmhost/pipeline.h"
 
+#include <algorithm>
 #include <chrono>
 #include <utility>
 
@@ -7,6 +8,8 @@ extern "C" {
 #include <libavutil/pixdesc.h>
 }
 
+#include "host/cm/loop_context.h"
+#include "host/cm/video_description.h"
 #include "host/cmhost/failure.h"
 #include "host/cmhost/frame_packing.h"
 #include "host/cmhost/messages.h"
@@ -28,12 +31,13 @@ std::string formatText(int width, int height, int format) {
 }  // namespace
 
 Pipeline::Pipeline(Input& input, FramePtr first, Converter* converter, const PictureLayout& layout,
-                   QOR::CM::RFilter& filter)
+                   Module& module, bool finishAfterDamage)
     : input_(input),
       first_(std::move(first)),
       converter_(converter),
       layout_(layout),
-      filter_(filter),
+      module_(module),
+      finishAfterDamage_(finishAfterDamage),
       width_(first_->width),
       height_(first_->height),
       format_(first_->format),
@@ -42,8 +46,8 @@ Pipeline::Pipeline(Input& input, FramePtr first, Converter* converter, const Pic
                                                               static_cast<unsigned int>(height_)),
                                  queuedFrames)),
       outputQueue_(cm::OutputQueue::create(queuedFrames)) {
-  filter_.addInputReader(inputQueue_);
-  filter_.addOutputWriter(outputQueue_);
+  module_.filter().addInputReader(inputQueue_);
+  module_.filter().addOutputWriter(outputQueue_);
 }
 
 Pipeline::~Pipeline() { stop(); }
@@ -77,9 +81,11 @@ void Pipeline::fail(std::exception_ptr failure) {
     changed_.notify_all();
   }
   endQueues();
+  if (output_ != nullptr) output_->abandon();
 }
 
-void Pipeline::configure() {
+void Pipeline::configure(ConfigurationKeys keys) {
+  keys_ = std::move(keys);
   start(&Pipeline::componentThread);
   std::unique_lock<std::mutex> lock(mutex_);
   changed_.wait(lock, [this] { return configured_ || failure_ != nullptr; });
@@ -87,20 +93,7 @@ void Pipeline::configure() {
 }
 
 void Pipeline::componentThread() {
-  const auto configuration = cm::FilterConfiguration::create();
-  configuration->setFourCC("system_informat", layout_.fourcc);
-  try {
-    const QOR::Result result = filter_.configure(*configuration);
-    if (result != 0)
-      throw Failure("the module refuses to be configured: result " + std::to_string(result));
-  } catch (const Failure&) {
-    throw;
-  } catch (const std::exception& exception) {
-    // Told in words: the exception itself must not outlive the module it came from.
-    throw Failure(std::string("the module cannot be configured: ") + exception.what());
-  } catch (...) {
-    throw Failure("the module cannot be configured: an exception of an unknown kind");
-  }
+  module_.configure(keys_);
   {
     const std::lock_guard<std::mutex> lock(mutex_);
     configured_ = true;
@@ -111,57 +104,74 @@ void Pipeline::componentThread() {
         fail(std::make_exception_ptr(
             Failure(std::string("the module failed: ") + exception.message())));
       });
-  filter_.threadrunloop(context.get());
+  module_.filter().threadrunloop(context.get());
   outputQueue_->frames().finish();
 }
 
-void Pipeline::run(Muxer& muxer, Encoder& encoder, const std::function<void(std::int64_t)>& watch) {
-  encoder_ = &encoder;
-  input_.sendOtherPacketsTo([&muxer](AVPacket& packet) { muxer.writeCopy(packet); });
+void Pipeline::run(Output& output, const std::function<void()>& watch) {
+  output_ = &output;
+  began_ = std::chrono::steady_clock::now();
+  input_.sendOtherPacketsTo([&output](AVPacket& packet) { output.putOther(packet); });
   start(&Pipeline::encodingThread);
   start(&Pipeline::decodingThread);
   std::unique_lock<std::mutex> lock(mutex_);
   const auto ended = [this] { return finished_ || failure_ != nullptr; };
   while (!changed_.wait_for(lock, watchInterval, ended)) {
     lock.unlock();
-    watch(encoded_);
+    watch();
     lock.lock();
   }
   lock.unlock();
-  stop();  // no thread may use the muxer or the encoder after this
+  stop();  // no thread may use the output after this
+  if (failure_ == nullptr) failure_ = damage_;
   if (failure_ != nullptr) std::rethrow_exception(failure_);
-  watch(encoded_);
+  watch();
+}
+
+Pipeline::Shares Pipeline::busyShares() const {
+  const std::chrono::duration<double> all = std::chrono::steady_clock::now() - began_;
+  const auto busy = [&all](std::chrono::duration<double> waited) {
+    return std::clamp(1 - waited / all, 0.0, 1.0);
+  };
+  return {busy(inputQueue_->frames().waitedForRoom()),
+          busy(inputQueue_->frames().waitedForItems() + outputQueue_->frames().waitedForRoom()),
+          busy(outputQueue_->frames().waitedForItems())};
 }
 
 void Pipeline::checkLike(const AVFrame& frame) const {
   if (frame.width == width_ && frame.height == height_ && frame.format == format_) return;
-  throw Failure(input_.path() + ": the picture changes from " +
-                formatText(width_, height_, format_) + " to " +
-                formatText(frame.width, frame.height, frame.format) + " at frame " +
-                std::to_string(input_.decodedFrames()) + ", " +
-                secondsText(static_cast<double>(frame.pts) * av_q2d(input_.video().time_base)) +
-                "; split the video there and mark the parts");
+  throw Failure(
+      input_.name() + ": the picture changes from " + formatText(width_, height_, format_) +
+      " to " + formatText(frame.width, frame.height, frame.format) + " at frame " +
+      std::to_string(input_.decodedFrames() - 1) + ", " + secondsText(input_.lastFrameSeconds()) +
+      "; split the video there and mark the parts");
 }
 
 void Pipeline::decodingThread() {
-  for (FramePtr frame = std::move(first_); frame != nullptr; frame = input_.nextFrame()) {
-    checkLike(*frame);
-    if (converter_ != nullptr) frame = converter_->convert(*frame);
-    if (!inputQueue_->frames().put(packFrame(std::move(frame), layout_))) return;
+  try {
+    for (FramePtr frame = std::move(first_); frame != nullptr; frame = input_.nextFrame()) {
+      checkLike(*frame);
+      if (converter_ != nullptr) frame = converter_->convert(*frame);
+      if (!inputQueue_->frames().put(packFrame(std::move(frame), layout_))) return;
+    }
+  } catch (const Failure&) {
+    if (!finishAfterDamage_) throw;
+    const std::lock_guard<std::mutex> lock(mutex_);
+    damage_ = std::current_exception();
   }
   inputQueue_->frames().finish();
 }
 
 void Pipeline::encodingThread() {
   while (const auto put = outputQueue_->frames().take()) {
-    encoder_->encode(unpackFrame(put->get(), layout_));
-    ++encoded_;
+    FramePtr frame = unpackFrame(put->get(), layout_);
+    output_->put(std::move(frame), decodedFrameOf(**put));
   }
   {
     const std::lock_guard<std::mutex> lock(mutex_);
     if (failure_ != nullptr) return;
   }
-  encoder_->finish();
+  output_->endFrames();
   const std::lock_guard<std::mutex> lock(mutex_);
   finished_ = true;
   changed_.notify_all();

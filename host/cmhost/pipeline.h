@@ -1,24 +1,18 @@
 #pragma once
 
-#include <atomic>
+#include <chrono>
 #include <condition_variable>
-#include <cstdint>
 #include <exception>
 #include <functional>
-#include <memory>
 #include <mutex>
-#include <optional>
 #include <thread>
 #include <vector>
 
-#include "host/cm/filter_configuration.h"
 #include "host/cm/frame_queue.h"
-#include "host/cm/loop_context.h"
-#include "host/cm/video_description.h"
 #include "host/cmhost/converter.h"
-#include "host/cmhost/encoder.h"
 #include "host/cmhost/input.h"
 #include "host/cmhost/module.h"
+#include "host/cmhost/output.h"
 #include "host/cmhost/picture_layout.h"
 
 namespace cmhost {
@@ -27,9 +21,10 @@ namespace cmhost {
 class Pipeline {
  public:
   /// `first` is the first frame that `input` gave; every frame that follows is like it. `converter`
-  /// may be null.
+  /// may be null. With `finishAfterDamage`, frames that came before a failure of the input are
+  /// finished before it ends the run.
   Pipeline(Input& input, FramePtr first, Converter* converter, const PictureLayout& layout,
-           QOR::CM::RFilter& filter);
+           Module& module, bool finishAfterDamage);
 
   /// Ends the threads.
   ~Pipeline();
@@ -39,13 +34,19 @@ class Pipeline {
 
   /// Starts the component's thread and configures the component on it. Throws `Failure` with the
   /// component's own message.
-  void configure();
+  void configure(ConfigurationKeys keys);
 
-  /// Starts decoding and encoding and returns when every frame is encoded. `watch` is called from
-  /// time to time with the number of frames encoded so far. Throws the first `Failure`.
-  void run(Muxer& muxer, Encoder& encoder, const std::function<void(std::int64_t)>& watch);
+  /// Starts decoding and encoding and returns when every frame has gone to `output`. `watch` is
+  /// called from time to time. Throws the first `Failure`.
+  void run(Output& output, const std::function<void()>& watch);
 
-  std::int64_t framesEncoded() const { return encoded_; }
+  /// Which part of the time since `run` began each thread was at work and not waiting for another.
+  struct Shares {
+    double reading;
+    double component;
+    double writing;
+  };
+  Shares busyShares() const;
 
  private:
   void start(void (Pipeline::*body)());
@@ -61,21 +62,24 @@ class Pipeline {
   FramePtr first_;
   Converter* const converter_;
   const PictureLayout& layout_;
-  QOR::CM::RFilter& filter_;
+  Module& module_;
+  const bool finishAfterDamage_;
   const int width_;
   const int height_;
   const int format_;
-  Encoder* encoder_ = nullptr;
+  Output* output_ = nullptr;
+  ConfigurationKeys keys_;
+  std::chrono::steady_clock::time_point began_;
 
   QOR::RPtr<cm::InputQueue> inputQueue_;
   QOR::RPtr<cm::OutputQueue> outputQueue_;
-  std::atomic<std::int64_t> encoded_{0};
 
   std::mutex mutex_;
   std::condition_variable changed_;
   bool configured_ = false;
   bool finished_ = false;
   std::exception_ptr failure_;
+  std::exception_ptr damage_;  ///< of the input, to be told when its frames are finished
   std::vector<std::thread> threads_;
 };
 

@@ -3,32 +3,50 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <cmath>
 #include <cstdio>
 
 namespace cmhost {
 
-Progress::Progress(std::int64_t expected)
-    : expected_(expected), onTerminal_(::isatty(STDERR_FILENO) != 0), start_(Clock::now()) {}
+std::string progressText(std::int64_t frames, std::int64_t expected, double seconds) {
+  const double rate = static_cast<double>(frames) / std::max(seconds, 1e-3);
+  char speed[64];
+  std::snprintf(speed, sizeof speed, ", %.1f fps", rate);
+  std::string text = "frame " + std::to_string(frames);
+  if (expected <= 0) return text + speed;
+  const std::int64_t percent = std::min<std::int64_t>(frames * 100 / expected, 100);
+  text += " of " + std::to_string(expected) + " (" + std::to_string(percent) + "%)" + speed;
+  if (frames <= 0) return text;
+  const double left = static_cast<double>(std::max<std::int64_t>(expected - frames, 0)) / rate;
+  const auto rounded = static_cast<long long>(std::ceil(std::min(left, 1e9)));
+  char time[64];
+  std::snprintf(time, sizeof time, ", %lld:%02lld:%02lld left", rounded / 3600, rounded / 60 % 60,
+                rounded % 60);
+  return text + time;
+}
+
+Progress::Progress(ProgressMode mode, std::int64_t expected)
+    : expected_(expected),
+      onTerminal_(::isatty(STDERR_FILENO) != 0),
+      shown_(mode == ProgressMode::always || (mode == ProgressMode::automatic && onTerminal_)),
+      start_(Clock::now()) {}
 
 double Progress::seconds() const {
   return std::chrono::duration<double>(Clock::now() - start_).count();
 }
 
 void Progress::show(std::int64_t frames) {
-  if (!onTerminal_) return;
-  const double rate = static_cast<double>(frames) / std::max(seconds(), 1e-3);
-  char percent[64] = "";
-  if (expected_ > 0) {
-    const std::int64_t done = std::min<std::int64_t>(frames * 100 / expected_, 100);
-    std::snprintf(percent, sizeof percent, " of %lld (%lld%%)", static_cast<long long>(expected_),
-                  static_cast<long long>(done));
-  }
-  std::fprintf(stderr, "\r\x1b[Kframe %lld%s, %.1f fps", static_cast<long long>(frames), percent,
-               rate);
+  if (!shown_) return;
+  const double now = seconds();
+  if (!onTerminal_ && now < nextLine_ && frames != expected_) return;
+  while (nextLine_ <= now) nextLine_ += 1;
+  const std::string text = progressText(frames, expected_, now);
+  const std::string line = onTerminal_ ? "\r\x1b[K" + text : "cmhost: " + text + "\n";
+  std::fwrite(line.data(), 1, line.size(), stderr);
 }
 
 void Progress::clear() {
-  if (onTerminal_) std::fputs("\r\x1b[K", stderr);
+  if (shown_ && onTerminal_) std::fputs("\r\x1b[K", stderr);
 }
 
 }  // namespace cmhost

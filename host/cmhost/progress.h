@@ -2,14 +2,22 @@
 
 #include <chrono>
 #include <cstdint>
+#include <string>
+
+#include "host/cmhost/options.h"
 
 namespace cmhost {
 
-/// The line on a terminal that says how far the run is. Prints nothing elsewhere.
+/// The words of the line that says how far a run is: a percentage and the time left where the
+/// number of frames to come is known (above 0), a count where not.
+std::string progressText(std::int64_t frames, std::int64_t expected, double seconds);
+
+/// Shows how far the run is on standard error: on a terminal in one line that changes, elsewhere,
+/// where that is asked for, in a line a second.
 class Progress {
  public:
   /// `expected` is the number of frames to come, 0 when not known.
-  explicit Progress(std::int64_t expected);
+  Progress(ProgressMode mode, std::int64_t expected);
 
   /// Says that `frames` are done.
   void show(std::int64_t frames);
@@ -24,7 +32,9 @@ class Progress {
 
   std::int64_t expected_;
   bool onTerminal_;
+  bool shown_;
   Clock::time_point start_;
+  double nextLine_ = 1;  ///< in seconds; not on a terminal
 };
 
 }  // namespace cmhost

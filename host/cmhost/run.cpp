@@ -5,11 +5,12 @@ extern "C" {
 }
 
 #include <cstdio>
-#include <filesystem>
 #include <memory>
 
 #include "host/cmhost/failure.h"
+#include "host/cmhost/interruption.h"
 #include "host/cmhost/messages.h"
+#include "host/cmhost/output.h"
 #include "host/cmhost/pipeline.h"
 #include "host/cmhost/progress.h"
 
@@ -17,25 +18,32 @@ namespace cmhost {
 
 namespace {
 
-std::unique_ptr<OutputFile> openOutput(const Options& options) {
-  if (options.toStandardOutput())
-    return std::make_unique<OutputFile>(OutputFile::takeStandardOutput(), "standard output");
-  std::error_code ignored;
-  if (std::filesystem::equivalent(options.input, options.output, ignored))
-    throw Failure("INPUT and OUTPUT are the same file, " + options.input, exitUsage);
-  return std::make_unique<OutputFile>(options.output, options.overwrite);
-}
-
-const PictureLayout& chooseLayout(const Options& options, const AVFrame& first) {
+const PictureLayout& chooseLayout(const Options& options, const Input& input,
+                                  const AVFrame& first) {
   const auto format = static_cast<AVPixelFormat>(first.format);
   const PictureLayout* const layout =
       options.convert ? layoutOfFourcc(*options.convert) : layoutOf(format);
   if (layout == nullptr)
-    throw Failure(options.input + ": the pixel format " + av_get_pix_fmt_name(format) +
+    throw Failure(input.name() + ": the pixel format " + av_get_pix_fmt_name(format) +
                   " is none that the module takes (8-bit planar 4:2:0, 4:2:2, 4:4:4); --convert " +
                   fourccText(closestLayout(format).fourcc) +
                   " converts it to the closest of IYUV, Y22P, Y44P");
   return *layout;
+}
+
+// A module may know the layout by another code. One that stands for another layout would have it
+// read beyond the frames.
+PictureLayout layoutForModule(const Options& options, PictureLayout layout) {
+  for (const auto& [key, value] : options.keys) {
+    if (key != layoutKey) continue;
+    if (value != layout.fourcc && layoutOfFourcc(value) != nullptr)
+      throw Failure(std::string("--set: ") + layoutKey + " cannot be " + fourccText(value) +
+                        " for frames of the layout " + fourccText(layout.fourcc) +
+                        "; --convert converts them",
+                    exitUsage);
+    layout.fourcc = value;
+  }
+  return layout;
 }
 
 // The range that a pixel format says by its name is said by a tag from here on.
@@ -43,48 +51,82 @@ void normaliseRange(AVFrame& frame, const PictureLayout& layout) {
   if (frame.format == layout.fullRangePixelFormat) frame.color_range = AVCOL_RANGE_JPEG;
 }
 
-void printSummary(const Options& options, const Pipeline& pipeline, const Encoder& encoder,
-                  const Muxer& muxer, double seconds) {
+int percent(double share) { return static_cast<int>(share * 100 + 0.5); }
+
+void printSummary(const Output& output, const Pipeline::Shares& busy, double seconds) {
   char rate[32];
   std::snprintf(rate, sizeof rate, "%.1f",
-                static_cast<double>(pipeline.framesEncoded()) / (seconds > 0 ? seconds : 1e-3));
-  printNote(frameCount(pipeline.framesEncoded()) + " in " + secondsText(seconds) + " (" + rate +
-            " fps) to " + (options.toStandardOutput() ? "standard output" : options.output) + " (" +
-            encoder.name() + " in " + muxer.container().name + ")");
+                static_cast<double>(output.frames()) / (seconds > 0 ? seconds : 1e-3));
+  printNote(frameCount(output.frames()) + " in " + secondsText(seconds) + " (" + rate +
+            " fps) to " + output.description() + "; busy reading " +
+            std::to_string(percent(busy.reading)) + "%, in the module " +
+            std::to_string(percent(busy.component)) + "%, writing " +
+            std::to_string(percent(busy.writing)) + "%");
 }
+
+// Says once that a signal has come, and notices a reader that has gone while nothing is written.
+class Watch {
+ public:
+  Watch(Progress& progress, const Output& output, bool quiet)
+      : progress_(progress), output_(output), quiet_(quiet) {}
+
+  void operator()() {
+    progress_.show(output_.frames());
+    if (interruption::received() != 0 && !said_ && !quiet_)
+      printNote("interrupted: frames under way are finished; a second signal leaves at once");
+    said_ = interruption::received() != 0;
+    output_.checkReader();
+  }
+
+ private:
+  Progress& progress_;
+  const Output& output_;
+  bool quiet_;
+  bool said_ = false;
+};
 
 }  // namespace
 
-void run(const Options& options) {
-  Input input(options.input);
-  const std::unique_ptr<OutputFile> output = openOutput(options);
-  Muxer muxer(*output, options.outputFormat.empty() && options.toStandardOutput()
-                           ? "yuv4mpegpipe"
-                           : options.outputFormat);
+int run(const Options& options) {
+  Input input(options);
+  Output output(options);
   Module module(options.module);
 
   FramePtr first = input.nextFrame();
-  const PictureLayout& layout = chooseLayout(options, *first);
+  if (first == nullptr) throw interruption::Interrupted();
+  const PictureLayout layout = layoutForModule(options, chooseLayout(options, input, *first));
   std::unique_ptr<Converter> converter;
   FramePtr like(orThrow<FramePtr>(av_frame_clone(first.get())));
-  if (options.convert && layoutOf(static_cast<AVPixelFormat>(first->format)) != &layout) {
+  const PictureLayout* const own = layoutOf(static_cast<AVPixelFormat>(first->format));
+  if (own == nullptr || own->pixelFormat != layout.pixelFormat) {
     converter = std::make_unique<Converter>(*first, layout);
     like = converter->convert(*first);
   }
   normaliseRange(*like, layout);
 
-  Pipeline pipeline(input, std::move(first), converter.get(), layout, module.filter());
-  pipeline.configure();
+  Pipeline pipeline(input, std::move(first), converter.get(), layout, module, options.keepPartial);
+  ConfigurationKeys keys = {{layoutKey, layout.fourcc}};
+  keys.insert(keys.end(), options.keys.begin(), options.keys.end());
+  pipeline.configure(keys);
 
-  Encoder encoder(options, input, *like, layout, muxer);
-  muxer.addCopies(input);
-  muxer.start();
-  Progress progress(input.expectedFrames());
-  pipeline.run(muxer, encoder, [&](std::int64_t frames) { progress.show(frames); });
-  muxer.finish();
-  output->commit();
+  output.start(input, *like, layout);
+  Progress progress(options.quiet ? ProgressMode::never : options.progress, input.expectedFrames());
+  Watch watch(progress, output, options.quiet);
+  try {
+    pipeline.run(output, watch);
+    output.commit();
+  } catch (const Failure&) {
+    progress.clear();
+    output.keepPartial();
+    throw;
+  }
   progress.clear();
-  printSummary(options, pipeline, encoder, muxer, progress.seconds());
+  if (input.stopped())
+    printNote("interrupted: " + output.name() + " is closed properly and holds " +
+              frameCount(output.frames()));
+  else if (!options.quiet)
+    printSummary(output, pipeline.busyShares(), progress.seconds());
+  return input.stopped() ? exitSignal + interruption::received() : exitDone;
 }
 
 }  // namespace cmhost

@@ -1,0 +1,36 @@
+#pragma once
+
+extern "C" {
+#include <libavutil/dict.h>
+}
+
+#include <string>
+#include <utility>
+#include <vector>
+
+namespace cmhost {
+
+/// Options for the media libraries, which take out those that they know.
+class Dictionary {
+ public:
+  Dictionary() = default;
+  explicit Dictionary(const std::vector<std::pair<std::string, std::string>>& entries) {
+    for (const auto& [key, value] : entries) set(key.c_str(), value.c_str());
+  }
+  ~Dictionary() { av_dict_free(&entries_); }
+  Dictionary(const Dictionary&) = delete;
+  Dictionary& operator=(const Dictionary&) = delete;
+
+  void set(const char* key, const char* value) { av_dict_set(&entries_, key, value, 0); }
+  AVDictionary** operator&() { return &entries_; }
+
+  /// The first entry left; null when none is.
+  const AVDictionaryEntry* first() const {
+    return av_dict_get(entries_, "", nullptr, AV_DICT_IGNORE_SUFFIX);
+  }
+
+ private:
+  AVDictionary* entries_ = nullptr;
+};
+
+}  // namespace cmhost

@@ -1,0 +1,51 @@
+#pragma once
+
+#include <atomic>
+#include <cstdint>
+#include <string>
+
+#include "host/cmhost/file_io.h"
+
+namespace cmhost {
+
+/// The bytes of the input, for the demuxer. Reading waits in a way that another thread and a signal
+/// can end; it then fails with `AVERROR_EXIT`, now and from now on.
+class InputFile {
+ public:
+  /// Opens `path`; "-" is standard input. Throws `Failure`.
+  explicit InputFile(const std::string& path);
+
+  InputFile(const InputFile&) = delete;
+  InputFile& operator=(const InputFile&) = delete;
+
+  AVIOContext* io() { return io_.get(); }
+
+  /// How messages call it.
+  const std::string& name() const { return name_; }
+
+  bool seekable() const { return size_ >= 0; }
+
+  /// Size in bytes; of a pipe, what has come out of it so far.
+  std::int64_t size() const { return size_ >= 0 ? size_ : bytesRead_; }
+
+  /// How long it should be, see `file_structure.h`; -1 when it does not say or is a pipe.
+  std::int64_t declaredSize() const;
+
+  /// Ends reading. Any thread.
+  void interrupt();
+
+ private:
+  static int read(void* self, std::uint8_t* buffer, int size);
+  static std::int64_t seek(void* self, std::int64_t offset, int whence);
+  bool waitForBytes() const;
+
+  std::string name_;
+  FileDescriptor file_;
+  Event interruption_;
+  std::atomic<bool> interrupted_{false};
+  std::int64_t size_ = -1;
+  std::int64_t bytesRead_ = 0;
+  IoPtr io_;
+};
+
+}  // namespace cmhost

@@ -1,0 +1,110 @@
+#include "host/cmhost/output.h"
+
+#include <filesystem>
+#include <utility>
+
+#include "host/cmhost/failure.h"
+#include "host/cmhost/messages.h"
+#include "host/cmhost/side_by_side.h"
+
+namespace cmhost {
+
+namespace {
+
+void refuseInput(const Options& options, const std::string& path, const char* what) {
+  std::error_code ignored;
+  if (std::filesystem::equivalent(options.input, path, ignored))
+    throw Failure(std::string("INPUT and ") + what + " are the same file, " + options.input,
+                  exitUsage);
+}
+
+}  // namespace
+
+Output::Output(const Options& options) : options_(options) {
+  if (!options.toNowhere()) {
+    if (!options.toStandardOutput()) refuseInput(options, options.output, "OUTPUT");
+    file_ = std::make_unique<OutputFile>(options.output,
+                                         OutputFile::Mode{options.overwrite, options.keepPartial});
+    muxer_ = std::make_unique<Muxer>(
+        *file_, options.outputFormat.empty() && options.toStandardOutput() ? "yuv4mpegpipe"
+                                                                           : options.outputFormat);
+  }
+  if (!options.preview.empty()) {
+    refuseInput(options, options.preview, "--preview");
+    preview_ = std::make_unique<Preview>(options.preview, OutputFile::Mode{options.overwrite});
+  }
+  if (!options.hash.empty()) {
+    refuseInput(options, options.hash, "--hash");
+    digests_ = std::make_unique<FrameDigests>(options.hash, OutputFile::Mode{options.overwrite});
+  }
+}
+
+const std::string& Output::name() const {
+  return file_ != nullptr ? file_->name() : options_.output;
+}
+
+std::string Output::description() const {
+  if (file_ == nullptr) return name();
+  return name() + " (" + encoder_->name() + " in " + muxer_->container().name + ")";
+}
+
+void Output::start(const Input& input, const AVFrame& first, const PictureLayout& layout) {
+  layout_ = &layout;
+  timeBase_ = input.video().time_base;
+  if (file_ == nullptr) return;
+  const FramePtr like = orThrow<FramePtr>(av_frame_clone(&first));
+  if (options_.compare) like->width = sideBySideWidth(first.width);
+  encoder_ = std::make_unique<Encoder>(options_, input, *like, layout, *muxer_);
+  muxer_->addCopies(input);
+  muxer_->start();
+  started_ = true;
+}
+
+void Output::put(FramePtr marked, const AVFrame& original) {
+  if (digests_ != nullptr) digests_->add(*marked, timeBase_);
+  if (options_.compare) marked = sideBySide(original, *marked, *layout_);
+  if (preview_ != nullptr && frames_ == options_.previewFrame) preview_->write(*marked);
+  if (encoder_ != nullptr) encoder_->encode(std::move(marked));
+  ++frames_;
+}
+
+void Output::putOther(AVPacket& packet) {
+  if (muxer_ != nullptr) muxer_->writeCopy(packet);
+}
+
+void Output::endFrames() {
+  if (encoder_ != nullptr) encoder_->finish();
+}
+
+void Output::commit() {
+  if (muxer_ != nullptr) {
+    muxer_->finish();
+    file_->commit();
+  }
+  if (digests_ != nullptr) digests_->commit();
+  if (preview_ != nullptr && frames_ <= options_.previewFrame)
+    throw Failure(preview_->name() + " is not written: there is no frame " +
+                  std::to_string(options_.previewFrame) + ", only " + frameCount(frames_));
+}
+
+void Output::keepPartial() {
+  if (file_ == nullptr || !started_ || file_->partialName().empty()) return;
+  try {
+    encoder_->finish();
+    muxer_->finish();
+  } catch (const Failure&) {
+    // What there is is kept without its end.
+  }
+  avio_flush(file_->io());
+  printNote(file_->partialName() + " keeps the " + frameCount(frames_) + " that were written");
+}
+
+void Output::checkReader() const {
+  if (file_ != nullptr) file_->checkReader();
+}
+
+void Output::abandon() {
+  if (file_ != nullptr) file_->abandon();
+}
+
+}  // namespace cmhost

@@ -1,0 +1,74 @@
+#pragma once
+
+#include <cstdint>
+#include <string>
+
+#include "host/cmhost/file_io.h"
+#include "host/cmhost/interruption.h"
+
+namespace cmhost {
+
+/// The bytes of an output. A regular file is written under a temporary name beside its place and
+/// gets its own name by `commit`, so nothing that looks whole is left when anything goes wrong.
+/// Pipes and devices are written as they are.
+class OutputFile {
+ public:
+  struct Mode {
+    bool overwrite = false;    ///< an existing regular file is replaced
+    bool keepPartial = false;  ///< what is not committed keeps its temporary name
+  };
+
+  /// Standard output, whose descriptor this object takes for itself: from then on everything that
+  /// anybody prints on standard output goes to standard error.
+  static FileDescriptor takeStandardOutput();
+
+  /// Opens the place of `path` for writing; "-" is standard output, which is taken. Throws
+  /// `Failure`, also for an existing regular file that may not be replaced.
+  OutputFile(const std::string& path, Mode mode);
+
+  ~OutputFile();
+  OutputFile(const OutputFile&) = delete;
+  OutputFile& operator=(const OutputFile&) = delete;
+
+  AVIOContext* io() { return io_.get(); }
+
+  /// How messages call it.
+  const std::string& name() const { return name_; }
+
+  /// Throws `Failure` when a write has failed; the system's error is named.
+  void check() const;
+
+  /// Throws `Failure` when whoever read the pipe has gone. Any thread.
+  void checkReader() const;
+
+  /// Ends a write that waits for a pipe's reader; every write fails from now on. Any thread.
+  void abandon() { abandoned_.raise(); }
+
+  /// Everything is written: closes the file and gives it its name. Throws `Failure`.
+  void commit();
+
+  /// The name under which a part is kept when this goes without `commit`; empty when none is.
+  std::string partialName() const { return mode_.keepPartial ? temporary_ : std::string(); }
+
+ private:
+  static int write(void* self, std::uint8_t* buffer, int size);
+  static std::int64_t seek(void* self, std::int64_t offset, int whence);
+  void openPlace(const std::string& path);
+  void openPipe();
+  int writeSome(const std::uint8_t* bytes, int size);
+  [[noreturn]] void failWriting(int systemError) const;
+
+  std::string name_;
+  Mode mode_;
+  std::string target_;     ///< empty when written in place
+  std::string temporary_;  ///< not empty while a temporary file exists
+  interruption::TemporaryFile removedBySignal_;
+  int writeError_ = 0;
+  FileDescriptor file_;
+  bool waits_ = false;          ///< writing may wait for a reader
+  std::size_t mostAtOnce_ = 0;  ///< what a write that was not told to wait never waits with
+  Event abandoned_;
+  IoPtr io_;
+};
+
+}  // namespace cmhost

@@ -1,0 +1,25 @@
+#pragma once
+
+#include <string>
+
+#include "host/cmhost/av.h"
+#include "host/cmhost/output_file.h"
+
+namespace cmhost {
+
+/// One picture as a PNG, its colours by the matrix and the range that the picture is tagged with.
+class Preview {
+ public:
+  /// Throws `Failure`.
+  Preview(const std::string& path, OutputFile::Mode mode) : file_(path, mode) {}
+
+  /// Writes the file. Throws `Failure`.
+  void write(const AVFrame& frame);
+
+  const std::string& name() const { return file_.name(); }
+
+ private:
+  OutputFile file_;
+};
+
+}  // namespace cmhost
