@@ -120,7 +120,8 @@ class overlay_planner {
 
   void add_plane(const overlay_plane& plane, const unsigned char* alpha) {
     const std::size_t width = plane.width;
-    if (width == 0) return;  // of rows without samples there may be billions
+    // Planes of no samples may have billions of rows or columns.
+    if (width == 0 || plane.rows == 0) return;
     std::vector<unsigned char> halved(plane.alpha_step == 2 ? width : 0);
     for (std::size_t row = 0; row < plane.rows; ++row) {
       const unsigned char* row_alpha = alpha + row * plane.alpha_row_step;

@@ -302,20 +302,22 @@ TEST(Process, AnUnknownFormatBlendsEmptyPlanes) {
   EXPECT_NE(out, nullptr);  // a picture of no bytes
 }
 
-// Frames of no bytes pass every check, however many rows they say they have.
-TEST(Process, RowsOfNoSamplesCostNothing) {
+// Frames of no bytes pass every check, however many rows or columns they say they have.
+TEST(Process, FramesOfNoBytesCostNothing) {
   const auto begin = std::chrono::steady_clock::now();
   for (unsigned int format = 0; format < 3; ++format) {
-    watermark_impl object;
-    unsigned int size = 7;
-    EXPECT_EQ(object.configure(
-                  new watermark_config{0, 0xFFFFFFFF, 0, 0xFFFFFFFF, 0, 0, 100, format, 1}, size),
-              0U);
-    EXPECT_EQ(size, 0U);
-    unsigned char byte = 9;
-    EXPECT_EQ(object.add_watermark_image(&byte, &byte), 0U);
-    const std::unique_ptr<unsigned char[]> out(object.process(&byte));
-    EXPECT_NE(out, nullptr);
+    for (const unsigned int width : {0U, 0xFFFFFFFFU}) {
+      watermark_impl object;
+      unsigned int size = 7;
+      EXPECT_EQ(object.configure(
+                    new watermark_config{width, ~width, width, ~width, 0, 0, 100, format, 1}, size),
+                0U);
+      EXPECT_EQ(size, 0U);
+      unsigned char byte = 9;
+      EXPECT_EQ(object.add_watermark_image(&byte, &byte), 0U);
+      const std::unique_ptr<unsigned char[]> out(object.process(&byte));
+      EXPECT_NE(out, nullptr);
+    }
   }
   // Walking all those rows would take longer than this anywhere.
   EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::seconds(1));
