@@ -1,0 +1,67 @@
+# What `cmake --install` puts where, beside the program, its library and the module, which are
+# installed where they are built. Component `program` is what runs, `development` what is built with.
+include(CMakePackageConfigHelpers)
+
+# Headers keep their paths: what the tree includes by a path, the package includes by the same.
+set(CM_PUBLIC_HEADERS
+  lib/cm/CException.h lib/cm/CMComponent.h lib/cm/CMExport.h lib/cm/CString.h
+  lib/cm/RConfiguration.h lib/cm/RDescription.h lib/cm/RFrame.h lib/cm/RPtr.h lib/cm/RQFrame.h
+  lib/cm/object_refcount.h
+  signal/gaussian_filter.h signal/processor_variant.h signal/vector_primitives.h
+  video/resize/qor_resize.h
+  video/watermark/blend_blocks.h video/watermark/blend_line.h video/watermark/overlay_plan.h
+  video/watermark/watermark.h video/watermark/watermark_impl.h)
+set(CM_DEVELOPMENT_TARGETS cm_contract signal_primitives video_resize video_watermark)
+set(CM_PKG_CONFIG_FILES cm_contract signal_primitives video_resize video_watermark)
+if(CM_BUILD_HOST)
+  list(APPEND CM_PUBLIC_HEADERS
+    host/cm/bounded_queue.h host/cm/filter_configuration.h host/cm/frame_queue.h
+    host/cm/loop_context.h host/cm/video_description.h host/cm/video_frame.h)
+  list(APPEND CM_PKG_CONFIG_FILES cm)
+endif()
+
+foreach(header IN LISTS CM_PUBLIC_HEADERS)
+  cmake_path(GET header PARENT_PATH folder)
+  install(FILES "${header}" DESTINATION "${CM_INSTALL_INCLUDEDIR}/${folder}" COMPONENT development)
+endforeach()
+install(TARGETS ${CM_DEVELOPMENT_TARGETS} EXPORT static_watermark
+        ARCHIVE COMPONENT development
+        INCLUDES DESTINATION "${CM_INSTALL_INCLUDEDIR}")
+
+# find_package(static_watermark)
+set(CM_INSTALL_CMAKEDIR "${CMAKE_INSTALL_LIBDIR}/cmake/static_watermark")
+configure_package_config_file(
+  cmake/static_watermark-config.cmake.in "${CMAKE_CURRENT_BINARY_DIR}/static_watermark-config.cmake"
+  INSTALL_DESTINATION "${CM_INSTALL_CMAKEDIR}" PATH_VARS CM_INSTALL_MODULEDIR)
+write_basic_package_version_file(
+  "${CMAKE_CURRENT_BINARY_DIR}/static_watermark-config-version.cmake" COMPATIBILITY SameMajorVersion)
+install(EXPORT static_watermark NAMESPACE static_watermark:: DESTINATION "${CM_INSTALL_CMAKEDIR}"
+        FILE static_watermark-targets.cmake COMPONENT development)
+install(FILES "${CMAKE_CURRENT_BINARY_DIR}/static_watermark-config.cmake"
+              "${CMAKE_CURRENT_BINARY_DIR}/static_watermark-config-version.cmake"
+        DESTINATION "${CM_INSTALL_CMAKEDIR}" COMPONENT development)
+
+# pkg-config: the files find their prefix from where they lie.
+set(CM_INSTALL_PKGCONFIGDIR "${CMAKE_INSTALL_LIBDIR}/pkgconfig")
+file(RELATIVE_PATH CM_PKG_CONFIG_TO_PREFIX
+     "${CMAKE_INSTALL_PREFIX}/${CM_INSTALL_PKGCONFIGDIR}" "${CMAKE_INSTALL_PREFIX}")
+foreach(name IN LISTS CM_PKG_CONFIG_FILES)
+  configure_file("cmake/pkgconfig/${name}.pc.in" "pkgconfig/${name}.pc" @ONLY)
+  install(FILES "${CMAKE_CURRENT_BINARY_DIR}/pkgconfig/${name}.pc"
+          DESTINATION "${CM_INSTALL_PKGCONFIGDIR}" COMPONENT development)
+endforeach()
+
+# The manual page, compressed without a time stamp so that builds are the same, and the completion.
+if(CM_BUILD_HOST)
+  find_program(CM_GZIP gzip REQUIRED)
+  set(page "${CMAKE_CURRENT_BINARY_DIR}/cmhost.1.gz")
+  add_custom_command(
+    OUTPUT "${page}"
+    COMMAND "${CM_GZIP}" -9nc "${CMAKE_CURRENT_SOURCE_DIR}/docs/cmhost.1" > "${page}"
+    DEPENDS docs/cmhost.1
+    VERBATIM)
+  add_custom_target(manual_page ALL DEPENDS "${page}")
+  install(FILES "${page}" DESTINATION "${CMAKE_INSTALL_MANDIR}/man1" COMPONENT program)
+  install(FILES packaging/cmhost.bash-completion RENAME cmhost
+          DESTINATION "${CMAKE_INSTALL_DATADIR}/bash-completion/completions" COMPONENT program)
+endif()

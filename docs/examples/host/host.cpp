@@ -1,0 +1,134 @@
+// A small host: reads 4:2:0 video as Y4M from standard input, has a filter module process every
+// frame, and writes the result as Y4M to standard output.
+//
+//   ffmpeg -i in.mp4 -pix_fmt yuv420p -f yuv4mpegpipe - | host MODULE.so | ffplay -
+
+#include <dlfcn.h>
+
+#include <cstdio>
+#include <cstdlib>
+#include <iostream>
+#include <memory>
+#include <sstream>
+#include <stdexcept>
+#include <string>
+
+#include "host/cm/filter_configuration.h"
+#include "host/cm/frame_queue.h"
+#include "host/cm/video_description.h"
+#include "host/cm/video_frame.h"
+#include "lib/cm/CMComponent.h"
+
+namespace {
+
+constexpr unsigned int iyuv = 0x49595556;  // 'IYUV', 8-bit planar 4:2:0
+
+struct Unload {
+  void operator()(void* library) const { ::dlclose(library); }
+};
+
+struct Size {
+  unsigned int width = 0, height = 0;
+
+  unsigned int bytes() const { return width * height + 2 * ((width / 2) * (height / 2)); }
+};
+
+// The stream's header holds its size, rate and layout as words of one letter and a value.
+Size sizeOf(const std::string& header) {
+  std::istringstream words(header);
+  std::string word;
+  words >> word;
+  if (word != "YUV4MPEG2") throw std::runtime_error("the input is no Y4M");
+  unsigned long width = 0, height = 0;
+  std::string layout = "420jpeg";
+  while (words >> word) {
+    const std::string value = word.substr(1);
+    if (word[0] == 'W') width = std::stoul(value);
+    if (word[0] == 'H') height = std::stoul(value);
+    if (word[0] == 'C') layout = value;
+  }
+  if (layout != "420jpeg" && layout != "420mpeg2" && layout != "420paldv" && layout != "420")
+    throw std::runtime_error("the input is not 8-bit 4:2:0 but " + layout);
+  // Even sizes, for which Y4M and the contract mean the same chroma planes.
+  if (width == 0 || width > 16384 || width % 2 != 0 || height == 0 || height > 16384 ||
+      height % 2 != 0)
+    throw std::runtime_error("the size is not even, or not from 2 to 16384");
+  return {static_cast<unsigned int>(width), static_cast<unsigned int>(height)};
+}
+
+std::string line() {
+  std::string text;
+  if (!std::getline(std::cin, text)) text.clear();
+  return text;
+}
+
+char* bytesOf(unsigned char* data) { return reinterpret_cast<char*>(data); }
+
+void run(const char* path) {
+  // The names of the contract that the module leaves undefined are found in this process, which is
+  // linked with libcm.
+  const std::unique_ptr<void, Unload> library(::dlopen(path, RTLD_NOW | RTLD_LOCAL));
+  if (library == nullptr) throw std::runtime_error(::dlerror());
+  using Factory = QOR::CM::RComponent* (*)();
+  const auto factory = reinterpret_cast<Factory>(::dlsym(library.get(), "getComponentInstance"));
+  if (factory == nullptr) throw std::runtime_error(::dlerror());
+  // Declared after the library, so destroyed before it is unloaded.
+  const std::unique_ptr<QOR::CM::RComponent> component(factory());
+  auto* const filter = dynamic_cast<QOR::CM::RFilter*>(component.get());
+  if (filter == nullptr) throw std::runtime_error("the module's component is no filter");
+
+  const std::string header = line();
+  const Size size = sizeOf(header);
+
+  // Queues first, then the configuration. The input's description is there from the start.
+  const auto input =
+      cm::InputQueue::create(cm::VideoDescription::create(size.width, size.height), 1);
+  const auto output = cm::OutputQueue::create(1);
+  filter->addInputReader(input);
+  filter->addOutputWriter(output);
+  const auto configuration = cm::FilterConfiguration::create();
+  configuration->setFourCC("system_informat", iyuv);
+  if (filter->configure(*configuration) != 0)
+    throw std::runtime_error("the module cannot be configured");
+
+  const auto writeWaiting = [&output, &size] {
+    while (const auto put = output->frames().tryTake()) {
+      const auto* const frame = dynamic_cast<const cm::VideoFrame*>(put->get());
+      if (frame == nullptr || frame->size() != size.bytes())
+        throw std::runtime_error("the module gave no frame of the right size");
+      std::cout << "FRAME\n";
+      std::cout.write(bytesOf(frame->data()), size.bytes());
+    }
+  };
+
+  std::cout << header << '\n';
+  while (line().compare(0, 5, "FRAME") == 0) {
+    const auto frame = cm::VideoFrame::create(iyuv, size.bytes(), nullptr);
+    if (!std::cin.read(bytesOf(frame->data()), size.bytes()))
+      throw std::runtime_error("the input ends within a frame");
+    input->frames().put(frame);
+    if (!filter->process()) throw std::runtime_error("the module does not take its input");
+    writeWaiting();
+  }
+  // A filter with more frames at the end than its queue holds needs a thread; see runloop.
+  filter->flush();
+  writeWaiting();
+  if (!std::cout.flush()) throw std::runtime_error("cannot write");
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  if (argc != 2) {
+    std::cerr << "usage: host MODULE <INPUT.y4m >OUTPUT.y4m\n";
+    return 2;
+  }
+  try {
+    std::ios::sync_with_stdio(false);
+    run(argv[1]);
+    return EXIT_SUCCESS;
+  } catch (const std::exception& exception) {
+    std::cerr << "host: " << exception.what() << '\n';
+    return EXIT_FAILURE;
+  }
+}
