@@ -5,6 +5,9 @@
 #include <algorithm>
 #include <cstring>
 #include <iterator>
+#include <map>
+#include <numeric>
+#include <vector>
 
 namespace cmhost {
 
@@ -23,9 +26,13 @@ std::uint64_t bigEndian(const unsigned char* bytes, int count) {
   return value;
 }
 
-std::uint64_t littleEndian32(const unsigned char* bytes) {
-  return bytes[0] | bytes[1] << 8 | bytes[2] << 16 | static_cast<std::uint64_t>(bytes[3]) << 24;
+std::uint64_t littleEndian(const unsigned char* bytes, int count) {
+  std::uint64_t value = 0;
+  for (int i = count - 1; i >= 0; --i) value = value << 8 | bytes[i];
+  return value;
 }
+
+std::int64_t sizeOf(int file) { return ::lseek(file, 0, SEEK_END); }
 
 // Sums that leave 63 bits are no sizes.
 std::int64_t end(std::int64_t start, std::uint64_t size) {
@@ -84,7 +91,7 @@ std::int64_t aviSize(int file) {
   unsigned char head[12];
   while (readAt(file, offset, head, sizeof head) && std::memcmp(head, "RIFF", 4) == 0 &&
          std::memcmp(head + 8, "AVI", 3) == 0) {
-    const std::uint64_t size = littleEndian32(head + 4);
+    const std::uint64_t size = littleEndian(head + 4, 4);
     if (size == 0) return unknown;
     offset += static_cast<std::int64_t>(size + (size & 1)) + 8;
   }
@@ -101,8 +108,169 @@ std::int64_t transportStreamSize(int file) {
     return true;
   };
   const std::int64_t length = hasPackets(0, 188) ? 188 : hasPackets(4, 192) ? 192 : 0;
-  const std::int64_t size = ::lseek(file, 0, SEEK_END);
+  const std::int64_t size = sizeOf(file);
   return length == 0 || size < 0 ? unknown : (size + length - 1) / length * length;
+}
+
+// ASF: objects of an identifier, a length and the content, the first of which holds others. One of
+// those has the size of the file, which is not known in what was sent out live.
+std::int64_t asfSize(int file) {
+  static constexpr unsigned char fileProperties[] = {0xA1, 0xDC, 0xAB, 0x8C, 0x47, 0xA9,
+                                                     0xCF, 0x11, 0x8E, 0xE4, 0x00, 0xC0,
+                                                     0x0C, 0x20, 0x53, 0x65};
+  std::int64_t offset = 30;
+  unsigned char head[92];
+  for (int object = 0; object < 64 && readAt(file, offset, head, 24); ++object) {
+    if (std::memcmp(head, fileProperties, sizeof fileProperties) == 0) {
+      if (!readAt(file, offset, head, sizeof head)) return unknown;
+      const bool live = (head[88] & 1) != 0;
+      return live ? unknown : end(0, littleEndian(head + 40, 8));
+    }
+    offset = end(offset, littleEndian(head + 16, 8));
+  }
+  return unknown;
+}
+
+// FLV: behind the header, tags of a type, a length and the content, each followed by its own size.
+std::int64_t flvSize(int file) {
+  constexpr int sizeBytes = 4;
+  constexpr int headBytes = 11;
+  unsigned char head[headBytes];
+  if (!readAt(file, 0, head, 9)) return unknown;
+  std::int64_t offset = static_cast<std::int64_t>(bigEndian(head + 5, 4)) + sizeBytes;
+  while (readAt(file, offset, head, headBytes)) {
+    const int type = head[0] & 0x1F;
+    if (type != 8 && type != 9 && type != 18) return unknown;
+    offset += headBytes + static_cast<std::int64_t>(bigEndian(head + 1, 3)) + sizeBytes;
+  }
+  const bool anotherBegins = offset < sizeOf(file);
+  return anotherBegins ? offset + headBytes + sizeBytes : offset;
+}
+
+// MXF: items of a key of 16 bytes, a length and the content, one after another.
+struct MxfItem {
+  std::int64_t content = unknown;
+  std::int64_t end = unknown;  // where there is no item
+  bool isPartition = false;
+};
+
+MxfItem mxfItemAt(int file, std::int64_t offset) {
+  static constexpr unsigned char partition[] = {0x06, 0x0E, 0x2B, 0x34, 0x02, 0x05, 0x01,
+                                                0x01, 0x0D, 0x01, 0x02, 0x01, 0x01};
+  MxfItem item;
+  unsigned char head[25];
+  if (!readAt(file, offset, head, 17) || std::memcmp(head, partition, 4) != 0) return item;
+  const int lengthBytes = head[16] < 0x80 ? 0 : head[16] - 0x80;
+  if (lengthBytes > 8 || !readAt(file, offset, head, 17 + static_cast<std::size_t>(lengthBytes)))
+    return item;
+  item.content = offset + 17 + lengthBytes;
+  item.end = end(item.content, lengthBytes == 0 ? head[16] : bigEndian(head + 17, lengthBytes));
+  item.isPartition = std::memcmp(head, partition, sizeof partition) == 0;
+  return item;
+}
+
+// The first item says where the last partition begins, unless the file was never finished.
+std::int64_t mxfSize(int file) {
+  unsigned char fields[48];
+  const MxfItem header = mxfItemAt(file, 0);
+  if (!header.isPartition || !readAt(file, header.content, fields, sizeof fields)) return unknown;
+  const std::uint64_t footerOffset = bigEndian(fields + 24, 8);
+  const std::int64_t footerBegin = end(0, footerOffset);
+  if (footerOffset == 0 || footerBegin == unknown) return unknown;
+
+  const std::int64_t size = sizeOf(file);
+  const std::int64_t atLeast = footerBegin + 17 + static_cast<std::int64_t>(sizeof fields);
+  if (size < atLeast) return atLeast;
+  const MxfItem footer = mxfItemAt(file, footerBegin);
+  if (!footer.isPartition || footer.end == unknown) return unknown;
+  std::int64_t offset = footer.end;
+  for (MxfItem item = footer; item.end != unknown; item = mxfItemAt(file, offset))
+    offset = item.end;
+  if (!readAt(file, footer.content, fields, sizeof fields)) return footer.end;
+  const std::int64_t metadataEnd = end(footer.end, bigEndian(fields + 32, 8));
+  const std::uint64_t index = bigEndian(fields + 40, 8);
+  return metadataEnd == unknown ? unknown : std::max(offset, end(metadataEnd, index));
+}
+
+// The last bytes of a file, and where they begin.
+struct Tail {
+  std::int64_t begin = 0;
+  std::vector<unsigned char> bytes;
+};
+
+Tail readTail(int file) {
+  constexpr std::int64_t mostBytes = 1 << 18;
+  const std::int64_t size = sizeOf(file);
+  Tail tail;
+  tail.begin = std::max<std::int64_t>(0, size - mostBytes);
+  tail.bytes.resize(static_cast<std::size_t>(size - tail.begin));
+  if (!readAt(file, tail.begin, tail.bytes.data(), tail.bytes.size())) tail.bytes.clear();
+  return tail;
+}
+
+// The bytes of an Ogg page of which `left` are there: at least as many as can be told.
+std::size_t oggPageLength(const unsigned char* page, std::size_t left) {
+  constexpr std::size_t headBytes = 27;
+  if (left < headBytes) return headBytes;
+  const std::size_t tableEnd = headBytes + page[headBytes - 1];
+  if (left < tableEnd) return tableEnd;
+  return std::accumulate(page + headBytes, page + tableEnd, tableEnd);
+}
+
+// Ogg: pages of a head, a table of lengths and the content. The last page of each stream is marked.
+std::int64_t oggSize(int file) {
+  constexpr std::uint64_t capture = 0x4F676753;
+  const Tail tail = readTail(file);
+  const std::vector<unsigned char>& bytes = tail.bytes;
+  std::map<std::uint64_t, bool> ended;  // by the stream's number
+  std::size_t at = 0;
+  while (at + 4 <= bytes.size()) {
+    if (bigEndian(&bytes[at], 4) != capture) {
+      ++at;
+      continue;
+    }
+    const std::size_t left = bytes.size() - at;
+    const std::size_t length = oggPageLength(&bytes[at], left);
+    if (length > left) return tail.begin + static_cast<std::int64_t>(at + length);
+    ended[littleEndian(&bytes[at + 14], 4)] = (bytes[at + 5] & 4) != 0;
+    at += length;
+  }
+  if (ended.empty()) return unknown;
+  const bool whole =
+      std::all_of(ended.begin(), ended.end(), [](const auto& stream) { return stream.second; });
+  const std::int64_t size = tail.begin + static_cast<std::int64_t>(bytes.size());
+  return whole ? size : size + 1;
+}
+
+// The bytes of an element of an MPEG program stream of which `left` are there, at least as many as
+// can be told; 0 for what is none.
+std::size_t programElementLength(const unsigned char* element, std::size_t left) {
+  const std::uint64_t code = bigEndian(element, 4);
+  if (code == 0x1B9) return 4;
+  if (code == 0x1BA) {
+    const bool mpeg2 = left > 4 && (element[4] & 0xC0) == 0x40;
+    return !mpeg2 ? 12 : left < 14 ? 14 : 14 + (element[13] & 7U);
+  }
+  if (code < 0x1BB || code > 0x1FF) return 0;
+  return left < 6 ? 6 : 6 + bigEndian(element + 4, 2);
+}
+
+// MPEG program stream: packs and packets that begin with a code; a packet's length follows it. The
+// first pack in the tail shows where to begin.
+std::int64_t programStreamSize(int file) {
+  static constexpr unsigned char pack[] = {0x00, 0x00, 0x01, 0xBA};
+  const Tail tail = readTail(file);
+  const std::vector<unsigned char>& bytes = tail.bytes;
+  const auto first = std::search(bytes.begin(), bytes.end(), std::begin(pack), std::end(pack));
+  auto at = static_cast<std::size_t>(first - bytes.begin());
+  while (at + 4 <= bytes.size()) {
+    const std::size_t left = bytes.size() - at;
+    const std::size_t length = programElementLength(&bytes[at], left);
+    if (length > left) return tail.begin + static_cast<std::int64_t>(at + length);
+    if (length == 0) break;  // not as expected, or filled up behind the end
+    at += length;
+  }
+  return unknown;
 }
 
 }  // namespace
@@ -110,8 +278,24 @@ std::int64_t transportStreamSize(int file) {
 std::int64_t declaredSize(int file) {
   unsigned char head[8];
   if (!readAt(file, 0, head, sizeof head)) return unknown;
-  if (bigEndian(head, 4) == 0x1A45DFA3) return matroskaSize(file);
-  if (std::memcmp(head, "RIFF", 4) == 0) return aviSize(file);
+  switch (bigEndian(head, 4)) {
+    case 0x1A45DFA3:
+      return matroskaSize(file);
+    case 0x3026B275:
+      return asfSize(file);
+    case 0x060E2B34:
+      return mxfSize(file);
+    case 0x4F676753:  // "OggS"
+      return oggSize(file);
+    case 0x52494646:  // "RIFF"
+      return aviSize(file);
+    case 0x464C5601:  // "FLV", version 1
+      return flvSize(file);
+    case 0x000001BA:
+      return programStreamSize(file);
+    default:
+      break;
+  }
   const std::int64_t size = mp4Size(file);
   return size != unknown ? size : transportStreamSize(file);
 }

@@ -180,11 +180,14 @@ void Input::feedDecoder() {
     }
     if (result < 0) failDamaged(avErrorReason(result));
     packetsEnd_ = std::max(packetsEnd_, packet_->pos + packet_->size);
+    noteTime(*packet_);
+    const bool whole = (packet_->flags & AV_PKT_FLAG_CORRUPT) == 0;
+    if (!whole)
+      skipOrFail("a packet of stream " + std::to_string(packet_->stream_index) + " is incomplete");
     if (packet_->stream_index == video_->index) break;
-    passOn(*packet_);
+    if (whole) passOn(*packet_);
     av_packet_unref(packet_.get());
   }
-  if ((packet_->flags & AV_PKT_FLAG_CORRUPT) != 0) skipOrFail("a packet is incomplete");
   const int result = avcodec_send_packet(decoder_.get(), packet_.get());
   av_packet_unref(packet_.get());
   if (result < 0) skipOrFail(avErrorReason(result));
@@ -271,9 +274,32 @@ void Input::checkLength() const {
                 std::to_string(file_.size()));
 }
 
+void Input::noteTime(const AVPacket& packet) {
+  if (packet.pts == AV_NOPTS_VALUE) return;
+  const AVRational timeBase = format_->streams[packet.stream_index]->time_base;
+  const std::int64_t end = packet.pts + std::max<std::int64_t>(packet.duration, 0);
+  timesEnd_ = std::max(timesEnd_, av_rescale_q(end, timeBase, AV_TIME_BASE_Q));
+}
+
+// The header of these containers says how long the file lasts. Some writers leave out the last
+// picture's own time.
+void Input::checkDuration() const {
+  const char* const container = format_->iformat->name;
+  if (std::strcmp(container, "mxf") != 0 && std::strcmp(container, "flv") != 0) return;
+  if (format_->duration == AV_NOPTS_VALUE) return;
+  const AVRational rate = frameRate();
+  const std::int64_t tolerance =
+      rate.num > 0 ? av_rescale_q(2, av_inv_q(rate), AV_TIME_BASE_Q) : AV_TIME_BASE / 10;
+  if (timesEnd_ < format_->duration - tolerance)
+    failDamaged("it should last " +
+                secondsText(static_cast<double>(format_->duration) / AV_TIME_BASE) +
+                " but ends at " + secondsText(static_cast<double>(timesEnd_) / AV_TIME_BASE));
+}
+
 // A file that was cut may end without an error.
 void Input::checkComplete() const {
   checkLength();
+  checkDuration();
   const bool isY4m = std::strcmp(format_->iformat->name, "yuv4mpegpipe") == 0;
   if (isY4m && file_.size() > packetsEnd_) failDamaged("its last picture is incomplete");
   if (decodedFrames_ > 0) return;

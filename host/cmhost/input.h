@@ -62,7 +62,9 @@ class Input {
   bool isBeforeStart(std::int64_t time, AVRational timeBase) const;
   void passOn(AVPacket& packet);
   void passOnRest();
+  void noteTime(const AVPacket& packet);
   void checkLength() const;
+  void checkDuration() const;
   void checkComplete() const;
   void finishFrame(AVFrame& frame);
   void beginAt(std::int64_t pts);
@@ -86,6 +88,7 @@ class Input {
   std::int64_t nextPts_ = 0;     ///< in the file, for a frame without a time stamp
   double lastFrameSeconds_ = 0;  ///< of the last frame decoded, in the file
   std::int64_t packetsEnd_ = 0;  ///< byte after the last packet
+  std::int64_t timesEnd_ = 0;    ///< when the last packet ends, in microseconds
 };
 
 }  // namespace cmhost
