@@ -15,8 +15,8 @@ own name when it is whole.
 
 Output:
       --overwrite             replace an existing OUTPUT
-      --keep-partial          when an error ends the run, keep what was written,
-                              under its temporary name
+      --keep-partial          when an error ends the run, keep what was
+                              written, under its temporary name
       --output-format NAME    container to write (default: by OUTPUT's name;
                               yuv4mpegpipe on standard output)
       --encoder NAME          encoder of the video (default: FFV1 in Matroska,
@@ -58,7 +58,8 @@ Looking and checking (frames count from 0):
                               of the whole run; '-' is standard output
 
 Messages:
-      --progress WHEN         show progress: auto (on a terminal), always, never
+      --progress WHEN         show progress: auto (on a terminal), always or
+                              never
   -q, --quiet                 print warnings and errors only
 
   -h, --help                  print this help and exit

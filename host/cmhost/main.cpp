@@ -34,7 +34,8 @@ int failed(const char* reason, int exitCode = cmhost::exitFailed) {
 
 int main(int argc, char** argv) {
   keepPicturesMemory();
-  std::signal(SIGPIPE, SIG_IGN);  // a closed pipe is told by the write that fails
+  std::signal(SIGPIPE, SIG_IGN);  // told by the write that fails, as is the next
+  std::signal(SIGXFSZ, SIG_IGN);
   cmhost::captureAvLog();
   try {
     int exitCode = cmhost::exitDone;

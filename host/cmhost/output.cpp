@@ -73,6 +73,7 @@ void Output::putOther(AVPacket& packet) {
 }
 
 void Output::endFrames() {
+  framesEnded_ = true;
   if (encoder_ != nullptr) encoder_->finish();
 }
 
@@ -88,9 +89,9 @@ void Output::commit() {
 }
 
 void Output::keepPartial() {
-  if (file_ == nullptr || !started_ || file_->partialName().empty()) return;
+  if (!started_ || file_->partialName().empty()) return;
   try {
-    encoder_->finish();
+    if (!framesEnded_) endFrames();
     muxer_->finish();
   } catch (const Failure&) {
     // What there is is kept without its end.

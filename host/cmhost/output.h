@@ -64,6 +64,7 @@ class Output {
   const PictureLayout* layout_ = nullptr;
   AVRational timeBase_{};
   bool started_ = false;  ///< the header is written
+  bool framesEnded_ = false;
   std::atomic<std::int64_t> frames_{0};
 };
 

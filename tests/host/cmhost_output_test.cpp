@@ -139,25 +139,4 @@ TEST_F(Output, EncodersThatDoNotFit) {
   EXPECT_EQ(folder.names(), std::vector<std::string>{"in.mkv"});
 }
 
-TEST_F(Output, ProgressIsShownOnATerminal) {
-  const int terminal = ::posix_openpt(O_RDWR | O_NOCTTY | O_CLOEXEC | O_NONBLOCK);
-  ASSERT_GE(terminal, 0);
-  ASSERT_EQ(::grantpt(terminal), 0);
-  ASSERT_EQ(::unlockpt(terminal), 0);
-  program::Streams streams;
-  streams.err = ::open(::ptsname(terminal), O_RDWR | O_NOCTTY | O_CLOEXEC);
-  ASSERT_GE(streams.err, 0);
-  const Result result = run({"in.mkv", "out.mkv"}, streams);
-  EXPECT_EQ(result.exitCode, 0);
-  std::string shown(65536, '\0');
-  const ssize_t count = ::read(terminal, shown.data(), shown.size());
-  ASSERT_GT(count, 0);
-  shown.resize(static_cast<std::size_t>(count));
-  EXPECT_NE(shown.find("frame 20 of 20 (100%)"), std::string::npos) << shown;
-  EXPECT_NE(shown.find(" fps"), std::string::npos) << shown;
-  EXPECT_NE(shown.find("cmhost: 20 frames in "), std::string::npos) << shown;
-  ::close(streams.err);
-  ::close(terminal);
-}
-
 }  // namespace

@@ -1,6 +1,8 @@
 // The command line itself.
 #include <gtest/gtest.h>
 
+#include <sstream>
+
 #include "tests/host/program.h"
 
 namespace {
@@ -14,10 +16,40 @@ TEST(Usage, HelpNamesEveryOption) {
   const auto result = run({"--help"});
   EXPECT_EQ(result.exitCode, 0);
   EXPECT_EQ(result.err, "");
-  for (const char* const word :
-       {"INPUT", "OUTPUT", "--module", "--encoder", "--encoder-option", "--output-format",
-        "--convert", "--overwrite", "--version", "--help", "Exit status"})
+  for (const char* const word : {"INPUT",
+                                 "OUTPUT",
+                                 "--module",
+                                 "--encoder",
+                                 "--encoder-option",
+                                 "--output-format",
+                                 "--convert",
+                                 "--overwrite",
+                                 "--version",
+                                 "--help",
+                                 "Exit status",
+                                 "--keep-partial",
+                                 "--input-format",
+                                 "--input-option",
+                                 "--start",
+                                 "--frames",
+                                 "--compare",
+                                 "--set",
+                                 "--inspect",
+                                 "--size",
+                                 "--layout",
+                                 "--json",
+                                 "--preview",
+                                 "--hash",
+                                 "--progress",
+                                 "--quiet",
+                                 "130",
+                                 "143"})
     EXPECT_NE(result.out.find(word), std::string::npos) << word;
+}
+
+TEST(Usage, HelpFitsATerminal) {
+  std::istringstream lines(run({"--help"}).out);
+  for (std::string line; std::getline(lines, line);) EXPECT_LE(line.size(), 79U) << line;
 }
 
 TEST(Usage, Version) {
@@ -38,6 +70,21 @@ TEST(Usage, WrongOnes) {
       {"--encoder-option", "crf", "in.mkv", "out.mkv"},
       {"--encoder-option", "=5", "in.mkv", "out.mkv"},
       {"in.mkv", "out.mkv", "--module"},
+      {"--input-option", "=5", "in.mkv", "out.mkv"},
+      {"--set", "key=ABC", "in.mkv", "out.mkv"},
+      {"--set", "key=0x123", "in.mkv", "out.mkv"},
+      {"--set", "key=0xGGGGGGGG", "in.mkv", "out.mkv"},
+      {"--set", "=ABCD", "in.mkv", "out.mkv"},
+      {"--start", "soon", "in.mkv", "out.mkv"},
+      {"--start", "-1", "in.mkv", "out.mkv"},
+      {"--frames", "0", "in.mkv", "out.mkv"},
+      {"--frames", "-5", "in.mkv", "out.mkv"},
+      {"--frames", "99999999999999999999", "in.mkv", "out.mkv"},
+      {"--frames", "5x", "in.mkv", "out.mkv"},
+      {"--preview", "look.jpg", "in.mkv", "out.mkv"},
+      {"--preview", ".png", "in.mkv", "out.mkv"},
+      {"--preview", "look.png@x", "in.mkv", "out.mkv"},
+      {"--progress", "sometimes", "in.mkv", "out.mkv"},
   };
   for (const auto& arguments : wrong) {
     const auto result = run(arguments);

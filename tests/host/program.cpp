@@ -2,6 +2,7 @@
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
+#include <sys/ioctl.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -13,6 +14,7 @@
 #include <fstream>
 #include <iterator>
 #include <thread>
+#include <utility>
 
 namespace program {
 
@@ -42,13 +44,12 @@ int waitFor(pid_t child) {
 
 }  // namespace
 
-Result run(const std::string& folder, const std::vector<std::string>& arguments,
-           const Streams& streams) {
-  const Folder caught;
-  const std::string outPath = caught / "out";
-  const std::string errPath = caught / "err";
-  const int out = streams.out >= 0 ? ::dup(streams.out) : openFor(outPath);
-  const int err = streams.err >= 0 ? ::dup(streams.err) : openFor(errPath);
+Process::Process(const std::string& folder, const std::vector<std::string>& arguments,
+                 const Streams& streams)
+    : streams_(streams) {
+  const int in = streams.in >= 0 ? ::dup(streams.in) : ::open("/dev/null", O_RDONLY | O_CLOEXEC);
+  const int out = streams.out >= 0 ? ::dup(streams.out) : openFor(caught_ / "out");
+  const int err = streams.err >= 0 ? ::dup(streams.err) : openFor(caught_ / "err");
 
   std::vector<std::string> words = {CMHOST_PROGRAM};
   words.insert(words.end(), arguments.begin(), arguments.end());
@@ -56,19 +57,88 @@ Result run(const std::string& folder, const std::vector<std::string>& arguments,
   for (std::string& word : words) argv.push_back(word.data());
   argv.push_back(nullptr);
 
-  const pid_t child = ::fork();
-  if (child == 0) {
+  child_ = ::fork();
+  if (child_ == 0) {
+    ::dup2(in, STDIN_FILENO);
     ::dup2(out, STDOUT_FILENO);
     ::dup2(err, STDERR_FILENO);
+    // Whoever runs the tests may ignore them.
+    for (const int number : {SIGINT, SIGTERM, SIGPIPE}) std::signal(number, SIG_DFL);
     if (::chdir(folder.c_str()) == 0) ::execv(argv[0], argv.data());
     ::_exit(127);
   }
+  ::close(in);
   ::close(out);
   ::close(err);
+}
+
+Process::~Process() {
+  if (child_ < 0) return;
+  ::kill(child_, SIGKILL);
+  ::waitpid(child_, nullptr, 0);
+}
+
+void Process::signal(int number) const { ::kill(child_, number); }
+
+std::string Process::errSoFar() const { return readFile(caught_ / "err"); }
+
+Result Process::wait() {
   Result result;
-  result.exitCode = waitFor(child);
-  if (streams.out < 0) result.out = readFile(outPath);
-  if (streams.err < 0) result.err = readFile(errPath);
+  result.exitCode = waitFor(std::exchange(child_, -1));
+  if (streams_.out < 0) result.out = readFile(caught_ / "out");
+  if (streams_.err < 0) result.err = readFile(caught_ / "err");
+  return result;
+}
+
+Result run(const std::string& folder, const std::vector<std::string>& arguments,
+           const Streams& streams) {
+  return Process(folder, arguments, streams).wait();
+}
+
+Pipe::Pipe() : ends_{-1, -1} {
+  if (::pipe2(ends_, O_CLOEXEC) != 0) throw std::runtime_error("no pipe");
+  std::signal(SIGPIPE, SIG_IGN);
+}
+
+Pipe::~Pipe() {
+  closeReadEnd();
+  closeWriteEnd();
+}
+
+void Pipe::closeReadEnd() {
+  if (ends_[0] >= 0) ::close(std::exchange(ends_[0], -1));
+}
+
+void Pipe::closeWriteEnd() {
+  if (ends_[1] >= 0) ::close(std::exchange(ends_[1], -1));
+}
+
+bool Pipe::write(const std::string& bytes) const {
+  for (std::size_t done = 0; done < bytes.size();) {
+    const ssize_t count = ::write(ends_[1], bytes.data() + done, bytes.size() - done);
+    if (count < 0) return false;
+    done += static_cast<std::size_t>(count);
+  }
+  return true;
+}
+
+void Pipe::waitUntilEmpty() const {
+  const auto deadline = std::chrono::steady_clock::now() + longestRun;
+  int waiting = 1;
+  while (::ioctl(ends_[1], FIONREAD, &waiting) == 0 && waiting > 0) {
+    if (std::chrono::steady_clock::now() > deadline) {
+      ADD_FAILURE() << "nobody reads the pipe";
+      return;
+    }
+    std::this_thread::sleep_for(std::chrono::milliseconds(2));
+  }
+}
+
+std::string Pipe::readAll() const {
+  std::string result;
+  char part[65536];
+  for (ssize_t count; (count = ::read(ends_[0], part, sizeof part)) > 0;)
+    result.append(part, static_cast<std::size_t>(count));
   return result;
 }
 

@@ -15,17 +15,13 @@ struct Result {
   std::string err;    ///< what it wrote on standard error
 };
 
-/// Where standard output and standard error go instead of being caught; descriptors that the caller
-/// keeps, -1 to catch.
+/// Where the standard streams come from and go to; descriptors that the caller keeps. -1: standard
+/// input is empty, the others are caught.
 struct Streams {
   int out = -1;
   int err = -1;
+  int in = -1;
 };
-
-/// Runs `cmhost` with `arguments` in a folder and waits for it; a run that takes longer than a
-/// minute is killed and fails the test.
-Result run(const std::string& folder, const std::vector<std::string>& arguments,
-           const Streams& streams = {});
 
 /// A new empty folder that goes with this object.
 class Folder {
@@ -43,6 +39,62 @@ class Folder {
 
  private:
   std::string path_;
+};
+
+/// A run of `cmhost` under way.
+class Process {
+ public:
+  /// Runs `cmhost` with `arguments` in a folder.
+  Process(const std::string& folder, const std::vector<std::string>& arguments,
+          const Streams& streams = {});
+
+  /// Kills it if it still runs.
+  ~Process();
+  Process(const Process&) = delete;
+  Process& operator=(const Process&) = delete;
+
+  void signal(int number) const;
+
+  /// What it has written on standard error so far, if that is caught.
+  std::string errSoFar() const;
+
+  /// Waits for its end; one that takes longer than a minute is killed and fails the test.
+  Result wait();
+
+ private:
+  Streams streams_;
+  Folder caught_;
+  pid_t child_ = -1;
+};
+
+/// Runs `cmhost` to its end.
+Result run(const std::string& folder, const std::vector<std::string>& arguments,
+           const Streams& streams = {});
+
+/// A pipe whose ends are closed with it.
+class Pipe {
+ public:
+  Pipe();
+  ~Pipe();
+  Pipe(const Pipe&) = delete;
+  Pipe& operator=(const Pipe&) = delete;
+
+  int readEnd() const { return ends_[0]; }
+  int writeEnd() const { return ends_[1]; }
+  void closeReadEnd();
+  void closeWriteEnd();
+
+  /// Writes everything; false when nobody reads any more.
+  bool write(const std::string& bytes) const;
+
+  /// Waits until somebody has read all that was written.
+  void waitUntilEmpty() const;
+
+  /// Reads until whoever writes closes.
+  std::string readAll() const;
+
+ private:
+  int ends_[2];
 };
 
 /// The path of a module built for these tests, see `stub_module.cpp`.

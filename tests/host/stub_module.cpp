@@ -54,6 +54,11 @@ class Stub final : public RFilter {
     if (is("configure_throws")) throw std::runtime_error("a standard exception");
     outputWriters()[0]->setDescription(inputReaders()[0]->getDescription());
     fourcc_ = config.getFourCC("system_informat", 0);
+    if (is("tells_keys")) {
+      std::printf("greeting %08x, system_informat %08x\n", config.getFourCC("greeting", 0),
+                  fourcc_);
+      return 0;
+    }
     std::printf("configured\n");
     return 0;
   }
