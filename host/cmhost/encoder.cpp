@@ -4,7 +4,9 @@ extern "C" {
 #include <libavutil/pixdesc.h>
 }
 
+#include <algorithm>
 #include <cstring>
+#include <iterator>
 #include <utility>
 
 #include "host/cmhost/dictionary.h"
@@ -40,6 +42,15 @@ bool countsFrames(AVCodecID codec) {
   return codec == AV_CODEC_ID_MPEG1VIDEO || codec == AV_CODEC_ID_MPEG2VIDEO ||
          codec == AV_CODEC_ID_MPEG4 || codec == AV_CODEC_ID_MSMPEG4V3 ||
          codec == AV_CODEC_ID_H263 || codec == AV_CODEC_ID_DNXHD;
+}
+
+// The QuickTime family keeps any time though its muxers do not declare it.
+bool keepsAnyTime(const AVOutputFormat& container) {
+  static constexpr const char* quickTime[] = {"mov",  "mp4", "3gp",  "3g2",
+                                              "ipod", "psp", "ismv", "f4v"};
+  return (container.flags & AVFMT_VARIABLE_FPS) != 0 ||
+         std::any_of(std::begin(quickTime), std::end(quickTime),
+                     [&](const char* name) { return std::strcmp(container.name, name) == 0; });
 }
 
 // Other encoders may read a little beyond a row's end, as they may in pictures that the media
@@ -116,8 +127,8 @@ AVPixelFormat Encoder::choosePixelFormat(const PictureLayout& layout, AVColorRan
 }
 
 AVRational Encoder::chooseTimeBase(AVRational frameRate) const {
-  const bool variable = (muxer_.container().flags & AVFMT_VARIABLE_FPS) != 0;
-  if (frameRate.num > 0 && (!variable || countsFrames(codec_->id))) return av_inv_q(frameRate);
+  if (frameRate.num > 0 && (!keepsAnyTime(muxer_.container()) || countsFrames(codec_->id)))
+    return av_inv_q(frameRate);
   return inputTimeBase_;
 }
 
@@ -135,7 +146,8 @@ void Encoder::describe(const Input& input, const AVFrame& first) {
   encoder_->colorspace = first.colorspace;
   encoder_->chroma_sample_location = first.chroma_location;
   encoder_->field_order = stream.codecpar->field_order;
-  if (first.interlaced_frame != 0 && !isInterlaced(encoder_->field_order))
+  // The picture's own word, since some containers tell the order in the old stream and not in time.
+  if (first.interlaced_frame != 0)
     encoder_->field_order = first.top_field_first != 0 ? AV_FIELD_TT : AV_FIELD_BB;
   if (isInterlaced(encoder_->field_order))
     encoder_->flags |= AV_CODEC_FLAG_INTERLACED_DCT | AV_CODEC_FLAG_INTERLACED_ME;
