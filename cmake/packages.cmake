@@ -4,6 +4,7 @@ set(CPACK_GENERATOR DEB)
 set(CPACK_PACKAGE_VENDOR "static_watermark maintainers")
 set(CPACK_PACKAGE_CONTACT
     "static_watermark maintainers <maintainers@users.noreply.c-seed-2b5993db.example>")
+set(CPACK_PACKAGE_DESCRIPTION_SUMMARY "")  # each package has a description of its own
 set(CPACK_PACKAGING_INSTALL_PREFIX /usr)
 set(CPACK_COMPONENTS_ALL program development)
 set(CPACK_COMPONENTS_GROUPING IGNORE)
@@ -20,7 +21,11 @@ set(CPACK_DEBIAN_PROGRAM_PACKAGE_NAME cmhost)
 set(CPACK_DEBIAN_PROGRAM_PACKAGE_SECTION video)
 set(CPACK_DEBIAN_PROGRAM_PACKAGE_SHLIBDEPS ON)
 set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS_PRIVATE_DIRS "${CMAKE_CURRENT_BINARY_DIR}/host")
-set(CPACK_DEBIAN_PACKAGE_GENERATE_SHLIBS ON)
+set(CPACK_DEBIAN_PROGRAM_PACKAGE_CONTROL_EXTRA
+    "${PROJECT_SOURCE_DIR}/packaging/debian/triggers"
+    "${CMAKE_CURRENT_BINARY_DIR}/packaging/shlibs")
+file(WRITE "${CMAKE_CURRENT_BINARY_DIR}/packaging/shlibs"
+     "libcm ${PROJECT_VERSION_MAJOR} cmhost (>= ${PROJECT_VERSION})\n")
 set(CPACK_DEBIAN_PROGRAM_DESCRIPTION
 "run videos through filter modules, such as a watermark
 cmhost decodes a video, has a filter module process every frame and writes
@@ -56,6 +61,8 @@ if(CMAKE_INSTALL_PREFIX STREQUAL "/usr" AND CM_BUILD_HOST)
     install(FILES "${changelog}" packaging/debian/copyright
             DESTINATION "${CMAKE_INSTALL_DATADIR}/doc/${name}" COMPONENT ${component})
   endforeach()
+  install(FILES packaging/debian/lintian-overrides RENAME cmhost
+          DESTINATION "${CMAKE_INSTALL_DATADIR}/lintian/overrides" COMPONENT program)
   install(FILES docs/writing-a-host.md docs/writing-a-module.md
           DESTINATION "${CMAKE_INSTALL_DATADIR}/doc/static-watermark-dev" COMPONENT development)
   install(DIRECTORY docs/examples
