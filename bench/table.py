@@ -1,11 +1,12 @@
 #!/usr/bin/env python3
-"""Runs the benchmarks and prints one table: bench/table.py PROGRAM [--level LEVEL]
+"""Runs the benchmarks and prints one table: bench/table.py PROGRAM CMHOST [--level LEVEL]
 [--repetitions N] [--only PATTERN]
 
 A row compares our time with another's for the same work. The subjects of a group run alternately,
 in an order drawn anew for every repetition, so that a machine growing slower or faster hits all of
 them; the least time of each counts. It is processor time of the thread, which other programs on the
-machine cannot lengthen much, except where a team of threads is measured by the clock.
+machine cannot lengthen much, except where a team of threads is measured by the clock. The last rows
+compare whole programs; see whole_program.py.
 """
 
 import argparse
@@ -16,6 +17,8 @@ import re
 import subprocess
 import sys
 from collections import namedtuple
+
+import whole_program
 
 # group: of the benchmarks; other: the subject measured against; goal: the ratio of our time to the
 # other's that is to be reached at most, by level where it differs, None where there is none.
@@ -152,6 +155,20 @@ def growth_cells(benchmarks):
                  ours / copy if ours and copy else None, 1.0)
 
 
+# How often the whole programs run at most: each time some seconds.
+PROGRAM_REPETITIONS = 5
+
+
+def program_lines(cmhost, repetitions, pattern):
+    wanted = [bool(re.search(pattern, name)) for name in whole_program.names()]
+    if not any(wanted):
+        return []
+    found = whole_program.comparisons(cmhost, min(repetitions, PROGRAM_REPETITIONS))
+    return [cells(what, ours, "ffmpeg, overlay filter", theirs, "", ratio, goal)
+            for want, what, (ours, theirs, ratio, goal)
+            in zip(wanted, whole_program.names(), found) if want]
+
+
 def print_table(lines):
     header = ["what", "ours", "against", "theirs", "copy", "ratio", "goal", "verdict"]
     numbers = {1, 3, 4, 5, 6}
@@ -175,6 +192,7 @@ def processor_name():
 def main():
     parser = argparse.ArgumentParser(prog="script/bench", description="Prints one table of times.")
     parser.add_argument("program", help=argparse.SUPPRESS)
+    parser.add_argument("cmhost", help=argparse.SUPPRESS)
     parser.add_argument("--level", help="portable, sse2, ssse3, sse41, avx2 or avx512; "
                         "without it, what start-up chooses")
     parser.add_argument("--repetitions", type=int, default=15, help="of every measurement")
@@ -193,11 +211,13 @@ def main():
     if sys.stderr.isatty():
         print("\r\033[K", end="", file=sys.stderr, flush=True)
 
-    print(f"{processor_name()}, level {benchmarks.level}, one thread, "
+    level = f"level {benchmarks.level}, one thread, " if groups else ""
+    print(f"{processor_name()}, {level}"
           f"least of {options.repetitions} repetitions, load {os.getloadavg()[1]:.1f}\n")
     lines = [row_cells(row, benchmarks) for row in rows]
     if growth:
         lines.append(growth_cells(benchmarks))
+    lines += program_lines(options.cmhost, options.repetitions, options.only)
     print_table(lines)
 
 
