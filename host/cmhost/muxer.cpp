@@ -25,29 +25,6 @@ const AVOutputFormat& chooseContainer(const OutputFile& file, const std::string&
   return *format;
 }
 
-// The muxer's own answer: a header is written into memory for this stream alone.
-bool takes(const AVOutputFormat& container, const AVCodecParameters& parameters) {
-  const int known = avformat_query_codec(&container, parameters.codec_id, FF_COMPLIANCE_NORMAL);
-  if (known == 0) return false;
-  const bool audio = parameters.codec_type == AVMEDIA_TYPE_AUDIO;
-  if (known < 0 && audio && container.audio_codec == AV_CODEC_ID_NONE) return false;
-  if (known < 0 && !audio) return false;
-
-  AVFormatContext* format = nullptr;
-  if (avformat_alloc_output_context2(&format, &container, nullptr, nullptr) < 0) return false;
-  const OutputFormatPtr owner(format);
-  AVStream* const stream = avformat_new_stream(format, nullptr);
-  if (stream == nullptr || avcodec_parameters_copy(stream->codecpar, &parameters) < 0) return false;
-  stream->codecpar->codec_tag = 0;
-  if (avio_open_dyn_buf(&format->pb) < 0) return false;
-  const int result = avformat_write_header(format, nullptr);
-  if (result >= 0) av_write_trailer(format);
-  std::uint8_t* written = nullptr;
-  avio_close_dyn_buf(format->pb, &written);
-  av_free(written);
-  return result >= 0;
-}
-
 std::string streamText(const AVStream& stream) {
   const char* const kind = av_get_media_type_string(stream.codecpar->codec_type);
   return "stream " + std::to_string(stream.index) + " (" + (kind != nullptr ? kind : "unknown") +
@@ -62,6 +39,79 @@ void copySideData(const AVStream& from, AVStream& to) {
     if (copy == nullptr) throw std::bad_alloc();
     std::memcpy(copy, data.data, data.size);
   }
+}
+
+// Matroska keeps a cover as an attached file; what its muxer gets as video becomes a video track.
+void makeAttachment(const AVStream& cover, AVStream& to, bool isPng) {
+  AVCodecParameters& parameters = *to.codecpar;
+  const AVPacket& picture = cover.attached_pic;
+  const auto size = static_cast<std::size_t>(picture.size);
+  av_freep(&parameters.extradata);
+  parameters.extradata =
+      static_cast<std::uint8_t*>(av_mallocz(size + AV_INPUT_BUFFER_PADDING_SIZE));
+  if (parameters.extradata == nullptr) throw std::bad_alloc();
+  std::memcpy(parameters.extradata, picture.data, size);
+  parameters.extradata_size = picture.size;
+  parameters.codec_type = AVMEDIA_TYPE_ATTACHMENT;
+  to.disposition = 0;
+  av_dict_set(&to.metadata, "mimetype", isPng ? "image/png" : "image/jpeg", 0);
+  av_dict_set(&to.metadata, "filename", isPng ? "cover.png" : "cover.jpg", AV_DICT_DONT_OVERWRITE);
+}
+
+AVStream& addCopyOf(const AVStream& from, AVFormatContext& format) {
+  AVStream* const to = avformat_new_stream(&format, nullptr);
+  if (to == nullptr || avcodec_parameters_copy(to->codecpar, from.codecpar) < 0)
+    throw std::bad_alloc();
+  to->codecpar->codec_tag = 0;  // the container's own, for the same codec
+  to->time_base = from.time_base;
+  to->avg_frame_rate = from.avg_frame_rate;
+  to->r_frame_rate = from.r_frame_rate;
+  to->sample_aspect_ratio = from.sample_aspect_ratio;
+  to->disposition = from.disposition;
+  av_dict_copy(&to->metadata, from.metadata, 0);
+  copySideData(from, *to);
+  const AVCodecID codec = from.codecpar->codec_id;
+  if (std::strcmp(format.oformat->name, "matroska") == 0 && from.attached_pic.size > 0 &&
+      (codec == AV_CODEC_ID_PNG || codec == AV_CODEC_ID_MJPEG))
+    makeAttachment(from, *to, codec == AV_CODEC_ID_PNG);
+  return *to;
+}
+
+// Transport streams take anything, but what is not among these nobody knows again.
+bool isKnownInTransportStreams(AVCodecID codec) {
+  static constexpr AVCodecID known[] = {
+      AV_CODEC_ID_MPEG1VIDEO, AV_CODEC_ID_MPEG2VIDEO,   AV_CODEC_ID_MPEG4,
+      AV_CODEC_ID_H264,       AV_CODEC_ID_HEVC,         AV_CODEC_ID_VC1,
+      AV_CODEC_ID_DIRAC,      AV_CODEC_ID_CAVS,         AV_CODEC_ID_MP1,
+      AV_CODEC_ID_MP2,        AV_CODEC_ID_MP3,          AV_CODEC_ID_AAC,
+      AV_CODEC_ID_AAC_LATM,   AV_CODEC_ID_AC3,          AV_CODEC_ID_EAC3,
+      AV_CODEC_ID_DTS,        AV_CODEC_ID_TRUEHD,       AV_CODEC_ID_OPUS,
+      AV_CODEC_ID_S302M,      AV_CODEC_ID_DVB_SUBTITLE, AV_CODEC_ID_DVB_TELETEXT,
+      AV_CODEC_ID_SMPTE_KLV,  AV_CODEC_ID_TIMED_ID3,
+  };
+  for (const AVCodecID each : known)
+    if (each == codec) return true;
+  return false;
+}
+
+// Whether the muxer knows a place for such a stream. Some write a header for any.
+bool isKnown(const AVOutputFormat& container, const AVCodecParameters& parameters) {
+  if (std::strcmp(container.name, "mpegts") == 0)
+    return isKnownInTransportStreams(parameters.codec_id);
+  if (parameters.codec_type == AVMEDIA_TYPE_ATTACHMENT)
+    return std::strcmp(container.name, "matroska") == 0;
+  // Lax, since Matroska calls codecs experimental that it has no name of its own for.
+  const int known =
+      avformat_query_codec(&container, parameters.codec_id, FF_COMPLIANCE_EXPERIMENTAL);
+  if (known >= 0) return known > 0;
+  return parameters.codec_type == AVMEDIA_TYPE_AUDIO && container.audio_codec != AV_CODEC_ID_NONE;
+}
+
+// AVI has H.264 only as it is broadcast.
+bool hasForm(const AVOutputFormat& container, const AVCodecParameters& parameters) {
+  const bool asInMp4 = parameters.codec_id == AV_CODEC_ID_H264 && parameters.extradata_size > 0 &&
+                       parameters.extradata[0] == 1;
+  return !asInMp4 || std::strcmp(container.name, "avi") != 0;
 }
 
 void copyChapters(const AVFormatContext& from, AVFormatContext& to) {
@@ -115,8 +165,26 @@ void Muxer::addCopies(const Input& input) {
     if (from.streams[i] != &input.video()) addCopy(*from.streams[i]);
 }
 
+// The muxer's own answer: a header is written into memory for the streams so far and this one.
+bool Muxer::takes(const AVStream& from) const {
+  if (!isKnown(container(), *from.codecpar) || !hasForm(container(), *from.codecpar)) return false;
+  AVFormatContext* format = nullptr;
+  if (avformat_alloc_output_context2(&format, &container(), nullptr, nullptr) < 0)
+    throw std::bad_alloc();
+  const OutputFormatPtr owner(format);
+  for (unsigned int i = 0; i < format_->nb_streams; ++i) addCopyOf(*format_->streams[i], *format);
+  addCopyOf(from, *format);
+  if (avio_open_dyn_buf(&format->pb) < 0) throw std::bad_alloc();
+  const int result = avformat_write_header(format, nullptr);
+  if (result >= 0) av_write_trailer(format);
+  std::uint8_t* written = nullptr;
+  avio_close_dyn_buf(format->pb, &written);
+  av_free(written);
+  return result >= 0;
+}
+
 void Muxer::addCopy(const AVStream& from) {
-  if (!takes(container(), *from.codecpar)) {
+  if (!takes(from)) {
     printWarning(streamText(from) + " is left out: the container '" + container().name +
                  "' does not take it");
     return;
@@ -124,17 +192,9 @@ void Muxer::addCopy(const AVStream& from) {
   if (from.codecpar->codec_type == AVMEDIA_TYPE_VIDEO &&
       (from.disposition & AV_DISPOSITION_ATTACHED_PIC) == 0)
     printWarning(streamText(from) + " is copied without the mark: only one video stream is marked");
-  AVStream* const to = avformat_new_stream(format_.get(), nullptr);
-  if (to == nullptr || avcodec_parameters_copy(to->codecpar, from.codecpar) < 0)
-    throw std::bad_alloc();
-  to->codecpar->codec_tag = 0;  // the container's own, for the same codec
-  to->time_base = from.time_base;
-  to->avg_frame_rate = from.avg_frame_rate;
-  to->sample_aspect_ratio = from.sample_aspect_ratio;
-  to->disposition = from.disposition;
-  av_dict_copy(&to->metadata, from.metadata, 0);
-  copySideData(from, *to);
-  copies_[static_cast<std::size_t>(from.index)] = to;
+  AVStream& to = addCopyOf(from, *format_);
+  if (to.codecpar->codec_type == AVMEDIA_TYPE_ATTACHMENT) return;  // the header has all of it
+  copies_[static_cast<std::size_t>(from.index)] = &to;
   copyTimeBases_[static_cast<std::size_t>(from.index)] = from.time_base;
 }
 
@@ -161,6 +221,8 @@ void Muxer::writeCopy(AVPacket& packet) {
   const PacketPtr copy = orThrow<PacketPtr>(av_packet_clone(&packet));
   copy->stream_index = stream->index;
   copy->pos = -1;
+  if (copy->pts == AV_NOPTS_VALUE && (stream->disposition & AV_DISPOSITION_ATTACHED_PIC) != 0)
+    copy->pts = copy->dts = 0;
   av_packet_rescale_ts(copy.get(), copyTimeBases_[index], stream->time_base);
   write(*copy);
 }

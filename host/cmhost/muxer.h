@@ -41,6 +41,7 @@ class Muxer {
   void finish();
 
  private:
+  bool takes(const AVStream& from) const;
   void addCopy(const AVStream& from);
   void write(AVPacket& packet);
   void check(int result, const char* doing);
