@@ -1,5 +1,11 @@
 #include "host/cmhost/muxer.h"
 
+extern "C" {
+#include <libavutil/display.h>
+#include <libavutil/pixdesc.h>
+}
+
+#include <cmath>
 #include <cstring>
 
 #include "host/cmhost/failure.h"
@@ -29,6 +35,37 @@ std::string streamText(const AVStream& stream) {
   const char* const kind = av_get_media_type_string(stream.codecpar->codec_type);
   return "stream " + std::to_string(stream.index) + " (" + (kind != nullptr ? kind : "unknown") +
          ", " + avcodec_get_name(stream.codecpar->codec_id) + ")";
+}
+
+// The simple containers of raw video hold none of these.
+void warnOfLostTags(const AVOutputFormat& container, const AVCodecContext& encoder) {
+  const bool isNut = std::strcmp(container.name, "nut") == 0;
+  if (!isNut && std::strcmp(container.name, "yuv4mpegpipe") != 0) return;
+  std::string lost;
+  const auto add = [&lost](const char* what, const char* value) {
+    lost += (lost.empty() ? "" : ", ") + std::string(what) + " " + (value != nullptr ? value : "?");
+  };
+  if (encoder.colorspace != AVCOL_SPC_UNSPECIFIED)
+    add("matrix", av_color_space_name(encoder.colorspace));
+  if (encoder.color_primaries != AVCOL_PRI_UNSPECIFIED)
+    add("primaries", av_color_primaries_name(encoder.color_primaries));
+  if (encoder.color_trc != AVCOL_TRC_UNSPECIFIED)
+    add("transfer", av_color_transfer_name(encoder.color_trc));
+  if (isNut && encoder.color_range == AVCOL_RANGE_JPEG) add("range", "full");
+  if (!lost.empty())
+    printWarning(std::string("the container '") + container.name +
+                 "' cannot say these tags of the video: " + lost);
+}
+
+// The mark lies on the picture as it is stored and turns with it.
+void warnOfRotation(const AVStream& stream) {
+  const std::uint8_t* const matrix =
+      av_stream_get_side_data(&stream, AV_PKT_DATA_DISPLAYMATRIX, nullptr);
+  if (matrix == nullptr) return;
+  const double degrees = -av_display_rotation_get(reinterpret_cast<const std::int32_t*>(matrix));
+  if (std::isnan(degrees) || std::fabs(degrees) < 1) return;
+  printWarning("the video is shown turned by " + std::to_string(std::lround(degrees)) +
+               " degrees clockwise, and the mark with it");
 }
 
 void copySideData(const AVStream& from, AVStream& to) {
@@ -142,6 +179,8 @@ Muxer::Muxer(OutputFile& file, const std::string& formatName) : file_(file) {
 
 void Muxer::addVideo(const AVCodecContext& encoder, const Input& input) {
   const AVStream& from = input.video();
+  warnOfLostTags(container(), encoder);
+  warnOfRotation(from);
   video_ = avformat_new_stream(format_.get(), nullptr);
   if (video_ == nullptr || avcodec_parameters_from_context(video_->codecpar, &encoder) < 0)
     throw std::bad_alloc();

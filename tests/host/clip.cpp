@@ -2,6 +2,7 @@
 
 extern "C" {
 #include <libavformat/avformat.h>
+#include <libavutil/display.h>
 #include <libavutil/imgutils.h>
 #include <libavutil/pixdesc.h>
 }
@@ -56,6 +57,12 @@ class Writer {
     video_->time_base = clip_.tags.timeBase;
     video_->avg_frame_rate = clip_.tags.rate;
     video_->sample_aspect_ratio = clip_.tags.sampleAspect;
+    if (clip_.tags.rotation != 0) {
+      constexpr std::size_t bytes = 9 * sizeof(std::int32_t);
+      auto* const matrix = reinterpret_cast<std::int32_t*>(
+          av_stream_new_side_data(video_, AV_PKT_DATA_DISPLAYMATRIX, bytes));
+      av_display_rotation_set(matrix, clip_.tags.rotation);
+    }
   }
 
   void addAudio() {

@@ -35,6 +35,7 @@ struct Tags {
   AVColorSpace matrix = AVCOL_SPC_UNSPECIFIED;
   AVChromaLocation chroma = AVCHROMA_LOC_UNSPECIFIED;
   AVFieldOrder fieldOrder = AV_FIELD_PROGRESSIVE;
+  double rotation = 0;  ///< degrees that pictures are to be turned by; only written
 };
 
 struct Packet {

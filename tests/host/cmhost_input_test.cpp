@@ -26,7 +26,7 @@ class BadInput : public testing::Test {
   void expectFailure(const std::string& name, const std::vector<std::string>& parts,
                      const std::vector<std::string>& options = {}) {
     std::vector<std::string> arguments = options;
-    arguments.insert(arguments.end(), {name, "out.nut"});
+    arguments.insert(arguments.end(), {name, "out.mkv"});
     const Result run = program::run(folder.path(), arguments);
     EXPECT_EQ(run.exitCode, 1) << run.err;
     EXPECT_EQ(run.err.rfind("cmhost: error: ", 0), 0U) << run.err;

@@ -139,4 +139,34 @@ TEST_F(Output, EncodersThatDoNotFit) {
   EXPECT_EQ(folder.names(), std::vector<std::string>{"in.mkv"});
 }
 
+TEST_F(Output, WhatTheContainerCannotSayIsSaid) {
+  clip::Clip clip;
+  clip.encoder = "ffv1";
+  clip.tags.matrix = AVCOL_SPC_BT709;
+  clip.tags.transfer = AVCOL_TRC_BT709;
+  clip.pictures = clip::drawMany(AV_PIX_FMT_YUV420P, 64, 48, 2);
+  clip::write(folder / "tagged.mkv", clip);
+  for (const char* const out : {"out.y4m", "out.nut"}) {
+    const Result result = run({"tagged.mkv", out});
+    EXPECT_EQ(result.exitCode, 0);
+    EXPECT_NE(result.err.find("cannot say these tags of the video: matrix bt709, transfer bt709"),
+              std::string::npos)
+        << result.err;
+  }
+  EXPECT_EQ(run({"tagged.mkv", "out.mkv"}).err.find("warning"), std::string::npos);
+}
+
+TEST_F(Output, TurnedVideoIsToldOf) {
+  clip::Clip clip;
+  clip.encoder = "mpeg4";
+  clip.tags.rotation = 90;
+  clip.pictures = clip::drawMany(AV_PIX_FMT_YUV420P, 64, 48, 2);
+  clip::write(folder / "turned.mp4", clip);
+  const Result result = run({"turned.mp4", "out.mp4"});
+  EXPECT_EQ(result.exitCode, 0);
+  EXPECT_NE(result.err.find("warning: the video is shown turned by 90 degrees clockwise"),
+            std::string::npos)
+      << result.err;
+}
+
 }  // namespace
