@@ -96,6 +96,7 @@ void Encoder::chooseCodec(const std::string& name) {
     AVCodecID id = container.video_codec;
     if (std::strcmp(container.name, "matroska") == 0) id = AV_CODEC_ID_FFV1;
     if (std::strcmp(container.name, "nut") == 0) id = AV_CODEC_ID_RAWVIDEO;
+    if (std::strcmp(container.name, "mpeg") == 0) id = AV_CODEC_ID_MPEG2VIDEO;  // knows fields
     codec_ = avcodec_find_encoder(id);
     if (codec_ == nullptr)
       throw Failure(std::string("the container '") + container.name +
@@ -112,9 +113,11 @@ AVPixelFormat Encoder::choosePixelFormat(const PictureLayout& layout, AVColorRan
   if (codec_->pix_fmts == nullptr) return layout.pixelFormat;
   bool plain = false;
   bool fullRangeTwin = false;
+  bool otherLayout = false;
   for (const AVPixelFormat* format = codec_->pix_fmts; *format != AV_PIX_FMT_NONE; ++format) {
     plain |= *format == layout.pixelFormat;
     fullRangeTwin |= *format == layout.fullRangePixelFormat;
+    otherLayout |= layoutOf(*format) != nullptr;
   }
   if (range == AVCOL_RANGE_JPEG && fullRangeTwin) return layout.fullRangePixelFormat;
   if (plain) return layout.pixelFormat;
@@ -122,8 +125,8 @@ AVPixelFormat Encoder::choosePixelFormat(const PictureLayout& layout, AVColorRan
     throw Failure(std::string("the encoder ") + codec_->name +
                   " takes only full-range video and this is not; --encoder names another");
   throw Failure(std::string("the encoder ") + codec_->name + " does not take " +
-                av_get_pix_fmt_name(layout.pixelFormat) +
-                "; --encoder names another, --convert makes another layout");
+                av_get_pix_fmt_name(layout.pixelFormat) + "; --encoder names another" +
+                (otherLayout ? ", --convert makes another layout" : ""));
 }
 
 AVRational Encoder::chooseTimeBase(AVRational frameRate) const {

@@ -1,4 +1,6 @@
+#include <fcntl.h>
 #include <malloc.h>
+#include <unistd.h>
 
 #include <csignal>
 #include <exception>
@@ -24,6 +26,22 @@ void keepPicturesMemory() {
   mallopt(M_ARENA_MAX, 1);  // whichever thread takes it
 }
 
+// A file opened where a standard stream is missing would get what is meant for that stream. What
+// stands in its place can neither be read nor written.
+void fillStandardStreams() {
+  for (;;) {
+    const int lowest = ::open("/dev/null", O_RDONLY);
+    if (lowest < 0 || lowest > STDERR_FILENO) {
+      if (lowest >= 0) ::close(lowest);
+      return;
+    }
+    if (lowest == STDIN_FILENO) {
+      ::close(lowest);
+      ::open("/dev/null", O_WRONLY);
+    }
+  }
+}
+
 int failed(const char* reason, int exitCode = cmhost::exitFailed) {
   cmhost::printError(reason);
   const int signal = cmhost::interruption::received();
@@ -33,6 +51,7 @@ int failed(const char* reason, int exitCode = cmhost::exitFailed) {
 }  // namespace
 
 int main(int argc, char** argv) {
+  fillStandardStreams();
   keepPicturesMemory();
   std::signal(SIGPIPE, SIG_IGN);  // told by the write that fails, as is the next
   std::signal(SIGXFSZ, SIG_IGN);

@@ -2,6 +2,7 @@
 
 #include <fcntl.h>
 #include <poll.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -34,6 +35,17 @@ FileDescriptor openInPlace(const std::string& path) {
     pollfd wait = {interruption::descriptor(), POLLIN, 0};
     if (::poll(&wait, 1, retryMilliseconds) > 0) throw interruption::Interrupted();
   }
+}
+
+// The file that a link points to is written, not the link; it need not be there yet.
+std::string behindLinks(const std::string& path) {
+  constexpr int mostLinks = 40;
+  fs::path target = path;
+  for (int links = 0; fs::is_symlink(fs::symlink_status(target)); ++links) {
+    if (links == mostLinks) throw Failure(path + " cannot be written: " + systemText(ELOOP));
+    target = target.parent_path() / fs::read_symlink(target);
+  }
+  return target.string();
 }
 
 }  // namespace
@@ -70,13 +82,13 @@ void OutputFile::openPlace(const std::string& path) {
   }
   if (fs::exists(status) && !mode_.overwrite)
     throw Failure(path + " exists already; --overwrite replaces it");
-  // The file that a link points to is replaced, not the link.
-  const fs::path target = fs::is_symlink(path) ? fs::weakly_canonical(path) : fs::path(path);
-  target_ = target.string();
+  target_ = behindLinks(path);
   const std::string temporary = target_ + "." + std::to_string(::getpid()) + ".part";
   file_ = FileDescriptor(::open(temporary.c_str(), O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, 0666));
   if (file_.number() < 0) failWriting(errno);
   temporary_ = temporary;
+  if (fs::exists(status))  // who may read the old file may read the new one
+    ::fchmod(file_.number(), static_cast<mode_t>(status.permissions() & fs::perms::all));
   if (!mode_.keepPartial) removedBySignal_ = interruption::TemporaryFile(temporary_);
 }
 

@@ -43,8 +43,12 @@ const PictureLayout* layoutOfFourcc(unsigned int fourcc) {
 
 const PictureLayout& closestLayout(AVPixelFormat format) {
   const AVPixFmtDescriptor* const descriptor = av_pix_fmt_desc_get(format);
-  if (descriptor == nullptr || descriptor->log2_chroma_h > 0) return layouts[0];
-  return descriptor->log2_chroma_w > 0 ? layouts[1] : layouts[2];
+  if (descriptor == nullptr) return layouts[0];
+  const bool palette = (descriptor->flags & AV_PIX_FMT_FLAG_PAL) != 0;
+  const bool grey = descriptor->nb_components < 3 && !palette;
+  if (grey) return layouts[0];
+  if (descriptor->log2_chroma_w == 0) return layouts[2];
+  return descriptor->log2_chroma_h == 0 ? layouts[1] : layouts[0];
 }
 
 }  // namespace cmhost
