@@ -301,8 +301,10 @@ TEST(Setup, RefusedCropsLeaveNoSource) {
       request.crop_left = amount;
       expect_refused(request);
       // A second amount that takes the unsigned sum round to something small.
-      request.crop_right = -amount;
-      if (amount != std::numeric_limits<int>::min()) expect_refused(request);
+      if (amount != std::numeric_limits<int>::min()) {
+        request.crop_right = -amount;
+        expect_refused(request);
+      }
       resize_request rows = scale_request(3, 16, 8, 10, 6);
       rows.resize_mode = mode;
       rows.crop_top = amount;
