@@ -113,7 +113,7 @@ void Input::seekToStart(double seconds) {
   start_ = static_cast<std::int64_t>(std::llround(seconds * AV_TIME_BASE));
   if (format_->start_time != AV_NOPTS_VALUE) start_ += format_->start_time;
   if (!file_.seekable() || (format_->iformat->flags & AVFMT_TS_DISCONT) != 0) return;
-  const std::int64_t target = av_rescale_q(start_, AV_TIME_BASE_Q, video_->time_base);
+  const std::int64_t target = av_rescale_q(start_, av_get_time_base_q(), video_->time_base);
   av_seek_frame(format_.get(), video_->index, target, AVSEEK_FLAG_BACKWARD);
   takeDemuxerDamage();  // a container that cannot be searched is read from its beginning
 }
@@ -204,7 +204,7 @@ void Input::skipOrFail(const std::string& what) {
 
 bool Input::isBeforeStart(std::int64_t time, AVRational timeBase) const {
   return startsLater_ && time != AV_NOPTS_VALUE &&
-         av_compare_ts(time, timeBase, start_, AV_TIME_BASE_Q) < 0;
+         av_compare_ts(time, timeBase, start_, av_get_time_base_q()) < 0;
 }
 
 void Input::passOn(AVPacket& packet) {
@@ -278,7 +278,7 @@ void Input::noteTime(const AVPacket& packet) {
   if (packet.pts == AV_NOPTS_VALUE) return;
   const AVRational timeBase = format_->streams[packet.stream_index]->time_base;
   const std::int64_t end = packet.pts + std::max<std::int64_t>(packet.duration, 0);
-  timesEnd_ = std::max(timesEnd_, av_rescale_q(end, timeBase, AV_TIME_BASE_Q));
+  timesEnd_ = std::max(timesEnd_, av_rescale_q(end, timeBase, av_get_time_base_q()));
 }
 
 // The header of these containers says how long the file lasts. Some writers leave out the last
@@ -289,7 +289,7 @@ void Input::checkDuration() const {
   if (format_->duration == AV_NOPTS_VALUE) return;
   const AVRational rate = frameRate();
   const std::int64_t tolerance =
-      rate.num > 0 ? av_rescale_q(2, av_inv_q(rate), AV_TIME_BASE_Q) : AV_TIME_BASE / 10;
+      rate.num > 0 ? av_rescale_q(2, av_inv_q(rate), av_get_time_base_q()) : AV_TIME_BASE / 10;
   if (timesEnd_ < format_->duration - tolerance)
     failDamaged("it should last " +
                 secondsText(static_cast<double>(format_->duration) / AV_TIME_BASE) +
@@ -326,10 +326,10 @@ std::int64_t Input::expectedFrames() const {
   const bool hasLength = rate.num > 0 && format_->duration > 0;
   std::int64_t frames = video_->nb_frames;
   if (frames <= 0 && hasLength)
-    frames = av_rescale_q(format_->duration, AV_TIME_BASE_Q, av_inv_q(rate));
+    frames = av_rescale_q(format_->duration, av_get_time_base_q(), av_inv_q(rate));
   if (startsLater_ && rate.num > 0) {
     const std::int64_t begin = format_->start_time != AV_NOPTS_VALUE ? format_->start_time : 0;
-    frames -= std::min(frames, av_rescale_q(start_ - begin, AV_TIME_BASE_Q, av_inv_q(rate)));
+    frames -= std::min(frames, av_rescale_q(start_ - begin, av_get_time_base_q(), av_inv_q(rate)));
   }
   if (mostFrames_ > 0) frames = frames > 0 ? std::min(frames, mostFrames_) : mostFrames_;
   return std::max<std::int64_t>(frames, 0);
