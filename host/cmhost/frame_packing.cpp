@@ -77,7 +77,7 @@ void referTo(const cm::VideoFrame& frame, const PictureLayout& layout, AVFrame& 
   to.buf[0] = av_buffer_create(frame.data(), frame.size(), &releaseFrame, kept.get(),
                                AV_BUFFER_FLAG_READONLY);
   if (to.buf[0] == nullptr) throw std::bad_alloc();
-  kept.release();
+  static_cast<void>(kept.release());  // the buffer's now
   std::uint8_t* next = frame.data();
   for (int plane = 0; plane < 3; ++plane) {
     const PlaneSize size = contractPlane(layout, to.width, to.height, plane);

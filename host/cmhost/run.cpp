@@ -4,6 +4,7 @@ extern "C" {
 #include <libavutil/pixdesc.h>
 }
 
+#include <cmath>
 #include <cstdio>
 #include <memory>
 
@@ -51,7 +52,7 @@ void normaliseRange(AVFrame& frame, const PictureLayout& layout) {
   if (frame.format == layout.fullRangePixelFormat) frame.color_range = AVCOL_RANGE_JPEG;
 }
 
-int percent(double share) { return static_cast<int>(share * 100 + 0.5); }
+long percent(double share) { return std::lround(share * 100); }
 
 void printSummary(const Output& output, const Pipeline::Shares& busy, double seconds) {
   char rate[32];
