@@ -3,6 +3,7 @@
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sys/ioctl.h>
+#include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -26,12 +27,15 @@ int openFor(const std::string& path) {
   return ::open(path.c_str(), O_RDWR | O_CREAT | O_TRUNC | O_CLOEXEC, 0600);
 }
 
-int waitFor(pid_t child) {
+int waitFor(pid_t child, long& peakKilobytes) {
   const auto deadline = std::chrono::steady_clock::now() + longestRun;
   for (;;) {
     int status = 0;
-    if (::waitpid(child, &status, WNOHANG) == child)
+    rusage used = {};
+    if (::wait4(child, &status, WNOHANG, &used) == child) {
+      peakKilobytes = used.ru_maxrss;
       return WIFEXITED(status) ? WEXITSTATUS(status) : -WTERMSIG(status);
+    }
     if (std::chrono::steady_clock::now() > deadline) {
       ADD_FAILURE() << "cmhost hangs";
       ::kill(child, SIGKILL);
@@ -84,7 +88,7 @@ std::string Process::errSoFar() const { return readFile(caught_ / "err"); }
 
 Result Process::wait() {
   Result result;
-  result.exitCode = waitFor(std::exchange(child_, -1));
+  result.exitCode = waitFor(std::exchange(child_, -1), result.peakKilobytes);
   if (streams_.out < 0) result.out = readFile(caught_ / "out");
   if (streams_.err < 0) result.err = readFile(caught_ / "err");
   return result;

@@ -10,9 +10,10 @@
 namespace program {
 
 struct Result {
-  int exitCode = -1;  ///< minus the signal's number when one ended it
-  std::string out;    ///< what it wrote on standard output, if that was not sent elsewhere
-  std::string err;    ///< what it wrote on standard error
+  int exitCode = -1;       ///< minus the signal's number when one ended it
+  std::string out;         ///< what it wrote on standard output, if that was not sent elsewhere
+  std::string err;         ///< what it wrote on standard error
+  long peakKilobytes = 0;  ///< of memory held at once
 };
 
 /// Where the standard streams come from and go to; descriptors that the caller keeps. -1: standard
