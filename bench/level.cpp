@@ -5,6 +5,7 @@
 #include "signal/dispatch.h"
 #include "signal/processor_features.h"
 #include "signal/processor_identification.h"
+#include "video/watermark/blend_blocks.h"
 
 namespace ns_bench {
 namespace {
@@ -23,6 +24,15 @@ std::string level_of(const ns_signal::variant& variant) {
   return level;
 }
 
+// The compositor has a form for the baseline and one for AVX2 and all that is wider.
+void force_blend(const std::string& level) {
+  const bool is_wide = level == "avx2" || level == "avx512";
+  const std::string wanted = level == "portable" ? "portable" : is_wide ? "AVX2" : "SSE2";
+  for (const auto& variant : ns_video_watermark::blend_variants()) {
+    if (variant.name == wanted) ns_video_watermark::forced_blend_blocks = variant.blend;
+  }
+}
+
 }  // namespace
 
 bool force_level(const std::string& name) {
@@ -31,6 +41,7 @@ bool force_level(const std::string& name) {
     const ns_signal::variant& variant = **candidate;
     if (level_of(variant) == name && (features & variant.required) == variant.required) {
       forced = &variant;
+      force_blend(level_of(variant));
       return true;
     }
   }

@@ -16,6 +16,8 @@ void blend_blocks_portable(unsigned char* out, const unsigned char* frame,
   }
 }
 
+blend_blocks_function forced_blend_blocks = nullptr;
+
 std::array<blend_variant, 3> blend_variants() {
   std::array<blend_variant, 3> variants = {
       {{"portable", blend_blocks_portable}, {"SSE2", nullptr}, {"AVX2", nullptr}}};
@@ -27,6 +29,7 @@ std::array<blend_variant, 3> blend_variants() {
 }
 
 blend_blocks_function fastest_blend_blocks() {
+  if (forced_blend_blocks != nullptr) return forced_blend_blocks;
   blend_blocks_function fastest = nullptr;
   for (const blend_variant& variant : blend_variants()) {
     if (variant.blend != nullptr) fastest = variant.blend;

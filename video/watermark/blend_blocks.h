@@ -31,7 +31,11 @@ struct blend_variant {
 /// All variants, the portable one first, each faster than those before it. All give the same bytes.
 std::array<blend_variant, 3> blend_variants();
 
-/// The fastest that this machine can run.
+/// What images added from now on are blended with, for tests and benchmarks; null, as it is at
+/// first, lets the machine choose. Not to be set while another thread adds an image.
+extern blend_blocks_function forced_blend_blocks;
+
+/// The forced variant, or the fastest that this machine can run.
 blend_blocks_function fastest_blend_blocks();
 
 }  // namespace ns_video_watermark

@@ -8,6 +8,7 @@
 
 #include "tests/support/guarded_buffer.h"
 #include "tests/video/watermark/reference_compositor.h"
+#include "video/watermark/blend_blocks.h"
 #include "video/watermark/watermark_impl.h"
 
 namespace {
@@ -114,7 +115,7 @@ TEST(Process, AgreesWithAPixelByPixelWalkAtSmallSizes) {
   }
 }
 
-TEST(Process, AgreesWithAPixelByPixelWalkAtRandomSizes) {
+void expect_reference_at_random_sizes() {
   std::mt19937 engine(20240611);
   const auto up_to = [&engine](unsigned int limit) {
     return static_cast<unsigned int>(engine() % (limit + 1));
@@ -127,6 +128,20 @@ TEST(Process, AgreesWithAPixelByPixelWalkAtRandomSizes) {
     c.y = up_to(c.frame_height - c.height);
     expect_reference(c);
   }
+}
+
+TEST(Process, AgreesWithAPixelByPixelWalkAtRandomSizes) { expect_reference_at_random_sizes(); }
+
+TEST(Process, AgreesWithAPixelByPixelWalkWithEveryVariant) {
+  using ns_video_watermark::forced_blend_blocks;
+  for (const auto& variant : ns_video_watermark::blend_variants()) {
+    if (variant.blend == nullptr) continue;
+    SCOPED_TRACE(variant.name);
+    forced_blend_blocks = variant.blend;
+    EXPECT_EQ(ns_video_watermark::fastest_blend_blocks(), variant.blend);
+    expect_reference_at_random_sizes();
+  }
+  forced_blend_blocks = nullptr;
 }
 
 TEST(Process, AnOverlayAsWideAsTheFrameCopiesNothingBesideIt) {
