@@ -22,7 +22,7 @@ class Place : public testing::Test {
     clip::write(folder / "in.mkv", clip);
   }
 
-  program::Result run(std::vector<std::string> arguments) {
+  program::Result run(const std::vector<std::string>& arguments) {
     return program::run(folder.path(), arguments);
   }
 
