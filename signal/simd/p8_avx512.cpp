@@ -8,17 +8,7 @@
 //
 // Before stores of floats were aligned, Add and Mul took a quarter longer than with AVX2.
 
-// gcc 12 takes the header's own undefined registers for mistakes.
-#if defined(__GNUC__) && !defined(__clang__)
-#pragma GCC diagnostic push
-#pragma GCC diagnostic ignored "-Wmaybe-uninitialized"
-#pragma GCC diagnostic ignored "-Wuninitialized"
-#include <immintrin.h>
-#pragma GCC diagnostic pop
-#else
-#include <immintrin.h>
-#endif
-
+#include "signal/simd/immintrin_512.h"
 #include "signal/simd/level.h"
 
 namespace ns_signal {

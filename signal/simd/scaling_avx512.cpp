@@ -1,17 +1,9 @@
+// Cubic 4:2:0, 720p to 1080p, on a Zen 5 EPYC: 0.58 of the time with AVX2.
+//
 // Sixteen sums in a register. The taps of sixteen columns are picked by permutation from a window
 // of 16, 32 or 64 floats, and gathered one by one only where they lie further apart.
 
-// gcc 12 takes the header's own undefined registers for mistakes.
-#if defined(__GNUC__) && !defined(__clang__)
-#pragma GCC diagnostic push
-#pragma GCC diagnostic ignored "-Wmaybe-uninitialized"
-#pragma GCC diagnostic ignored "-Wuninitialized"
-#include <immintrin.h>
-#pragma GCC diagnostic pop
-#else
-#include <immintrin.h>
-#endif
-
+#include "signal/simd/immintrin_512.h"
 #include "signal/simd/scaling.h"
 
 namespace ns_signal {
