@@ -67,10 +67,19 @@ class BoundedQueue {
   }
 
   /// No more items will come; those queued can still be taken.
-  void finish() { end(false); }
+  void finish() {
+    std::lock_guard<std::mutex> lock(mutex_);
+    ended_ = true;
+    room_.notify_all();
+    filled_.notify_all();
+  }
 
-  /// Nobody wants the items any more.
-  void abandon() { end(true); }
+  /// Nobody wants the items any more. Allocates nothing, so that destructors may call it.
+  void abandon() {
+    finish();
+    while (tryTake()) {  // one by one, because an item's destructor must not run under the lock
+    }
+  }
 
  private:
   using Clock = std::chrono::steady_clock;
@@ -90,15 +99,6 @@ class BoundedQueue {
     items_.pop_front();
     room_.notify_all();
     return item;
-  }
-
-  void end(bool dropItems) {
-    std::deque<T> dropped;  // destroyed after the lock is given back
-    std::lock_guard<std::mutex> lock(mutex_);
-    ended_ = true;
-    if (dropItems) dropped.swap(items_);
-    room_.notify_all();
-    filled_.notify_all();
   }
 
   const std::size_t capacity_;

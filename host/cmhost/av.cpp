@@ -19,6 +19,11 @@ AVClassCategory categoryOf(const AVClass& kind, void* source) {
   return kind.get_category != nullptr ? kind.get_category(source) : kind.category;
 }
 
+std::string nameOf(const AVClass& kind, void* source) {
+  const char* name = kind.item_name != nullptr ? kind.item_name(source) : kind.class_name;
+  return name != nullptr ? name : "";
+}
+
 bool startsWith(const char* text, const char* start) {
   return std::strncmp(text, start, std::strlen(start)) == 0;
 }
@@ -27,7 +32,7 @@ bool startsWith(const char* text, const char* start) {
 // after the frame; and FFV1 has none for a slice whose checksum fails.
 bool isRepair(const AVClass& kind, void* source, int level, const char* format) {
   return startsWith(format, "concealing ") ||
-         (level <= AV_LOG_ERROR && std::strcmp(kind.item_name(source), "ffv1") == 0);
+         (level <= AV_LOG_ERROR && nameOf(kind, source) == "ffv1");
 }
 
 void keepLog(void* source, int level, const char* format, va_list arguments) {
@@ -44,7 +49,8 @@ void keepLog(void* source, int level, const char* format, va_list arguments) {
   const std::size_t end = line.find_last_not_of("\n .");
   line.resize(end == std::string::npos ? 0 : end + 1);
   if (line.empty()) return;
-  if (kind != nullptr) line.insert(0, std::string(kind->item_name(source)) + ": ");
+  const std::string name = kind != nullptr ? nameOf(*kind, source) : std::string();
+  if (!name.empty()) line.insert(0, name + ": ");
   const std::lock_guard<std::mutex> lock(logMutex);
   if (level <= AV_LOG_ERROR) lastError = line;
   // The first word on a matter says most.

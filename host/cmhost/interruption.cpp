@@ -30,8 +30,7 @@ extern "C" void handleSignal(int number) {
     ::eventfd_write(event, 1);
     return;
   }
-  for (const Slot& slot : slots)
-    if (slot.filled) ::unlink(slot.path);
+  removeTemporaryFiles();
   ::_exit(exitSignal + number);
 }
 
@@ -53,6 +52,11 @@ void install() {
 int received() { return firstSignal; }
 
 int descriptor() { return event; }
+
+void removeTemporaryFiles() {
+  for (const Slot& slot : slots)
+    if (slot.filled) ::unlink(slot.path);
+}
 
 TemporaryFile::TemporaryFile(const std::string& path) {
   if (path.size() >= PATH_MAX) return;

@@ -17,6 +17,10 @@ int received();
 /// A file descriptor that is readable once a signal has come.
 int descriptor();
 
+/// Removes every `TemporaryFile` that there is now, for whoever ends the process at once. Signal
+/// handlers may call it.
+void removeTemporaryFiles();
+
 /// A file that a second signal removes before the process ends, until this object goes. At most
 /// eight files at a time are kept; more are left alone.
 class TemporaryFile {

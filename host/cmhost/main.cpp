@@ -69,5 +69,7 @@ int main(int argc, char** argv) {
     return failed("not enough memory");
   } catch (const std::exception& exception) {
     return failed(exception.what());
+  } catch (...) {
+    return failed("an exception of an unknown kind");
   }
 }
