@@ -8,6 +8,8 @@ extern "C" {
 #include <memory>
 #include <string>
 
+#include "host/cmhost/av_versions.h"
+
 namespace cmhost {
 
 /// Deleters for the media libraries' objects, which are freed through a pointer to the pointer.

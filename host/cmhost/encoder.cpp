@@ -110,11 +110,12 @@ void Encoder::chooseCodec(const std::string& name) {
 }
 
 AVPixelFormat Encoder::choosePixelFormat(const PictureLayout& layout, AVColorRange range) const {
-  if (codec_->pix_fmts == nullptr) return layout.pixelFormat;
+  const AVPixelFormat* const formats = pixelFormatsOf(*codec_);
+  if (formats == nullptr) return layout.pixelFormat;
   bool plain = false;
   bool fullRangeTwin = false;
   bool otherLayout = false;
-  for (const AVPixelFormat* format = codec_->pix_fmts; *format != AV_PIX_FMT_NONE; ++format) {
+  for (const AVPixelFormat* format = formats; *format != AV_PIX_FMT_NONE; ++format) {
     plain |= *format == layout.pixelFormat;
     fullRangeTwin |= *format == layout.fullRangePixelFormat;
     otherLayout |= layoutOf(*format) != nullptr;
@@ -150,8 +151,8 @@ void Encoder::describe(const Input& input, const AVFrame& first) {
   encoder_->chroma_sample_location = first.chroma_location;
   encoder_->field_order = stream.codecpar->field_order;
   // The picture's own word, since some containers tell the order in the old stream and not in time.
-  if (first.interlaced_frame != 0)
-    encoder_->field_order = first.top_field_first != 0 ? AV_FIELD_TT : AV_FIELD_BB;
+  if (isInterlacedFrame(first))
+    encoder_->field_order = isTopFieldFirst(first) ? AV_FIELD_TT : AV_FIELD_BB;
   if (isInterlaced(encoder_->field_order))
     encoder_->flags |= AV_CODEC_FLAG_INTERLACED_DCT | AV_CODEC_FLAG_INTERLACED_ME;
   encoder_->flags |= AV_CODEC_FLAG_BITEXACT;
@@ -193,8 +194,8 @@ void Encoder::encode(FramePtr frame) {
                  secondsText(static_cast<double>(exact) * av_q2d(inputTimeBase_)) + " on");
   }
   lastPts_ = frame->pts;
-  if (frame->pkt_duration > 0)
-    durations_[frame->pts] = av_rescale_q(frame->pkt_duration, inputTimeBase_, encoder_->time_base);
+  if (const std::int64_t duration = durationOf(*frame); duration > 0)
+    durations_[frame->pts] = av_rescale_q(duration, inputTimeBase_, encoder_->time_base);
   send(frame.get());
 }
 

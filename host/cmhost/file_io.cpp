@@ -26,7 +26,7 @@ constexpr int ioBufferBytes = 1 << 17;
 constexpr int pipeBytes = 1 << 20;
 
 IoPtr newIo(void* owner, bool writing, int (*read)(void*, std::uint8_t*, int),
-            int (*write)(void*, std::uint8_t*, int),
+            int (*write)(void*, WrittenByte*, int),
             std::int64_t (*seek)(void*, std::int64_t, int)) {
   auto* const buffer = static_cast<unsigned char*>(av_malloc(ioBufferBytes));
   AVIOContext* const io =
@@ -73,7 +73,7 @@ IoPtr newReader(void* owner, int (*read)(void*, std::uint8_t*, int),
   return newIo(owner, false, read, nullptr, seek);
 }
 
-IoPtr newWriter(void* owner, int (*write)(void*, std::uint8_t*, int),
+IoPtr newWriter(void* owner, int (*write)(void*, WrittenByte*, int),
                 std::int64_t (*seek)(void*, std::int64_t, int)) {
   return newIo(owner, true, nullptr, write, seek);
 }

@@ -1,12 +1,10 @@
 #pragma once
 
-extern "C" {
-#include <libavformat/avio.h>
-}
-
 #include <cstdint>
 #include <memory>
 #include <string>
+
+#include "host/cmhost/av_versions.h"
 
 namespace cmhost {
 
@@ -53,7 +51,7 @@ using IoPtr = std::unique_ptr<AVIOContext, IoFree>;
 /// `seek` may be null. Throws `std::bad_alloc`.
 IoPtr newReader(void* owner, int (*read)(void*, std::uint8_t*, int),
                 std::int64_t (*seek)(void*, std::int64_t, int));
-IoPtr newWriter(void* owner, int (*write)(void*, std::uint8_t*, int),
+IoPtr newWriter(void* owner, int (*write)(void*, WrittenByte*, int),
                 std::int64_t (*seek)(void*, std::int64_t, int));
 
 /// Whether a descriptor is of a regular file, and its size.

@@ -1,5 +1,6 @@
 #include "host/cmhost/frame_packing.h"
 
+#include <cstdint>
 #include <cstring>
 #include <limits>
 #include <memory>

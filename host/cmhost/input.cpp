@@ -249,7 +249,7 @@ void Input::passOnRest() {
 void Input::finishFrame(AVFrame& frame) {
   frame.pts =
       frame.best_effort_timestamp != AV_NOPTS_VALUE ? frame.best_effort_timestamp : nextPts_;
-  std::int64_t duration = frame.pkt_duration;
+  std::int64_t duration = durationOf(frame);
   if (duration <= 0 && frameRate().num > 0)
     duration = av_rescale_q(1, av_inv_q(frameRate()), video_->time_base);
   nextPts_ = frame.pts + std::max<std::int64_t>(duration, 1);

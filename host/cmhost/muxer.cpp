@@ -5,6 +5,7 @@ extern "C" {
 #include <libavutil/pixdesc.h>
 }
 
+#include <algorithm>
 #include <cmath>
 #include <cstring>
 
@@ -59,20 +60,25 @@ void warnOfLostTags(const AVOutputFormat& container, const AVCodecContext& encod
 
 // The mark lies on the picture as it is stored and turns with it.
 void warnOfRotation(const AVStream& stream) {
-  const std::uint8_t* const matrix =
-      av_stream_get_side_data(&stream, AV_PKT_DATA_DISPLAYMATRIX, nullptr);
-  if (matrix == nullptr) return;
-  const double degrees = -av_display_rotation_get(reinterpret_cast<const std::int32_t*>(matrix));
+  const StreamSideData all = sideDataOf(stream);
+  const AVPacketSideData* const end = all.data + all.count;
+  const AVPacketSideData* const matrix = std::find_if(
+      all.data, end,
+      [](const AVPacketSideData& each) { return each.type == AV_PKT_DATA_DISPLAYMATRIX; });
+  if (matrix == end) return;
+  const double degrees =
+      -av_display_rotation_get(reinterpret_cast<const std::int32_t*>(matrix->data));
   if (std::isnan(degrees) || std::fabs(degrees) < 1) return;
   printWarning("the video is shown turned by " + std::to_string(std::lround(degrees)) +
                " degrees clockwise, and the mark with it");
 }
 
 void copySideData(const AVStream& from, AVStream& to) {
-  for (int i = 0; i < from.nb_side_data; ++i) {
-    const AVPacketSideData& data = from.side_data[i];
+  const StreamSideData all = sideDataOf(from);
+  for (int i = 0; i < all.count; ++i) {
+    const AVPacketSideData& data = all.data[i];
     if (data.type == AV_PKT_DATA_CPB_PROPERTIES) continue;  // the old encoder's
-    std::uint8_t* const copy = av_stream_new_side_data(&to, data.type, data.size);
+    std::uint8_t* const copy = newSideData(to, data.type, data.size);
     if (copy == nullptr) throw std::bad_alloc();
     std::memcpy(copy, data.data, data.size);
   }

@@ -124,7 +124,7 @@ int OutputFile::writeSome(const std::uint8_t* bytes, int size) {
   return written < 0 ? -errno : static_cast<int>(written);
 }
 
-int OutputFile::write(void* self, std::uint8_t* buffer, int size) {
+int OutputFile::write(void* self, WrittenByte* buffer, int size) {
   auto* const output = static_cast<OutputFile*>(self);
   for (int written = 0; written < size;) {
     const int bytes = output->writeSome(buffer + written, size - written);

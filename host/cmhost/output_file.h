@@ -51,7 +51,7 @@ class OutputFile {
   std::string partialName() const { return mode_.keepPartial ? temporary_ : std::string(); }
 
  private:
-  static int write(void* self, std::uint8_t* buffer, int size);
+  static int write(void* self, WrittenByte* buffer, int size);
   static std::int64_t seek(void* self, std::int64_t offset, int whence);
   void openPlace(const std::string& path);
   void openPipe();

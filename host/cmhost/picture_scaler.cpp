@@ -5,6 +5,8 @@ extern "C" {
 #include <libavutil/pixdesc.h>
 }
 
+#include <cstdint>
+
 #include "host/cmhost/failure.h"
 #include "host/cmhost/picture_layout.h"
 
@@ -90,8 +92,7 @@ FramePtr PictureScaler::convert(const AVFrame& frame) {
   result->height = frame.height;
   if (av_frame_get_buffer(result.get(), 0) < 0) throw std::bad_alloc();
 
-  const bool byFields =
-      frame.interlaced_frame != 0 && fields_[0] != nullptr && fields_[1] != nullptr;
+  const bool byFields = isInterlacedFrame(frame) && fields_[0] != nullptr && fields_[1] != nullptr;
   if (byFields) {
     convertField(frame, *result, 0, 2, *fields_[0]);
     convertField(frame, *result, 1, 2, *fields_[1]);

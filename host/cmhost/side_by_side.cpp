@@ -1,5 +1,6 @@
 #include "host/cmhost/side_by_side.h"
 
+#include <cstdint>
 #include <cstring>
 
 namespace cmhost {

@@ -11,6 +11,8 @@ extern "C" {
 #include <cstring>
 #include <stdexcept>
 
+#include "host/cmhost/av_versions.h"
+
 namespace clip {
 
 namespace {
@@ -60,7 +62,7 @@ class Writer {
     if (clip_.tags.rotation != 0) {
       constexpr std::size_t bytes = 9 * sizeof(std::int32_t);
       auto* const matrix = reinterpret_cast<std::int32_t*>(
-          av_stream_new_side_data(video_, AV_PKT_DATA_DISPLAYMATRIX, bytes));
+          cmhost::newSideData(*video_, AV_PKT_DATA_DISPLAYMATRIX, bytes));
       av_display_rotation_set(matrix, clip_.tags.rotation);
     }
   }
@@ -151,10 +153,8 @@ class Writer {
     frame->pts = picture.pts;
     frame->color_range = clip_.tags.range;
     frame->colorspace = clip_.tags.matrix;
-    if (index < clip_.interlaced.size()) {
-      frame->interlaced_frame = clip_.interlaced[index] ? 1 : 0;
-      frame->top_field_first = clip_.topFieldFirst[index] ? 1 : 0;
-    }
+    if (index < clip_.interlaced.size())
+      cmhost::setInterlaced(*frame, clip_.interlaced[index], clip_.topFieldFirst[index]);
     send(frame);
     av_frame_free(&frame);
   }
@@ -271,8 +271,8 @@ class Reader {
         }
       }
       clip.pictures.push_back(std::move(picture));
-      clip.interlaced.push_back(frame->interlaced_frame != 0);
-      clip.topFieldFirst.push_back(frame->top_field_first != 0);
+      clip.interlaced.push_back(cmhost::isInterlacedFrame(*frame));
+      clip.topFieldFirst.push_back(cmhost::isTopFieldFirst(*frame));
     }
     av_frame_free(&frame);
   }

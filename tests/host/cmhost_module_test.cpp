@@ -2,6 +2,8 @@
 // hang.
 #include <gtest/gtest.h>
 
+#include <algorithm>
+
 #include "tests/host/clip.h"
 #include "tests/host/program.h"
 

@@ -34,8 +34,7 @@ FramePtr decodedFrame(const PictureLayout& layout, int width, int height) {
   frame->height = height;
   EXPECT_EQ(av_frame_get_buffer(frame.get(), 0), 0);
   frame->pts = 1234;
-  frame->interlaced_frame = 1;
-  frame->top_field_first = 1;
+  cmhost::setInterlaced(*frame, true, true);
   frame->color_range = AVCOL_RANGE_JPEG;
   frame->sample_aspect_ratio = {16, 15};
   for (int plane = 0; plane < 3; ++plane) {
@@ -73,8 +72,8 @@ TEST_P(FramePacking, PlanesRoundDownOnTheWayInAndUpOnTheWayOut) {
                                                expected.data(), 0, QOR::ConstructionCopyData));
       const FramePtr unpacked = unpackFrame(put.get(), layout_);
       EXPECT_EQ(unpacked->pts, 1234);
-      EXPECT_EQ(unpacked->interlaced_frame, 1);
-      EXPECT_EQ(unpacked->top_field_first, 1);
+      EXPECT_TRUE(cmhost::isInterlacedFrame(*unpacked));
+      EXPECT_TRUE(cmhost::isTopFieldFirst(*unpacked));
       EXPECT_EQ(unpacked->color_range, AVCOL_RANGE_JPEG);
       EXPECT_EQ(unpacked->sample_aspect_ratio.num, 16);
       for (int plane = 0; plane < 3; ++plane) {
