@@ -70,8 +70,10 @@ Exit status:
   1    failed
   2    wrong usage
   130  interrupted (SIGINT): OUTPUT is closed properly and holds what was done
-  143  terminated (SIGTERM): likewise
-A second signal leaves at once, without OUTPUT.
+  129, 131, 143
+       hung up (SIGHUP), quit (SIGQUIT), terminated (SIGTERM): likewise
+Signals within a second of the first are the same request. A later one leaves
+at once, without OUTPUT.
 
 Examples:
   cmhost in.mp4 out.mp4

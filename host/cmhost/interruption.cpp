@@ -3,35 +3,81 @@
 #include <sys/eventfd.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <atomic>
+#include <cerrno>
 #include <climits>
 #include <csignal>
+#include <cstdint>
+#include <ctime>
+#include <iterator>
 #include <utility>
 
 namespace cmhost::interruption {
 
 namespace {
 
+constexpr int requests[] = {SIGINT, SIGTERM, SIGHUP, SIGQUIT};
+constexpr std::int64_t sameRequestNanoseconds = 1'000'000'000;
+
+// What does not end a process by default. SIGKILL and SIGSTOP cannot be handled.
+constexpr int harmless[] = {SIGCHLD, SIGCONT, SIGURG,  SIGWINCH, SIGTSTP,
+                            SIGTTIN, SIGTTOU, SIGKILL, SIGSTOP};
+
+// A slot is used once, so that a handler never reads a name that changes.
 struct Slot {
   std::atomic<bool> taken{false};
   std::atomic<bool> filled{false};
-  char path[PATH_MAX];
+  int folder = AT_FDCWD;
+  char name[PATH_MAX];
 };
 
 // What a signal handler may touch: lock-free atomics and memory that is always there.
-static_assert(std::atomic<int>::is_always_lock_free && std::atomic<bool>::is_always_lock_free);
+static_assert(std::atomic<int>::is_always_lock_free && std::atomic<bool>::is_always_lock_free &&
+              std::atomic<std::int64_t>::is_always_lock_free);
+std::atomic<std::int64_t> firstTime{0};
 std::atomic<int> firstSignal{0};
 std::atomic<int> event{-1};
-Slot slots[8];
+Slot slots[16];
 
-extern "C" void handleSignal(int number) {
-  int none = 0;
-  if (firstSignal.compare_exchange_strong(none, number)) {
+std::int64_t nanoseconds() {
+  timespec now = {};
+  ::clock_gettime(CLOCK_MONOTONIC, &now);
+  return std::int64_t{now.tv_sec} * 1'000'000'000 + now.tv_nsec;
+}
+
+extern "C" void handleRequest(int number) {
+  const int error = errno;
+  const std::int64_t now = nanoseconds();
+  std::int64_t first = 0;
+  if (firstTime.compare_exchange_strong(first, now)) {
+    firstSignal = number;
     ::eventfd_write(event, 1);
-    return;
+  } else if (now - first >= sameRequestNanoseconds) {
+    removeTemporaryFiles();
+    ::_exit(exitSignal + number);
   }
+  errno = error;
+}
+
+// The signal is raised again as soon as this returns, and then ends the process by default.
+extern "C" void handleEnd(int number) {
   removeTemporaryFiles();
-  ::_exit(exitSignal + number);
+  std::signal(number, SIG_DFL);
+  std::raise(number);
+}
+
+void handle(int number, void (*handler)(int)) {
+  struct sigaction action = {};
+  if (::sigaction(number, nullptr, &action) != 0 || action.sa_handler != SIG_DFL) return;
+  action.sa_handler = handler;
+  action.sa_flags = SA_RESTART;
+  ::sigaction(number, &action, nullptr);
+}
+
+template <std::size_t Count>
+bool contains(const int (&numbers)[Count], int number) {
+  return std::find(std::begin(numbers), std::end(numbers), number) != std::end(numbers);
 }
 
 }  // namespace
@@ -39,31 +85,27 @@ extern "C" void handleSignal(int number) {
 void install() {
   event = ::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK);
   if (event < 0) throw Failure("no event descriptor can be had");
-  for (const int number : {SIGINT, SIGTERM}) {
-    struct sigaction action = {};
-    ::sigaction(number, nullptr, &action);
-    if (action.sa_handler == SIG_IGN) continue;
-    action.sa_handler = &handleSignal;
-    action.sa_flags = SA_RESTART;
-    ::sigaction(number, &action, nullptr);
-  }
+  for (int number = 1; number <= SIGRTMAX; ++number)
+    if (!contains(harmless, number))
+      handle(number, contains(requests, number) ? &handleRequest : &handleEnd);
 }
 
 int received() { return firstSignal; }
 
 int descriptor() { return event; }
 
-void removeTemporaryFiles() {
+void removeTemporaryFiles() noexcept {
   for (const Slot& slot : slots)
-    if (slot.filled) ::unlink(slot.path);
+    if (slot.filled) ::unlinkat(slot.folder, slot.name, 0);
 }
 
-TemporaryFile::TemporaryFile(const std::string& path) {
-  if (path.size() >= PATH_MAX) return;
+TemporaryFile::TemporaryFile(const std::string& name, int folder) {
+  if (name.size() >= PATH_MAX) return;
   for (Slot& slot : slots) {
     if (slot.taken.exchange(true)) continue;
-    path.copy(slot.path, path.size());
-    slot.path[path.size()] = '\0';
+    slot.folder = folder;
+    name.copy(slot.name, name.size());
+    slot.name[name.size()] = '\0';
     slot.filled = true;
     slot_ = static_cast<int>(&slot - slots);
     return;
@@ -76,9 +118,7 @@ TemporaryFile& TemporaryFile::operator=(TemporaryFile&& other) noexcept {
 }
 
 TemporaryFile::~TemporaryFile() {
-  if (slot_ < 0) return;
-  slots[slot_].filled = false;
-  slots[slot_].taken = false;
+  if (slot_ >= 0) slots[slot_].filled = false;
 }
 
 }  // namespace cmhost::interruption

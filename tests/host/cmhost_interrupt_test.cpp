@@ -7,6 +7,8 @@
 #include <chrono>
 #include <csignal>
 #include <filesystem>
+#include <functional>
+#include <optional>
 #include <thread>
 
 #include "tests/host/clip.h"
@@ -83,24 +85,102 @@ TEST_F(Interrupt, BeforeTheFirstFrame) {
   EXPECT_TRUE(folder.names().empty());
 }
 
-TEST_F(Interrupt, SecondSignalLeavesAtOnce) {
+TEST_F(Interrupt, HangUpAndQuitLikewise) {
+  expectHolds(interrupt(SIGHUP, {"-", "out.mkv"}), SIGHUP, "out.mkv");
+  std::filesystem::remove(folder / "out.mkv");
+  expectHolds(interrupt(SIGQUIT, {"-", "out.nut"}), SIGQUIT, "out.nut");
+}
+
+// A run with temporary files that waits, since nobody reads its output.
+class Waiting : public Interrupt {
+ protected:
+  void SetUp() override {
+    Interrupt::SetUp();
+    program::Streams streams;
+    streams.in = in.readEnd();
+    streams.out = out.writeEnd();
+    streams.prepare = prepare;
+    process.emplace(folder.path(), std::vector<std::string>{"--hash", "hashes", "-", "-"}, streams);
+    // The pipe holds less than this: the run waits for its reader.
+    ASSERT_TRUE(in.write(y4m));
+    in.waitUntilEmpty();
+    ASSERT_EQ(folder.names().size(), 1U);
+  }
+
+  void waitUntilNoted() {
+    const char* const noted = "another signal after a second leaves at once";
+    const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(20);
+    while (process->errSoFar().find(noted) == std::string::npos) {
+      ASSERT_LT(std::chrono::steady_clock::now(), deadline);
+      std::this_thread::sleep_for(std::chrono::milliseconds(5));
+    }
+  }
+
+  void expectNothingLeft(int exitCode) {
+    EXPECT_EQ(process->wait().exitCode, exitCode);
+    EXPECT_TRUE(folder.names().empty()) << folder.names()[0];
+  }
+
   Pipe in;
-  Pipe out;  // nobody reads
-  program::Streams streams;
-  streams.in = in.readEnd();
-  streams.out = out.writeEnd();
-  Process process(folder.path(), {"--preview", "late.png@99999", "--hash", "hashes", "-", "-"},
-                  streams);
-  // The pipe holds less than this: the run waits for its reader.
-  ASSERT_TRUE(in.write(y4m));
-  in.waitUntilEmpty();
-  EXPECT_EQ(folder.names().size(), 2U);
-  process.signal(SIGINT);
-  while (process.errSoFar().find("a second signal leaves at once") == std::string::npos)
-    std::this_thread::sleep_for(std::chrono::milliseconds(5));
-  process.signal(SIGTERM);
-  EXPECT_EQ(process.wait().exitCode, 143);
-  EXPECT_TRUE(folder.names().empty()) << folder.names()[0];
+  Pipe out;
+  std::function<void()> prepare;
+  std::optional<Process> process;
+};
+
+TEST_F(Waiting, LaterSignalLeavesAtOnce) {
+  process->signal(SIGINT);
+  waitUntilNoted();
+  std::this_thread::sleep_for(std::chrono::milliseconds(1100));
+  process->signal(SIGTERM);
+  expectNothingLeft(128 + SIGTERM);
+}
+
+TEST_F(Waiting, SignalsWithinASecondAreOneRequest) {
+  process->signal(SIGTERM);
+  waitUntilNoted();
+  for (const int number : {SIGTERM, SIGINT, SIGHUP, SIGQUIT, SIGTERM}) process->signal(number);
+  in.closeWriteEnd();
+  const auto frameCount = [](const std::string& video) {
+    std::size_t count = 0;
+    for (std::size_t at = 0; (at = video.find("\nFRAME\n", at)) != std::string::npos; ++at) ++count;
+    return count;
+  };
+  out.closeWriteEnd();
+  const std::string video = out.readAll();
+  const Result result = process->wait();
+  EXPECT_EQ(result.exitCode, 128 + SIGTERM) << result.err;
+  EXPECT_EQ(folder.names(), std::vector<std::string>{"hashes"});
+  EXPECT_GE(frameCount(video), 1U);
+  EXPECT_NE(result.err.find("holds " + std::to_string(frameCount(video)) + " frame"),
+            std::string::npos)
+      << result.err;
+}
+
+TEST_F(Waiting, OtherSignalsThatEndAProcessLeaveNoTemporaryFile) {
+  process->signal(SIGUSR1);
+  expectNothingLeft(-SIGUSR1);
+}
+
+TEST_F(Waiting, NorDoesTheEndOfTheProcessorTime) {
+  process->signal(SIGXCPU);
+  expectNothingLeft(-SIGXCPU);
+}
+
+class WaitingWithoutHangUp : public Waiting {
+ protected:
+  WaitingWithoutHangUp() {
+    prepare = [] { std::signal(SIGHUP, SIG_IGN); };
+  }
+};
+
+TEST_F(WaitingWithoutHangUp, IgnoredSignalStaysIgnored) {
+  process->signal(SIGHUP);
+  out.closeWriteEnd();
+  in.closeWriteEnd();
+  out.readAll();
+  const Result result = process->wait();
+  EXPECT_EQ(result.exitCode, 0);
+  EXPECT_NE(result.err.find("cmhost: 12 frames in "), std::string::npos) << result.err;
 }
 
 class Partial : public Interrupt {

@@ -67,7 +67,9 @@ Process::Process(const std::string& folder, const std::vector<std::string>& argu
     ::dup2(out, STDOUT_FILENO);
     ::dup2(err, STDERR_FILENO);
     // Whoever runs the tests may ignore them.
-    for (const int number : {SIGINT, SIGTERM, SIGPIPE}) std::signal(number, SIG_DFL);
+    for (const int number : {SIGINT, SIGTERM, SIGHUP, SIGQUIT, SIGPIPE})
+      std::signal(number, SIG_DFL);
+    if (streams.prepare) streams.prepare();
     if (::chdir(folder.c_str()) == 0) ::execv(argv[0], argv.data());
     ::_exit(127);
   }

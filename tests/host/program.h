@@ -22,6 +22,7 @@ struct Streams {
   int out = -1;
   int err = -1;
   int in = -1;
+  std::function<void()> prepare;  ///< called in the new process before the program starts
 };
 
 /// A new empty folder that goes with this object.
