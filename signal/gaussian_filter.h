@@ -35,6 +35,15 @@
 /// `ownGetNumThreads` OpenMP threads, with mask 33 only from 256 rows on; the calling thread is one
 /// of them, and all are done on return. Variant `p8_` and the 16-bit filter use the calling thread
 /// and its stack alone.
+///
+/// Fork: a child whose parent has split rows among threads uses the calling thread alone, with the
+/// same result, because the OpenMP runtime's threads do not exist in a child. Parallel regions of
+/// the caller's own are not seen: if the parent ran one before `fork`, the child must set the
+/// number of threads to 1 (`ippSetNumThreads`, after every `ippStaticInit`).
+///
+/// Unloading: the threads of the OpenMP runtime outlive the call. A shared object that contains
+/// this library, was loaded with `dlopen` and may have used these threads must not be the last user
+/// of the runtime when it is closed; libgomp would be unmapped under its own threads.
 
 struct IppiSize {
   int width;

@@ -1,10 +1,12 @@
 #include <omp.h>
+#include <pthread.h>
 
 #include <algorithm>
 #include <climits>
 #include <cstdint>
 
 #include "signal/processor_variant.h"
+#include "signal/shared_word.h"
 #include "signal/variant.h"
 #include "signal/vector_primitives.h"
 
@@ -82,10 +84,22 @@ bool worth_a_team(const gaussian_region& region, gaussian_mask mask) {
   return mask == gaussian_mask::five || region.height >= fewest_rows_3x3;
 }
 
+// A child of `fork` has the memory of its parent's OpenMP runtime but none of the threads, and the
+// runtime may wait for them forever.
+bool team_used = false;
+bool team_lost = false;
+
+void lose_team() { team_lost = load_shared(team_used); }
+
+const bool forks_are_seen = pthread_atfork(nullptr, nullptr, lose_team) == 0;
+
+bool may_use_team() { return forks_are_seen && !team_lost; }
+
 }  // namespace
 
 int walk_in_bands(const gaussian_rows& rows, const gaussian_region& region, gaussian_mask mask) {
-  const int threads = worth_a_team(region, mask) ? std::max(ownGetNumThreads(), 1) : 1;
+  const bool wants_team = worth_a_team(region, mask) && may_use_team();
+  const int threads = wants_team ? std::max(ownGetNumThreads(), 1) : 1;
   const std::int64_t samples = scratch_samples(region.width, mask);
   unsigned short* const scratch = allocate_scratch(samples, threads);
   if (scratch == nullptr) {
@@ -94,6 +108,7 @@ int walk_in_bands(const gaussian_rows& rows, const gaussian_region& region, gaus
   if (threads == 1) {
     filter(rows, region, mask, scratch);
   } else {
+    store_shared(team_used, true);
     // The setting may have changed; there is scratch for the first reading.
     // NOLINTNEXTLINE(clang-analyzer-deadcode.DeadStores): the pragma reads it
     const int team = std::max(std::min(threads, ownGetNumThreads()), 1);

@@ -2,6 +2,7 @@
 // and goes.
 
 #include <gtest/gtest.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 #include <array>
@@ -125,11 +126,21 @@ void load_use_and_unload() {
   EXPECT_EQ(s.output->frames.size(), 1U);
 }
 
+// What the module has `fork` do must go with the module.
+void expect_fork_works() {
+  const pid_t child = ::fork();
+  if (child == 0) ::_exit(0);
+  int status = -1;
+  EXPECT_EQ(::waitpid(child, &status, 0), child);
+  EXPECT_EQ(status, 0);
+}
+
 TEST(Module, IsLoadedUsedAndUnloadedOverAndOver) {
   const unlisted_leaks allowed;
   for (int i = 0; i < 20; ++i) {
     ASSERT_FALSE(module::is_loaded());
     load_use_and_unload();
+    expect_fork_works();
   }
   EXPECT_FALSE(module::is_loaded());
 }
