@@ -9,7 +9,7 @@ namespace ns_signal {
 constexpr int variant_count = 4;
 
 /// The dispatch table, one entry for each variant index, complete before any code runs.
-/// `ippStaticInit` replaces the last entry where the processor has more than SSE4.1.
+/// `ippStaticInit` replaces the entries 2 and 3 with what the processor can run.
 extern const variant* variant_table[variant_count];
 
 /// The variant in force.
@@ -18,7 +18,10 @@ inline const variant& current_variant() {
   return *load_shared(variant_table[index >= 0 && index < variant_count ? index : 0]);
 }
 
-/// What index 3 stands for on a processor with these `feature` bits: the widest form of `p8_`.
+/// What the indices 2 and 3 stand for on a processor with these `feature` bits: the widest form of
+/// `v8_` or `p8_` that it can run, or the portable code that walks the same way. The index follows
+/// from one bit, but the code needs all of them, and an emulator or hypervisor may hide any.
+const variant& widest_v8_variant(unsigned long long features);
 const variant& widest_p8_variant(unsigned long long features);
 
 /// Every implementation built, narrowest first, ending with null.

@@ -69,8 +69,8 @@ int ippStaticInit() {
   const ns_signal::variant_choice choice =
       ns_signal::choose_variant(identified, features[0], ns_signal::is_genuine());
   ippSetCpuFeaturesMask(choice.enabled, 0);
-  const ns_signal::variant* const widest = &ns_signal::widest_p8_variant(processor_features());
-  store_shared(ns_signal::variant_table[3], widest);
+  store_shared(ns_signal::variant_table[2], &ns_signal::widest_v8_variant(processor_features()));
+  store_shared(ns_signal::variant_table[3], &ns_signal::widest_p8_variant(processor_features()));
   store_shared(ippJumpIndexForMergedLibsLP, choice.low_power);
   store_shared(ippJumpIndexForMergedLibs, choice.index);
   return choice.status;

@@ -12,7 +12,9 @@
 ///   2      `v8_`    SSSE3
 ///   3      `p8_`    SSE4.1
 ///
-/// Where a level's variant is not built (on other architectures), its entry is the portable code.
+/// Where a level's variant is not built (on other architectures), its entry is the portable code;
+/// after `ippStaticInit` also where the processor has the level but not all levels below it
+/// (because a hypervisor hides one).
 ///
 /// Feature masks are two 32-bit words, low word first; the high word is always 0. Low word:
 /// 0x1 MMX, 0x2 SSE, 0x4 SSE2, 0x8 SSE3, 0x10 SSSE3, 0x20 MOVBE, 0x40 SSE4.1, 0x80 SSE4.2,
@@ -31,7 +33,7 @@ extern "C" {
 #endif
 
 /// The variant in force, 0 to 3; 0 until `ippStaticInit`. The primitives take any other value for
-/// 0. Whoever writes it answers for the processor having that level.
+/// 0. Before `ippStaticInit`, whoever writes it answers for the processor having that level.
 extern int ippJumpIndexForMergedLibs;
 
 /// 1 on a low-power processor (SSSE3 and MOVBE without SSE4.1), else 0. No table consults it.

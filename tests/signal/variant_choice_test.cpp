@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include "signal/dispatch.h"
 #include "signal/processor_features.h"
 
 namespace {
@@ -125,5 +126,93 @@ TEST(VariantChoice, WithoutIdentificationNothingIsEnabled) {
     EXPECT_EQ(choice.status, 20);
   }
 }
+
+#if SIGNAL_X86_LEVELS
+
+// What the compiler may use where a form's file is compiled for it, as bits of the identification.
+struct form {
+  const ns_signal::variant* code;
+  unsigned int leaf_1_edx, leaf_1_ecx, leaf_7_ebx, leaf_7_ecx, xcr0;
+
+  bool runs_on(const processor_facts& f) const {
+    const auto within = [](unsigned int bits, unsigned int all) { return (bits & ~all) == 0; };
+    return within(leaf_1_edx, f.leaf_1.edx) && within(leaf_1_ecx, f.leaf_1.ecx) &&
+           within(leaf_7_ebx, f.leaf_7.ebx) && within(leaf_7_ecx, f.leaf_7.ecx) &&
+           within(xcr0, f.xcr0);
+  }
+};
+
+constexpr unsigned int sse2 = 1U << 26;
+constexpr unsigned int sse3_ssse3 = 1U << 0 | 1U << 9;
+constexpr unsigned int to_sse41 = sse3_ssse3 | 1U << 19;
+// SSE4.2, POPCNT, XGETBV, AVX.
+constexpr unsigned int to_avx = to_sse41 | 1U << 20 | 1U << 23 | 1U << 27 | 1U << 28;
+constexpr unsigned int fma_f16c = 1U << 12 | 1U << 29;
+constexpr unsigned int avx2 = 1U << 5;
+constexpr unsigned int avx512 = 1U << 16 | 1U << 17 | 1U << 30 | 1U << 31;
+constexpr unsigned int vbmi = 1U << 1;
+
+const form v8_forms[] = {{&ns_signal::v8_variant, sse2, sse3_ssse3, 0, 0, 0},
+                         {&ns_signal::portable_variant, 0, 0, 0, 0, 0}};
+
+const form p8_forms[] = {
+    {&ns_signal::p8_avx512_variant, sse2, to_avx | fma_f16c, avx2 | avx512, vbmi, 0xe6},
+    {&ns_signal::p8_avx2_variant, sse2, to_avx, avx2, 0, 0x6},
+    {&ns_signal::p8_variant, sse2, to_sse41, 0, 0, 0},
+    {&ns_signal::portable_variant_on_stack, 0, 0, 0, 0, 0}};
+
+// The last one runs everywhere.
+const ns_signal::variant* widest_of(const form* forms, const processor_facts& facts) {
+  while (!forms->runs_on(facts)) {
+    ++forms;
+  }
+  return forms->code;
+}
+
+// Calls `visit` for every subset of the bits of `mask`.
+template <class Visit>
+void for_each_subset(unsigned int mask, Visit visit) {
+  unsigned int subset = 0;
+  do {
+    visit(subset);
+    subset = (subset - mask) & mask;
+  } while (subset != 0);
+}
+
+TEST(InstalledVariant, CanRunWhateverIsMasked) {
+  processor_facts facts;
+  const auto check = [&facts] {
+    const unsigned long long features = ns_signal::all_features(facts);
+    ASSERT_EQ(&ns_signal::widest_v8_variant(features), widest_of(v8_forms, facts));
+    ASSERT_EQ(&ns_signal::widest_p8_variant(features), widest_of(p8_forms, facts))
+        << std::hex << facts.leaf_1.edx << ' ' << facts.leaf_1.ecx << ' ' << facts.leaf_7.ebx << ' '
+        << facts.leaf_7.ecx << ' ' << facts.xcr0;
+  };
+  for_each_subset(to_avx | fma_f16c, [&](unsigned int leaf_1_ecx) {
+    facts.leaf_1.ecx = leaf_1_ecx;
+    for (const unsigned int xcr0 : {0x0U, 0x2U, 0x6U, 0x66U, 0xe6U}) {
+      facts.xcr0 = xcr0;
+      for_each_subset(avx2 | avx512, [&](unsigned int leaf_7_ebx) {
+        facts.leaf_7.ebx = leaf_7_ebx;
+        for (const unsigned int leaf_7_ecx : {0U, vbmi}) {
+          facts.leaf_7.ecx = leaf_7_ecx;
+          for (const unsigned int leaf_1_edx : {0U, sse2}) {
+            facts.leaf_1.edx = leaf_1_edx;
+            ASSERT_NO_FATAL_FAILURE(check());
+          }
+        }
+      });
+    }
+  });
+}
+
+TEST(InstalledVariant, WalksAsItsIndexPromises) {
+  for (const unsigned long long features : {0ULL, ~0ULL}) {
+    EXPECT_EQ(ns_signal::widest_v8_variant(features).walk_8u, ns_signal::walk_in_bands);
+    EXPECT_EQ(ns_signal::widest_p8_variant(features).walk_8u, ns_signal::walk_in_tiles);
+  }
+}
+
+#endif
 
 }  // namespace
