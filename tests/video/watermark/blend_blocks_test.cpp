@@ -1,6 +1,9 @@
 #include "video/watermark/blend_blocks.h"
 
 #include <gtest/gtest.h>
+#ifdef __x86_64__
+#include <cpuid.h>
+#endif
 
 #include <vector>
 
@@ -74,6 +77,22 @@ TEST(BlendVariants, ThePortableOneIsAlwaysThereAndTheFastestIsTheLast) {
   EXPECT_NE(blend_variants()[1].blend, nullptr);  // the baseline
 #endif
 }
+
+#ifdef __x86_64__
+
+// SSE3, SSSE3, SSE4.1, SSE4.2, POPCNT and AVX are in leaf 1.
+TEST(BlendVariants, TheWidestIsThereWhereAllIsThatTheCompilerMayUse) {
+  constexpr unsigned int needed = 1U << 0 | 1U << 9 | 1U << 19 | 1U << 20 | 1U << 23 | 1U << 28;
+  unsigned int eax = 0;
+  unsigned int ebx = 0;
+  unsigned int ecx = 0;
+  unsigned int edx = 0;
+  ASSERT_NE(__get_cpuid(1, &eax, &ebx, &ecx, &edx), 0);
+  const bool all = (ecx & needed) == needed && __builtin_cpu_supports("avx2") != 0;
+  EXPECT_EQ(blend_variants()[2].blend != nullptr, all);
+}
+
+#endif
 
 class BlendBlocks : public testing::TestWithParam<std::size_t> {
  protected:
