@@ -98,83 +98,76 @@ std::string hex(unsigned long long value) {
   return text;
 }
 
-std::string quoted(const std::string& text) {
-  std::string result = "\"";
-  for (const char character : text) {
-    const auto code = static_cast<unsigned char>(character);
-    if (character == '"' || character == '\\') result += '\\';
-    if (code >= 0x20) {
-      result += character;
-      continue;
-    }
-    char escape[8];
-    std::snprintf(escape, sizeof escape, "\\u%04x", code);
-    result += escape;
-  }
-  return result + '"';
-}
-
 std::string sizeText(const Options& options) {
   return std::to_string(options.inspectWidth) + "x" + std::to_string(options.inspectHeight) + " " +
          fourccText(options.inspectLayout);
 }
 
-void printText(const Options& options, const Module& module, const StartUp& startUp,
-               const Configured& configured) {
-  std::printf("module:      %s\n", module.path().c_str());
-  std::printf("factory:     %s\n", Module::factoryName);
-  std::printf("component:   type '%s' (%s)\n", fourccText(module.filter().type()).c_str(),
-              hex(module.filter().type()).c_str());
-  std::printf("start-up:    variant %s (index %d), feature mask %s, threads %d, status %d\n",
-              startUp.variant, startUp.index, hex(startUp.features).c_str(), startUp.threads,
-              startUp.status);
-  std::printf("configured:  %s: %s\n", sizeText(options).c_str(),
-              configured.taken ? "result 0" : configured.reason.c_str());
+std::string asText(const Options& options, const Module& module, const StartUp& startUp,
+                   const Configured& configured) {
+  std::ostringstream text;
+  text << "module:      " << escaped(module.path()) << '\n'
+       << "factory:     " << Module::factoryName << '\n'
+       << "component:   type '" << escaped(fourccText(module.filter().type())) << "' ("
+       << hex(module.filter().type()) << ")\n"
+       << "start-up:    variant " << startUp.variant << " (index " << startUp.index
+       << "), feature mask " << hex(startUp.features) << ", threads " << startUp.threads
+       << ", status " << startUp.status << '\n'
+       << "configured:  " << escaped(sizeText(options)) << ": "
+       << (configured.taken ? "result 0" : escaped(configured.reason)) << '\n';
   const char* label = "prints:     ";
   for (const std::string& line : configured.printed) {
-    std::printf("%s %s\n", label, line.c_str());
+    text << label << ' ' << escaped(line) << '\n';
     label = "            ";
   }
+  return text.str();
 }
 
-void printJson(const Options& options, const Module& module, const StartUp& startUp,
-               const Configured& configured) {
-  std::string printed;
-  for (const std::string& line : configured.printed)
-    printed += (printed.empty() ? "" : ", ") + quoted(line);
-  std::printf(
-      "{\n"
-      "  \"module\": %s,\n"
-      "  \"factory\": %s,\n"
-      "  \"type\": %s,\n"
-      "  \"start_up\": {\"variant\": %s, \"index\": %d, \"feature_mask\": %s, \"threads\": %d, "
-      "\"status\": %d},\n"
-      "  \"configuration\": {\"width\": %d, \"height\": %d, \"layout\": %s, \"taken\": %s, "
-      "\"reason\": %s, \"printed\": [%s]}\n"
-      "}\n",
-      quoted(module.path()).c_str(), quoted(Module::factoryName).c_str(),
-      quoted(fourccText(module.filter().type())).c_str(), quoted(startUp.variant).c_str(),
-      startUp.index, quoted(hex(startUp.features)).c_str(), startUp.threads, startUp.status,
-      options.inspectWidth, options.inspectHeight,
-      quoted(fourccText(options.inspectLayout)).c_str(), configured.taken ? "true" : "false",
-      configured.taken ? "null" : quoted(configured.reason).c_str(), printed.c_str());
+std::string asJson(const Options& options, const Module& module, const StartUp& startUp,
+                   const Configured& configured) {
+  std::ostringstream text;
+  text << "{\n"
+       << "  \"module\": " << jsonString(module.path()) << ",\n"
+       << "  \"factory\": " << jsonString(Module::factoryName) << ",\n"
+       << "  \"type\": " << jsonString(fourccText(module.filter().type())) << ",\n"
+       << "  \"start_up\": {\"variant\": " << jsonString(startUp.variant)
+       << ", \"index\": " << startUp.index
+       << ", \"feature_mask\": " << jsonString(hex(startUp.features))
+       << ", \"threads\": " << startUp.threads << ", \"status\": " << startUp.status << "},\n"
+       << "  \"configuration\": {\"width\": " << options.inspectWidth
+       << ", \"height\": " << options.inspectHeight
+       << ", \"layout\": " << jsonString(fourccText(options.inspectLayout))
+       << ", \"taken\": " << (configured.taken ? "true" : "false")
+       << ", \"reason\": " << (configured.taken ? "null" : jsonString(configured.reason))
+       << ", \"printed\": [";
+  const char* separator = "";
+  for (const std::string& line : configured.printed) {
+    text << separator << jsonString(line);
+    separator = ", ";
+  }
+  text << "]}\n}\n";
+  return text.str();
 }
 
 }  // namespace
 
 int inspect(const Options& options) {
+  std::string found;
+  bool taken = false;
   try {
     Module module(options.module);
     const StartUp startUp;
     const Configured configured = configure(module, options);
-    (options.json ? printJson : printText)(options, module, startUp, configured);
-    return configured.taken ? exitDone : exitFailed;
+    found = (options.json ? asJson : asText)(options, module, startUp, configured);
+    taken = configured.taken;
   } catch (const Failure& failure) {
     if (options.json)
-      std::printf("{\n  \"module\": %s,\n  \"error\": %s\n}\n", quoted(options.module).c_str(),
-                  quoted(failure.what()).c_str());
+      printResult("{\n  \"module\": " + jsonString(options.module) +
+                  ",\n  \"error\": " + jsonString(failure.what()) + "\n}\n");
     throw;
   }
+  printResult(found);
+  return taken ? exitDone : exitFailed;
 }
 
 }  // namespace cmhost

@@ -3,7 +3,6 @@
 #include <CLI/CLI.hpp>
 #include <algorithm>
 #include <cmath>
-#include <iostream>
 
 extern "C" {
 #include <libavutil/parseutils.h>
@@ -172,10 +171,10 @@ std::optional<Options> parseCommandLine(int argc, char** argv, int& exitCode) {
     interpret(app, texts, options);
     return options;
   } catch (const CLI::CallForHelp&) {
-    std::cout << helpText;
+    printResult(helpText);
     exitCode = exitDone;
   } catch (const CLI::CallForVersion&) {
-    std::cout << versionText() << '\n';
+    printResult(versionText() + "\n");
     exitCode = exitDone;
   } catch (const CLI::ParseError& error) {
     printError(std::string(error.what()) + "; see cmhost --help");

@@ -52,7 +52,8 @@ struct Options {
 };
 
 /// Reads the command line. Without a value the program is done and exits with `exitCode`: help or
-/// version was asked for and is printed, or the usage is wrong and said to be so.
+/// version was asked for and is printed, or the usage is wrong and said to be so. Throws `Failure`
+/// when help or version cannot be printed.
 std::optional<Options> parseCommandLine(int argc, char** argv, int& exitCode);
 
 }  // namespace cmhost

@@ -1,5 +1,7 @@
 // The command line itself.
+#include <fcntl.h>
 #include <gtest/gtest.h>
+#include <unistd.h>
 
 #include <sstream>
 
@@ -57,6 +59,27 @@ TEST(Usage, Version) {
   EXPECT_EQ(result.exitCode, 0);
   EXPECT_EQ(result.err, "");
   EXPECT_EQ(result.out.rfind("cmhost 1.0.0", 0), 0U) << result.out;
+}
+
+TEST(Usage, WhatCannotBePrintedFails) {
+  const std::vector<std::vector<std::string>> asked = {
+      {"--help"},
+      {"--version"},
+      {"--inspect", STATIC_WATERMARK},
+      {"--inspect", STATIC_WATERMARK, "--json"},
+      {"--inspect", "/nowhere/missing.so", "--json"}};
+  const program::Folder folder;
+  for (const auto& arguments : asked) {
+    SCOPED_TRACE(arguments[0]);
+    program::Streams streams;
+    streams.out = ::open("/dev/full", O_WRONLY | O_CLOEXEC);
+    ASSERT_GE(streams.out, 0);
+    const auto result = program::run(folder.path(), arguments, streams);
+    ::close(streams.out);
+    EXPECT_EQ(result.exitCode, 1);
+    EXPECT_EQ(result.err,
+              "cmhost: error: standard output cannot be written: No space left on device\n");
+  }
 }
 
 TEST(Usage, WrongOnes) {

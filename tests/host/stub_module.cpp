@@ -51,6 +51,10 @@ class Stub final : public RFilter {
   Result configure(RFilterConfiguration& config) override {
     if (is("declines")) throw contractException("*** ERROR ***: not this one");
     if (is("refuses")) return 7;
+    if (is("hostile_text")) {
+      std::puts("printed \x1b[2J\u009b\xff");
+      throw contractException("not \x1b[2J\u009b\xff");
+    }
     if (is("configure_throws")) throw std::runtime_error("a standard exception");
     outputWriters()[0]->setDescription(inputReaders()[0]->getDescription());
     fourcc_ = config.getFourCC("system_informat", 0);
