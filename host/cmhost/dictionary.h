@@ -22,6 +22,9 @@ class Dictionary {
   Dictionary& operator=(const Dictionary&) = delete;
 
   void set(const char* key, const char* value) { av_dict_set(&entries_, key, value, 0); }
+  void setDefault(const char* key, const char* value) {
+    av_dict_set(&entries_, key, value, AV_DICT_DONT_OVERWRITE);
+  }
   AVDictionary** operator&() { return &entries_; }
 
   /// The first entry left; null when none is.

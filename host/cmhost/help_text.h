@@ -31,6 +31,9 @@ Input:
       --input-option KEY=VALUE
                               set an option of the demuxer, as headerless
                               video needs them; may be repeated
+      --allow-references WHAT open what INPUT refers to, as a playlist does:
+                              file, or network, which includes file
+                              (default: nothing but INPUT is opened)
       --start TIME            begin at TIME, in seconds or as [HH:]MM:SS[.m];
                               time in the output counts from there
       --frames N              stop after N frames

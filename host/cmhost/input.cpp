@@ -5,7 +5,7 @@
 #include <cstring>
 #include <utility>
 
-#include "host/cmhost/dictionary.h"
+#include "host/cmhost/demuxer.h"
 #include "host/cmhost/failure.h"
 #include "host/cmhost/interruption.h"
 #include "host/cmhost/messages.h"
@@ -44,45 +44,38 @@ void refuseDamage(AVCodecContext& decoder) {
 }  // namespace
 
 Input::Input(const Options& options)
-    : file_(options.input), packet_(newPacket()), mostFrames_(options.frames) {
+    : file_(options.input),
+      references_(file_.name(), options.references),
+      packet_(newPacket()),
+      mostFrames_(options.frames) {
   openFormat(options);
   openDecoder();
   if (options.start > 0) seekToStart(options.start);
 }
 
 void Input::openFormat(const Options& options) {
-  const AVInputFormat* chosen = nullptr;
-  if (!options.inputFormat.empty()) {
-    chosen = av_find_input_format(options.inputFormat.c_str());
-    if (chosen == nullptr || (chosen->flags & AVFMT_NOFILE) != 0)
-      throw Failure("--input-format: no container is called '" + options.inputFormat + "'",
-                    exitUsage);
-  }
-  Dictionary dictionary(options.inputOptions);
-  AVFormatContext* format = avformat_alloc_context();
-  if (format == nullptr) throw std::bad_alloc();
-  format->pb = file_.io();
-  int result = avformat_open_input(&format, name().c_str(), chosen, &dictionary);
-  if (result >= 0) {
-    format_.reset(format);
-    if (const AVDictionaryEntry* const unknown = dictionary.first())
-      throw Failure(std::string("--input-option: the demuxer ") + format->iformat->name +
-                        " has no option '" + unknown->key + "'",
-                    exitUsage);
+  int result = 0;
+  format_ = openDemuxer(file_, references_, options, result);
+  if (format_ != nullptr) {
     takeDemuxerDamage();  // what a header lacks, opening has made up for
-    result = avformat_find_stream_info(format, nullptr);
+    result = avformat_find_stream_info(format_.get(), nullptr);
   }
   if (interruption::received() != 0) throw interruption::Interrupted();
+  references_.checkOpened();
   if (result < 0) {
     checkLength();
-    throw Failure(name() + " is not a video file: " + avErrorReason(result));
+    throw Failure(name() + " is not a video file: " + references_.withHint(avErrorReason(result)));
   }
-  const int best = av_find_best_stream(format, AVMEDIA_TYPE_VIDEO, -1, -1, nullptr, 0);
-  if (best < 0 || !isPicture(*format->streams[best])) {
+  chooseVideo();
+}
+
+void Input::chooseVideo() {
+  const int best = av_find_best_stream(format_.get(), AVMEDIA_TYPE_VIDEO, -1, -1, nullptr, 0);
+  if (best < 0 || !isPicture(*format_->streams[best])) {
     checkLength();
     throw Failure(name() + " has no video stream; a filter needs one");
   }
-  video_ = format->streams[best];
+  video_ = format_->streams[best];
 }
 
 void Input::openDecoder() {
@@ -173,12 +166,13 @@ void Input::feedDecoder() {
       stopReading();
       return;
     }
+    references_.checkOpened();
     if (result == AVERROR_EOF) {
       if (file_.io()->error < 0) failDamaged(avErrorReason(file_.io()->error));
       avcodec_send_packet(decoder_.get(), nullptr);
       return;
     }
-    if (result < 0) failDamaged(avErrorReason(result));
+    if (result < 0) failDamaged(references_.withHint(avErrorReason(result)));
     packetsEnd_ = std::max(packetsEnd_, packet_->pos + packet_->size);
     noteTime(*packet_);
     const bool whole = (packet_->flags & AV_PKT_FLAG_CORRUPT) == 0;

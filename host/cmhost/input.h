@@ -8,6 +8,7 @@
 #include "host/cmhost/av.h"
 #include "host/cmhost/input_file.h"
 #include "host/cmhost/options.h"
+#include "host/cmhost/references.h"
 
 namespace cmhost {
 
@@ -53,6 +54,7 @@ class Input {
 
  private:
   void openFormat(const Options& options);
+  void chooseVideo();
   void openDecoder();
   void seekToStart(double seconds);
   FramePtr decodeFrame();
@@ -71,6 +73,7 @@ class Input {
   [[noreturn]] void failDamaged(const std::string& what) const;
 
   InputFile file_;
+  References references_;
   InputFormatPtr format_;
   AVStream* video_ = nullptr;
   CodecPtr decoder_;

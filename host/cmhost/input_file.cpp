@@ -48,6 +48,8 @@ void InputFile::interrupt() {
   interruption_.raise();
 }
 
+bool InputFile::interrupted() const { return interrupted_ || interruption::received() != 0; }
+
 // A regular file never makes anybody wait.
 bool InputFile::waitForBytes() const {
   if (!seekable()) {
@@ -56,7 +58,7 @@ bool InputFile::waitForBytes() const {
                       {interruption::descriptor(), POLLIN, 0}};
     while (::poll(waits, 3, -1) < 0 && errno == EINTR) continue;
   }
-  return !interrupted_ && interruption::received() == 0;
+  return !interrupted();
 }
 
 int InputFile::read(void* self, std::uint8_t* buffer, int size) {

@@ -34,6 +34,9 @@ class InputFile {
   /// Ends reading. Any thread.
   void interrupt();
 
+  /// Whether reading has been ended, by `interrupt` or by a signal.
+  bool interrupted() const;
+
  private:
   static int read(void* self, std::uint8_t* buffer, int size);
   static std::int64_t seek(void* self, std::int64_t offset, int whence);

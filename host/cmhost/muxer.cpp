@@ -11,6 +11,7 @@ extern "C" {
 
 #include "host/cmhost/failure.h"
 #include "host/cmhost/messages.h"
+#include "host/cmhost/references.h"
 
 namespace cmhost {
 
@@ -180,6 +181,7 @@ Muxer::Muxer(OutputFile& file, const std::string& formatName) : file_(file) {
     throw std::bad_alloc();
   format_.reset(format);
   format_->pb = file.io();
+  format_->io_open = refuseToOpen;
   format_->flags |= AVFMT_FLAG_BITEXACT;  // the same run writes the same bytes
 }
 
@@ -217,6 +219,7 @@ bool Muxer::takes(const AVStream& from) const {
   if (avformat_alloc_output_context2(&format, &container(), nullptr, nullptr) < 0)
     throw std::bad_alloc();
   const OutputFormatPtr owner(format);
+  format->io_open = refuseToOpen;
   for (unsigned int i = 0; i < format_->nb_streams; ++i) addCopyOf(*format_->streams[i], *format);
   addCopyOf(from, *format);
   if (avio_open_dyn_buf(&format->pb) < 0) throw std::bad_alloc();

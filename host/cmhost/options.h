@@ -11,6 +11,9 @@ namespace cmhost {
 /// When the progress line is shown; `automatic` is on a terminal only.
 enum class ProgressMode { automatic, always, never };
 
+/// What an input may refer to: nothing, files, or files and network addresses.
+enum class AllowedReferences { none, files, network };
+
 /// What the command line asks for.
 struct Options {
   using KeyValues = std::vector<std::pair<std::string, std::string>>;
@@ -25,6 +28,7 @@ struct Options {
 
   std::string inputFormat;  ///< empty: found out from the content
   KeyValues inputOptions;
+  AllowedReferences references = AllowedReferences::none;
   double start = 0;                     ///< seconds from the beginning of the input
   std::int64_t frames = 0;              ///< 0: all
   std::optional<unsigned int> convert;  ///< FourCC of the layout to convert to

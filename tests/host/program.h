@@ -2,6 +2,7 @@
 
 #include <sys/types.h>
 
+#include <chrono>
 #include <functional>
 #include <string>
 #include <vector>
@@ -60,8 +61,8 @@ class Process {
   /// What it has written on standard error so far, if that is caught.
   std::string errSoFar() const;
 
-  /// Waits for its end; one that takes longer than a minute is killed and fails the test.
-  Result wait();
+  /// Waits for its end; one that takes longer is killed and fails the test.
+  Result wait(std::chrono::seconds longest = std::chrono::seconds(60));
 
  private:
   Streams streams_;

@@ -1,0 +1,28 @@
+#pragma once
+
+#include <chrono>
+#include <string>
+#include <vector>
+
+#include "tests/host/program.h"
+
+/// Runs `cmhost` and sees what it asks of the system: which files it opens, whether it goes to the
+/// network or starts other programs.
+namespace watched {
+
+struct Run {
+  program::Result result;
+  std::vector<std::string> opened;     ///< paths of files, as they were named
+  std::vector<std::string> forbidden;  ///< calls for sockets and for other programs, by their name
+};
+
+/// Runs `cmhost` to its end, which must come within `longest`. System calls for sockets fail.
+Run run(const std::string& folder, const std::vector<std::string>& arguments,
+        program::Streams streams = {}, std::chrono::seconds longest = std::chrono::seconds(60));
+
+/// What of `opened` is neither one of `expected`, nor a temporary file for one of these, nor opened
+/// by a run on an ordinary video, as libraries are.
+std::vector<std::string> unexpected(const std::vector<std::string>& opened,
+                                    const std::vector<std::string>& expected);
+
+}  // namespace watched
