@@ -44,13 +44,25 @@ inline PacketPtr newPacket() { return orThrow<PacketPtr>(av_packet_alloc()); }
 /// From now on the media libraries' own messages are not printed; the last error is kept.
 void captureAvLog();
 
-/// What demuxers have logged as an error since the last call; empty when nothing. By the media
-/// libraries' definition such an error means that something is lost, though the call may succeed.
-std::string takeDemuxerDamage();
+/// A warning or an error that the media libraries log, or a repair.
+struct AvLogLine {
+  int level = 0;  ///< AV_LOG_WARNING or worse, unless it is a repair
+  AVClassCategory category = AV_CLASS_CATEGORY_NA;
+  bool isRepair = false;  ///< a decoder has replaced a lost part of a picture
+  std::string text;       ///< behind the name of what logs it, without a line end
+};
 
-/// What decoders have logged since the last call about pictures that they repaired; empty when
-/// nothing.
-std::string takeDecoderDamage();
+/// Gets what the media libraries log while it lives; one at a time.
+class AvLogListener {
+ public:
+  AvLogListener();
+  virtual ~AvLogListener();
+  AvLogListener(const AvLogListener&) = delete;
+  AvLogListener& operator=(const AvLogListener&) = delete;
+
+  /// Called on any thread, one call at a time. Must not call the media libraries.
+  virtual void logged(const AvLogLine& line) = 0;
+};
 
 /// The media libraries' words for a negative return value, with what they last logged as an error,
 /// which often names the reason. The kept message is taken.

@@ -1,7 +1,5 @@
 #include "host/cmhost/file_structure.h"
 
-#include <unistd.h>
-
 #include <algorithm>
 #include <cstring>
 #include <iterator>
@@ -15,11 +13,6 @@ namespace {
 
 constexpr std::int64_t unknown = -1;
 
-// Reads `count` bytes at `offset`; false where the file has fewer.
-bool readAt(int file, std::int64_t offset, unsigned char* bytes, std::size_t count) {
-  return offset >= 0 && ::pread(file, bytes, count, offset) == static_cast<ssize_t>(count);
-}
-
 std::uint64_t bigEndian(const unsigned char* bytes, int count) {
   std::uint64_t value = 0;
   for (int i = 0; i < count; ++i) value = value << 8 | bytes[i];
@@ -32,21 +25,20 @@ std::uint64_t littleEndian(const unsigned char* bytes, int count) {
   return value;
 }
 
-std::int64_t sizeOf(int file) { return ::lseek(file, 0, SEEK_END); }
-
 // Sums that leave 63 bits are no sizes.
 std::int64_t end(std::int64_t start, std::uint64_t size) {
-  return size < (std::uint64_t{1} << 62) ? start + static_cast<std::int64_t>(size) : unknown;
+  std::int64_t sum = 0;
+  return start < 0 || __builtin_add_overflow(start, size, &sum) ? unknown : sum;
 }
 
 // Matroska: elements of an identifier, a length and the content. The length's first byte tells by
 // its leading zeros how many bytes it has; all ones is a length not known.
-std::int64_t matroskaSize(int file) {
+std::int64_t matroskaSize(const ByteSource& file) {
   constexpr std::uint64_t segment = 0x18538067;
   std::int64_t offset = 0;
   for (int element = 0; element < 16; ++element) {
     unsigned char head[12] = {};
-    if (!readAt(file, offset, head, sizeof head) || head[0] == 0) return unknown;
+    if (!file.read(offset, head, sizeof head) || head[0] == 0) return unknown;
     const int idBytes = __builtin_clz(head[0]) - 23;
     if (idBytes > 4) return unknown;
     const unsigned char* const length = head + idBytes;
@@ -63,20 +55,20 @@ std::int64_t matroskaSize(int file) {
 
 // MP4 and QuickTime: boxes of a length, a type and the content, one after another. Length 1 puts
 // the real one behind the type, length 0 means up to the end of the file.
-std::int64_t mp4Size(int file) {
+std::int64_t mp4Size(const ByteSource& file) {
   static constexpr const char* types[] = {"ftyp", "moov", "mdat", "free", "skip", "wide",
                                           "moof", "mfra", "sidx", "styp", "uuid", "pnot",
                                           "udta", "meta", "emsg", "prft", "ssix"};
   std::int64_t offset = 0;
   unsigned char head[16];
-  while (offset != unknown && readAt(file, offset, head, 8)) {
+  while (offset != unknown && file.read(offset, head, 8)) {
     const bool known = std::any_of(std::begin(types), std::end(types), [&](const char* type) {
       return std::memcmp(head + 4, type, 4) == 0;
     });
     if (!known) break;  // what follows is no part of the container
     std::uint64_t size = bigEndian(head, 4);
     if (size == 1) {
-      if (!readAt(file, offset, head, 16)) return unknown;
+      if (!file.read(offset, head, 16)) return unknown;
       size = bigEndian(head + 8, 8);
     }
     if (size < 8) return unknown;
@@ -85,14 +77,16 @@ std::int64_t mp4Size(int file) {
   return offset > 0 ? offset : unknown;
 }
 
-// AVI: chunks RIFF of a length and the content, more than one in a long file.
-std::int64_t aviSize(int file) {
+// AVI: chunks RIFF of a length and the content, more than one in a long file. The length comes when
+// the file is finished; what was written to a pipe never has it.
+std::int64_t aviSize(const ByteSource& file) {
+  constexpr std::uint64_t unfinished = 0xFFFFFFFF;
   std::int64_t offset = 0;
   unsigned char head[12];
-  while (readAt(file, offset, head, sizeof head) && std::memcmp(head, "RIFF", 4) == 0 &&
+  while (file.read(offset, head, sizeof head) && std::memcmp(head, "RIFF", 4) == 0 &&
          std::memcmp(head + 8, "AVI", 3) == 0) {
     const std::uint64_t size = littleEndian(head + 4, 4);
-    if (size == 0) return unknown;
+    if (size == 0 || size == unfinished) return unknown;
     offset += static_cast<std::int64_t>(size + (size & 1)) + 8;
   }
   return offset > 0 ? offset : unknown;
@@ -100,29 +94,29 @@ std::int64_t aviSize(int file) {
 
 // MPEG transport stream: packets of 188 bytes that begin with 0x47, behind a time stamp of 4 bytes
 // on discs. Only a file of whole packets is whole.
-std::int64_t transportStreamSize(int file) {
-  const auto hasPackets = [file](std::int64_t sync, std::int64_t length) {
+std::int64_t transportStreamSize(const ByteSource& file) {
+  const auto hasPackets = [&file](std::int64_t sync, std::int64_t length) {
     unsigned char byte = 0;
     for (int packet = 0; packet < 3; ++packet)
-      if (!readAt(file, sync + packet * length, &byte, 1) || byte != 0x47) return false;
+      if (!file.read(sync + packet * length, &byte, 1) || byte != 0x47) return false;
     return true;
   };
   const std::int64_t length = hasPackets(0, 188) ? 188 : hasPackets(4, 192) ? 192 : 0;
-  const std::int64_t size = sizeOf(file);
+  const std::int64_t size = file.size();
   return length == 0 || size < 0 ? unknown : (size + length - 1) / length * length;
 }
 
 // ASF: objects of an identifier, a length and the content, the first of which holds others. One of
 // those has the size of the file, which is not known in what was sent out live.
-std::int64_t asfSize(int file) {
+std::int64_t asfSize(const ByteSource& file) {
   static constexpr unsigned char fileProperties[] = {0xA1, 0xDC, 0xAB, 0x8C, 0x47, 0xA9,
                                                      0xCF, 0x11, 0x8E, 0xE4, 0x00, 0xC0,
                                                      0x0C, 0x20, 0x53, 0x65};
   std::int64_t offset = 30;
   unsigned char head[92];
-  for (int object = 0; object < 64 && readAt(file, offset, head, 24); ++object) {
+  for (int object = 0; object < 64 && file.read(offset, head, 24); ++object) {
     if (std::memcmp(head, fileProperties, sizeof fileProperties) == 0) {
-      if (!readAt(file, offset, head, sizeof head)) return unknown;
+      if (!file.read(offset, head, sizeof head)) return unknown;
       const bool live = (head[88] & 1) != 0;
       return live ? unknown : end(0, littleEndian(head + 40, 8));
     }
@@ -131,20 +125,55 @@ std::int64_t asfSize(int file) {
   return unknown;
 }
 
-// FLV: behind the header, tags of a type, a length and the content, each followed by its own size.
-std::int64_t flvSize(int file) {
-  constexpr int sizeBytes = 4;
-  constexpr int headBytes = 11;
-  unsigned char head[headBytes];
-  if (!readAt(file, 0, head, 9)) return unknown;
-  std::int64_t offset = static_cast<std::int64_t>(bigEndian(head + 5, 4)) + sizeBytes;
-  while (readAt(file, offset, head, headBytes)) {
-    const int type = head[0] & 0x1F;
-    if (type != 8 && type != 9 && type != 18) return unknown;
-    offset += headBytes + static_cast<std::int64_t>(bigEndian(head + 1, 3)) + sizeBytes;
+// FLV: tags of a type, a length and the content, each followed by its own size.
+std::int64_t flvSize(const ByteSource& file) {
+  constexpr std::int64_t sizeBytes = 4;
+  constexpr std::int64_t headBytes = 11;
+  const std::int64_t size = file.size();
+  unsigned char last[sizeBytes];
+  unsigned char head[4];
+  if (!file.read(size - sizeBytes, last, sizeof last)) return unknown;
+  const auto length = static_cast<std::int64_t>(bigEndian(last, sizeBytes));
+  if (length < headBytes || length > size - sizeBytes) return size + 1;
+  if (!file.read(size - sizeBytes - length, head, sizeof head)) return unknown;
+  const int type = head[0] & 0x1F;
+  const bool isTag = type == 8 || type == 9 || type == 18;
+  return isTag && static_cast<std::int64_t>(bigEndian(head + 1, 3)) == length - headBytes
+             ? size
+             : size + 1;
+}
+
+// NUT: an index ends the file, and its own length stands before the checksum at its end.
+std::int64_t nutSize(const ByteSource& file) {
+  constexpr std::uint64_t indexCode = 0x4E58DD672F23E64E;
+  constexpr std::int64_t endBytes = 12;
+  const std::int64_t size = file.size();
+  unsigned char bytes[endBytes];
+  if (!file.read(size - endBytes, bytes, sizeof bytes)) return unknown;
+  const std::uint64_t length = bigEndian(bytes, 8);
+  if (length < 8 + endBytes || length > static_cast<std::uint64_t>(size)) return size + 1;
+  if (!file.read(size - static_cast<std::int64_t>(length), bytes, 8)) return unknown;
+  return bigEndian(bytes, 8) == indexCode ? size : size + 1;
+}
+
+// RealMedia: chunks of a type, a length and the content, one after another. A common writer counts
+// the head of the packets' chunk twice.
+std::int64_t realMediaSize(const ByteSource& file) {
+  constexpr std::uint64_t countedTwice = 18;
+  static constexpr const char* types[] = {".RMF", "PROP", "MDPR", "CONT", "DATA", "INDX", "RJMD"};
+  std::int64_t offset = 0;
+  unsigned char head[8];
+  while (offset != unknown && file.read(offset, head, sizeof head)) {
+    const bool known = std::any_of(std::begin(types), std::end(types), [&](const char* type) {
+      return std::memcmp(head, type, 4) == 0;
+    });
+    std::uint64_t length = bigEndian(head + 4, 4);
+    if (!known || length < countedTwice) break;
+    const bool isLast = end(offset, length) > file.size() - static_cast<std::int64_t>(countedTwice);
+    if (isLast && std::memcmp(head, "DATA", 4) == 0) length -= countedTwice;
+    offset = end(offset, length);
   }
-  const bool anotherBegins = offset < sizeOf(file);
-  return anotherBegins ? offset + headBytes + sizeBytes : offset;
+  return offset;
 }
 
 // MXF: items of a key of 16 bytes, a length and the content, one after another.
@@ -154,14 +183,14 @@ struct MxfItem {
   bool isPartition = false;
 };
 
-MxfItem mxfItemAt(int file, std::int64_t offset) {
+MxfItem mxfItemAt(const ByteSource& file, std::int64_t offset) {
   static constexpr unsigned char partition[] = {0x06, 0x0E, 0x2B, 0x34, 0x02, 0x05, 0x01,
                                                 0x01, 0x0D, 0x01, 0x02, 0x01, 0x01};
   MxfItem item;
   unsigned char head[25];
-  if (!readAt(file, offset, head, 17) || std::memcmp(head, partition, 4) != 0) return item;
+  if (!file.read(offset, head, 17) || std::memcmp(head, partition, 4) != 0) return item;
   const int lengthBytes = head[16] < 0x80 ? 0 : head[16] - 0x80;
-  if (lengthBytes > 8 || !readAt(file, offset, head, 17 + static_cast<std::size_t>(lengthBytes)))
+  if (lengthBytes > 8 || !file.read(offset, head, 17 + static_cast<std::size_t>(lengthBytes)))
     return item;
   item.content = offset + 17 + lengthBytes;
   item.end = end(item.content, lengthBytes == 0 ? head[16] : bigEndian(head + 17, lengthBytes));
@@ -170,23 +199,23 @@ MxfItem mxfItemAt(int file, std::int64_t offset) {
 }
 
 // The first item says where the last partition begins, unless the file was never finished.
-std::int64_t mxfSize(int file) {
+std::int64_t mxfSize(const ByteSource& file) {
   unsigned char fields[48];
   const MxfItem header = mxfItemAt(file, 0);
-  if (!header.isPartition || !readAt(file, header.content, fields, sizeof fields)) return unknown;
+  if (!header.isPartition || !file.read(header.content, fields, sizeof fields)) return unknown;
   const std::uint64_t footerOffset = bigEndian(fields + 24, 8);
   const std::int64_t footerBegin = end(0, footerOffset);
   if (footerOffset == 0 || footerBegin == unknown) return unknown;
 
-  const std::int64_t size = sizeOf(file);
-  const std::int64_t atLeast = footerBegin + 17 + static_cast<std::int64_t>(sizeof fields);
-  if (size < atLeast) return atLeast;
+  const std::int64_t size = file.size();
+  const std::int64_t atLeast = end(footerBegin, 17 + sizeof fields);
+  if (atLeast == unknown || size < atLeast) return atLeast;
   const MxfItem footer = mxfItemAt(file, footerBegin);
   if (!footer.isPartition || footer.end == unknown) return unknown;
   std::int64_t offset = footer.end;
   for (MxfItem item = footer; item.end != unknown; item = mxfItemAt(file, offset))
     offset = item.end;
-  if (!readAt(file, footer.content, fields, sizeof fields)) return footer.end;
+  if (!file.read(footer.content, fields, sizeof fields)) return footer.end;
   const std::int64_t metadataEnd = end(footer.end, bigEndian(fields + 32, 8));
   const std::uint64_t index = bigEndian(fields + 40, 8);
   return metadataEnd == unknown ? unknown : std::max(offset, end(metadataEnd, index));
@@ -198,13 +227,13 @@ struct Tail {
   std::vector<unsigned char> bytes;
 };
 
-Tail readTail(int file) {
-  constexpr std::int64_t mostBytes = 1 << 18;
-  const std::int64_t size = sizeOf(file);
+Tail readTail(const ByteSource& file) {
+  constexpr auto mostBytes = static_cast<std::int64_t>(PassedBytes::tailBytes);
+  const std::int64_t size = file.size();
   Tail tail;
   tail.begin = std::max<std::int64_t>(0, size - mostBytes);
   tail.bytes.resize(static_cast<std::size_t>(size - tail.begin));
-  if (!readAt(file, tail.begin, tail.bytes.data(), tail.bytes.size())) tail.bytes.clear();
+  if (!file.read(tail.begin, tail.bytes.data(), tail.bytes.size())) tail.bytes.clear();
   return tail;
 }
 
@@ -218,7 +247,7 @@ std::size_t oggPageLength(const unsigned char* page, std::size_t left) {
 }
 
 // Ogg: pages of a head, a table of lengths and the content. The last page of each stream is marked.
-std::int64_t oggSize(int file) {
+std::int64_t oggSize(const ByteSource& file) {
   constexpr std::uint64_t capture = 0x4F676753;
   const Tail tail = readTail(file);
   const std::vector<unsigned char>& bytes = tail.bytes;
@@ -255,9 +284,29 @@ std::size_t programElementLength(const unsigned char* element, std::size_t left)
   return left < 6 ? 6 : 6 + bigEndian(element + 4, 2);
 }
 
+// GIF: blocks, each of which ends with an empty part, and a byte that ends the file. Some writers
+// fill up with zeros.
+std::int64_t gifSize(const ByteSource& file) {
+  const Tail tail = readTail(file);
+  auto last = std::find_if(tail.bytes.rbegin(), tail.bytes.rend(),
+                           [](unsigned char byte) { return byte != 0; });
+  const bool whole = tail.bytes.rend() - last >= 2 && last[0] == 0x3B && last[1] == 0;
+  return whole ? file.size() : file.size() + 1;
+}
+
+// PNG, also with several pictures: the last chunk is empty and of a type of its own.
+std::int64_t pngSize(const ByteSource& file) {
+  static constexpr unsigned char lastChunk[] = {0,   0,   0,    0,    'I',  'E',
+                                                'N', 'D', 0xAE, 0x42, 0x60, 0x82};
+  const Tail tail = readTail(file);
+  const bool whole = std::search(tail.bytes.begin(), tail.bytes.end(), std::begin(lastChunk),
+                                 std::end(lastChunk)) != tail.bytes.end();
+  return whole ? file.size() : file.size() + 1;
+}
+
 // MPEG program stream: packs and packets that begin with a code; a packet's length follows it. The
 // first pack in the tail shows where to begin.
-std::int64_t programStreamSize(int file) {
+std::int64_t programStreamSize(const ByteSource& file) {
   static constexpr unsigned char pack[] = {0x00, 0x00, 0x01, 0xBA};
   const Tail tail = readTail(file);
   const std::vector<unsigned char>& bytes = tail.bytes;
@@ -275,9 +324,9 @@ std::int64_t programStreamSize(int file) {
 
 }  // namespace
 
-std::int64_t declaredSize(int file) {
+std::int64_t declaredSize(const ByteSource& file) {
   unsigned char head[8];
-  if (!readAt(file, 0, head, sizeof head)) return unknown;
+  if (!file.read(0, head, sizeof head)) return unknown;
   switch (bigEndian(head, 4)) {
     case 0x1A45DFA3:
       return matroskaSize(file);
@@ -285,6 +334,14 @@ std::int64_t declaredSize(int file) {
       return asfSize(file);
     case 0x060E2B34:
       return mxfSize(file);
+    case 0x2E524D46:  // ".RMF"
+      return realMediaSize(file);
+    case 0x47494638:  // "GIF8"
+      return gifSize(file);
+    case 0x89504E47:
+      return pngSize(file);
+    case 0x6E75742F:  // "nut/"
+      return nutSize(file);
     case 0x4F676753:  // "OggS"
       return oggSize(file);
     case 0x52494646:  // "RIFF"

@@ -2,13 +2,15 @@
 
 #include <cstdint>
 
+#include "host/cmhost/byte_source.h"
+
 namespace cmhost {
 
-/// How long a regular file should at least be by what its container says: the sizes of the
-/// outermost elements of Matroska, MP4/QuickTime, AVI, FLV, MXF and MPEG streams, the size that ASF
-/// declares, the mark on the last page of each Ogg stream. -1 for other files and where the
-/// container does not say. A file that is shorter has been cut, which demuxers may take for a plain
-/// end. The reading position may change.
-std::int64_t declaredSize(int file);
+/// How long an input should at least be by what its container says: the sizes of the outermost
+/// elements of Matroska, MP4/QuickTime, AVI, RealMedia, MXF, FLV and MPEG streams, the size that
+/// ASF declares, and the marks at the end of Ogg, NUT, GIF and PNG. -1 for other inputs and where
+/// the container does not say. One that is shorter has been cut, which demuxers may take for a
+/// plain end.
+std::int64_t declaredSize(const ByteSource& input);
 
 }  // namespace cmhost

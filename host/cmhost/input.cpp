@@ -46,24 +46,24 @@ void refuseDamage(AVCodecContext& decoder) {
 Input::Input(const Options& options)
     : file_(options.input),
       references_(file_.name(), options.references),
+      integrity_(file_),
       packet_(newPacket()),
       mostFrames_(options.frames) {
   openFormat(options);
   openDecoder();
+  if (const std::string damage = integrity_.reported(); !damage.empty()) skipOrFail(damage);
   if (options.start > 0) seekToStart(options.start);
 }
 
 void Input::openFormat(const Options& options) {
+  const Integrity::Reading reading(integrity_);
   int result = 0;
   format_ = openDemuxer(file_, references_, options, result);
-  if (format_ != nullptr) {
-    takeDemuxerDamage();  // what a header lacks, opening has made up for
-    result = avformat_find_stream_info(format_.get(), nullptr);
-  }
+  if (format_ != nullptr) result = avformat_find_stream_info(format_.get(), nullptr);
   if (interruption::received() != 0) throw interruption::Interrupted();
   references_.checkOpened();
   if (result < 0) {
-    checkLength();
+    failIf(integrity_.missingBytes());
     throw Failure(name() + " is not a video file: " + references_.withHint(avErrorReason(result)));
   }
   chooseVideo();
@@ -72,7 +72,7 @@ void Input::openFormat(const Options& options) {
 void Input::chooseVideo() {
   const int best = av_find_best_stream(format_.get(), AVMEDIA_TYPE_VIDEO, -1, -1, nullptr, 0);
   if (best < 0 || !isPicture(*format_->streams[best])) {
-    checkLength();
+    failIf(integrity_.missingBytes());
     throw Failure(name() + " has no video stream; a filter needs one");
   }
   video_ = format_->streams[best];
@@ -91,7 +91,7 @@ void Input::openDecoder() {
     decoder_->thread_count = 0;
     decoder_->flags |= AV_CODEC_FLAG_BITEXACT;
     refuseDamage(*decoder_);
-    takeDecoderDamage();  // of the decoders that looked at the start
+    integrity_.begin(*format_, *video_);
     result = avcodec_open2(decoder_.get(), codec, nullptr);
   }
   if (result < 0)
@@ -108,7 +108,7 @@ void Input::seekToStart(double seconds) {
   if (!file_.seekable() || (format_->iformat->flags & AVFMT_TS_DISCONT) != 0) return;
   const std::int64_t target = av_rescale_q(start_, av_get_time_base_q(), video_->time_base);
   av_seek_frame(format_.get(), video_->index, target, AVSEEK_FLAG_BACKWARD);
-  takeDemuxerDamage();  // a container that cannot be searched is read from its beginning
+  integrity_.reported();  // a container that cannot be searched is read from its beginning
 }
 
 FramePtr Input::nextFrame() {
@@ -133,9 +133,7 @@ FramePtr Input::decodeFrame() {
     if (interruption::received() != 0) stopReading();
     const int result = avcodec_receive_frame(decoder_.get(), frame.get());
     if (result == AVERROR_EOF && stopped_) return nullptr;
-    if (const std::string damage = takeDemuxerDamage(); !damage.empty() && !stopped_)
-      failDamaged(damage);
-    if (const std::string damage = takeDecoderDamage(); !damage.empty()) skipOrFail(damage);
+    if (const std::string damage = integrity_.reported(); !damage.empty()) skipOrFail(damage);
     if (result == AVERROR_EOF) {
       checkComplete();
       return nullptr;
@@ -147,6 +145,7 @@ FramePtr Input::decodeFrame() {
     } else if (frame->decode_error_flags != 0 || (frame->flags & AV_FRAME_FLAG_CORRUPT) != 0) {
       skipOrFail("a picture is incomplete");
     } else {
+      integrity_.addPicture(*frame);
       return frame;
     }
   }
@@ -158,9 +157,15 @@ void Input::stopReading() {
   avcodec_send_packet(decoder_.get(), nullptr);
 }
 
+// The decoder may find damage in any packet that it still holds when it is given the next, or none.
+void Input::sendToDecoder(const AVPacket* packet) {
+  const int result = avcodec_send_packet(decoder_.get(), packet);
+  if (result < 0 && result != AVERROR_EOF) skipOrFail(avErrorReason(result));
+}
+
 void Input::feedDecoder() {
   for (;;) {
-    const int result = av_read_frame(format_.get(), packet_.get());
+    const int result = integrity_.readPacket(*format_, *packet_);
     if (interruption::received() != 0) {  // the packet may be cut
       av_packet_unref(packet_.get());
       stopReading();
@@ -169,12 +174,10 @@ void Input::feedDecoder() {
     references_.checkOpened();
     if (result == AVERROR_EOF) {
       if (file_.io()->error < 0) failDamaged(avErrorReason(file_.io()->error));
-      avcodec_send_packet(decoder_.get(), nullptr);
+      sendToDecoder(nullptr);
       return;
     }
     if (result < 0) failDamaged(references_.withHint(avErrorReason(result)));
-    packetsEnd_ = std::max(packetsEnd_, packet_->pos + packet_->size);
-    noteTime(*packet_);
     const bool whole = (packet_->flags & AV_PKT_FLAG_CORRUPT) == 0;
     if (!whole)
       skipOrFail("a packet of stream " + std::to_string(packet_->stream_index) + " is incomplete");
@@ -182,9 +185,8 @@ void Input::feedDecoder() {
     if (whole) passOn(*packet_);
     av_packet_unref(packet_.get());
   }
-  const int result = avcodec_send_packet(decoder_.get(), packet_.get());
+  sendToDecoder(packet_.get());
   av_packet_unref(packet_.get());
-  if (result < 0) skipOrFail(avErrorReason(result));
 }
 
 // A recording of a broadcast starts anywhere, and so may a part; what comes before its first whole
@@ -261,46 +263,21 @@ void Input::beginAt(std::int64_t pts) {
                  secondsText(lastFrameSeconds_) + ", is left out");
 }
 
-void Input::checkLength() const {
-  const std::int64_t declared = file_.declaredSize();
-  if (declared > file_.size())
-    failDamaged("it should have at least " + std::to_string(declared) + " bytes but has " +
-                std::to_string(file_.size()));
-}
-
-void Input::noteTime(const AVPacket& packet) {
-  if (packet.pts == AV_NOPTS_VALUE) return;
-  const AVRational timeBase = format_->streams[packet.stream_index]->time_base;
-  const std::int64_t end = packet.pts + std::max<std::int64_t>(packet.duration, 0);
-  timesEnd_ = std::max(timesEnd_, av_rescale_q(end, timeBase, av_get_time_base_q()));
-}
-
-// The header of these containers says how long the file lasts. Some writers leave out the last
-// picture's own time.
-void Input::checkDuration() const {
-  const char* const container = format_->iformat->name;
-  if (std::strcmp(container, "mxf") != 0 && std::strcmp(container, "flv") != 0) return;
-  if (format_->duration == AV_NOPTS_VALUE) return;
-  const AVRational rate = frameRate();
-  const std::int64_t tolerance =
-      rate.num > 0 ? av_rescale_q(2, av_inv_q(rate), av_get_time_base_q()) : AV_TIME_BASE / 10;
-  if (timesEnd_ < format_->duration - tolerance)
-    failDamaged("it should last " +
-                secondsText(static_cast<double>(format_->duration) / AV_TIME_BASE) +
-                " but ends at " + secondsText(static_cast<double>(timesEnd_) / AV_TIME_BASE));
-}
-
 // A file that was cut may end without an error.
 void Input::checkComplete() const {
-  checkLength();
-  checkDuration();
-  const bool isY4m = std::strcmp(format_->iformat->name, "yuv4mpegpipe") == 0;
-  if (isY4m && file_.size() > packetsEnd_) failDamaged("its last picture is incomplete");
+  failIf(integrity_.missing(!startsLater_));
+  if (const std::int64_t left = integrity_.picturesBeforeFirst(); left > 0 && !startsLater_)
+    printWarning(name() + ": " + frameCount(left) +
+                 " before the first whole picture cannot be decoded and is left out");
   if (decodedFrames_ > 0) return;
   if (startsLater_ && nextPts_ > 0)
     throw Failure(name() + " ends before --start: its last frame is at " +
                   secondsText(lastFrameSeconds_));
   failDamaged("it holds no picture that can be decoded");
+}
+
+void Input::failIf(const std::string& damage) const {
+  if (!damage.empty()) failDamaged(damage);
 }
 
 void Input::failDamaged(const std::string& what) const {

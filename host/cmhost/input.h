@@ -7,6 +7,7 @@
 
 #include "host/cmhost/av.h"
 #include "host/cmhost/input_file.h"
+#include "host/cmhost/integrity.h"
 #include "host/cmhost/options.h"
 #include "host/cmhost/references.h"
 
@@ -59,21 +60,21 @@ class Input {
   void seekToStart(double seconds);
   FramePtr decodeFrame();
   void feedDecoder();
+  void sendToDecoder(const AVPacket* packet);
   void stopReading();
   void skipOrFail(const std::string& what);
   bool isBeforeStart(std::int64_t time, AVRational timeBase) const;
   void passOn(AVPacket& packet);
   void passOnRest();
-  void noteTime(const AVPacket& packet);
-  void checkLength() const;
-  void checkDuration() const;
   void checkComplete() const;
+  void failIf(const std::string& damage) const;
   void finishFrame(AVFrame& frame);
   void beginAt(std::int64_t pts);
   [[noreturn]] void failDamaged(const std::string& what) const;
 
   InputFile file_;
   References references_;
+  Integrity integrity_;
   InputFormatPtr format_;
   AVStream* video_ = nullptr;
   CodecPtr decoder_;
@@ -90,8 +91,6 @@ class Input {
   bool stopped_ = false;
   std::int64_t nextPts_ = 0;     ///< in the file, for a frame without a time stamp
   double lastFrameSeconds_ = 0;  ///< of the last frame decoded, in the file
-  std::int64_t packetsEnd_ = 0;  ///< byte after the last packet
-  std::int64_t timesEnd_ = 0;    ///< when the last packet ends, in microseconds
 };
 
 }  // namespace cmhost

@@ -4,6 +4,7 @@
 #include <poll.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <filesystem>
 
@@ -39,8 +40,26 @@ InputFile::InputFile(const std::string& path)
   io_ = newReader(this, &InputFile::read, regular ? &InputFile::seek : nullptr);
 }
 
+std::int64_t InputFile::size() const {
+  if (!seekable()) return passed_.size();
+  return end_ >= 0 ? end_ : size_;
+}
+
+// Demuxers may look beyond the end.
+void InputFile::noteEnd() {
+  std::int64_t now = 0;
+  if (seekable() && isRegular(file_.number(), &now))
+    end_ = std::min<std::int64_t>(now, ::lseek(file_.number(), 0, SEEK_CUR));
+}
+
+bool InputFile::hasGrown() const {
+  std::int64_t now = 0;
+  return seekable() && isRegular(file_.number(), &now) && now > size_;
+}
+
 std::int64_t InputFile::declaredSize() const {
-  return seekable() ? cmhost::declaredSize(file_.number()) : -1;
+  if (!seekable()) return cmhost::declaredSize(passed_);
+  return cmhost::declaredSize(FileBytes(file_.number(), size()));
 }
 
 void InputFile::interrupt() {
@@ -66,9 +85,12 @@ int InputFile::read(void* self, std::uint8_t* buffer, int size) {
   for (;;) {
     if (!input->waitForBytes()) return AVERROR_EXIT;
     const ssize_t bytes = ::read(input->file_.number(), buffer, static_cast<std::size_t>(size));
-    if (bytes == 0) return AVERROR_EOF;
+    if (bytes == 0) {
+      input->noteEnd();
+      return AVERROR_EOF;
+    }
     if (bytes > 0) {
-      input->bytesRead_ += bytes;
+      if (!input->seekable()) input->passed_.add(buffer, static_cast<std::size_t>(bytes));
       return static_cast<int>(bytes);
     }
     if (errno != EINTR && errno != EAGAIN) return AVERROR(errno);

@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <string>
 
+#include "host/cmhost/byte_source.h"
 #include "host/cmhost/file_io.h"
 
 namespace cmhost {
@@ -25,10 +26,14 @@ class InputFile {
 
   bool seekable() const { return size_ >= 0; }
 
-  /// Size in bytes; of a pipe, what has come out of it so far.
-  std::int64_t size() const { return size_ >= 0 ? size_ : bytesRead_; }
+  /// Size in bytes: of a file, up to where reading found its end; of a pipe, what has come out of
+  /// it so far.
+  std::int64_t size() const;
 
-  /// How long it should be, see `file_structure.h`; -1 when it does not say or is a pipe.
+  /// Whether the file has become longer since it was opened.
+  bool hasGrown() const;
+
+  /// How long it should be, see `file_structure.h`; -1 when it does not say.
   std::int64_t declaredSize() const;
 
   /// Ends reading. Any thread.
@@ -41,13 +46,15 @@ class InputFile {
   static int read(void* self, std::uint8_t* buffer, int size);
   static std::int64_t seek(void* self, std::int64_t offset, int whence);
   bool waitForBytes() const;
+  void noteEnd();
 
   std::string name_;
   FileDescriptor file_;
   Event interruption_;
   std::atomic<bool> interrupted_{false};
-  std::int64_t size_ = -1;
-  std::int64_t bytesRead_ = 0;
+  std::int64_t size_ = -1;  ///< of a file when it was opened; -1: no regular file
+  std::int64_t end_ = -1;   ///< where reading found the file's end
+  PassedBytes passed_;      ///< out of a pipe
   IoPtr io_;
 };
 

@@ -1,0 +1,151 @@
+#include "host/cmhost/integrity.h"
+
+#include <algorithm>
+#include <cstring>
+#include <iterator>
+#include <utility>
+
+#include "host/cmhost/messages.h"
+
+namespace cmhost {
+
+namespace {
+
+bool isContainer(const AVFormatContext& format, const char* name) {
+  return std::strcmp(format.iformat->name, name) == 0;
+}
+
+// Codecs of which every packet is one picture. Not among them: those with pictures that are never
+// shown, and those that may have a packet for each field.
+bool hasPicturePerPacket(AVCodecID codec) {
+  if (codec == AV_CODEC_ID_HEVC || codec == AV_CODEC_ID_FFV1) return true;
+  if (codec == AV_CODEC_ID_CFHD) return false;
+  const AVCodecDescriptor* const descriptor = avcodec_descriptor_get(codec);
+  return descriptor != nullptr && (descriptor->props & AV_CODEC_PROP_INTRA_ONLY) != 0;
+}
+
+AVRational frameDuration(const AVFormatContext& format, const AVStream& video) {
+  const AVRational rate = av_guess_frame_rate(const_cast<AVFormatContext*>(&format),
+                                              const_cast<AVStream*>(&video), nullptr);
+  return rate.num > 0 ? av_inv_q(rate) : AVRational{1, 20};
+}
+
+std::string secondsText(std::int64_t time, AVRational timeBase) {
+  return cmhost::secondsText(static_cast<double>(time) * av_q2d(timeBase));
+}
+
+}  // namespace
+
+void Integrity::begin(const AVFormatContext& format, const AVStream& video) {
+  format_ = &format;
+  video_ = &video;
+  onePicturePerPacket_ = hasPicturePerPacket(video.codecpar->codec_id);
+  lastPicture_.begin(format, video);
+  endsWithPicture_ = isContainer(format, "mjpeg") || isContainer(format, "jpeg_pipe");
+  decoding_ = true;
+}
+
+// An error means, by the media libraries' definition, that something is lost, though the call may
+// succeed. Parts of demuxers log under names of their own. What decoders log before decoding began
+// came from a look at the first packets, which are decoded again.
+bool Integrity::isDamage(const AvLogLine& line) const {
+  const bool isError = line.level <= AV_LOG_ERROR;
+  if (line.category == AV_CLASS_CATEGORY_DEMUXER) return isError;
+  if (line.category == AV_CLASS_CATEGORY_NA || line.category == AV_CLASS_CATEGORY_BITSTREAM_FILTER)
+    return isError && readingThread_ == std::this_thread::get_id();
+  if (line.category != AV_CLASS_CATEGORY_DECODER || !decoding_) return false;
+  const bool lacksEnd = line.text.find("EOI missing") != std::string::npos;
+  return isError || line.isRepair || (lacksEnd && endsWithPicture_);
+}
+
+void Integrity::logged(const AvLogLine& line) {
+  if (!isDamage(line)) return;
+  const std::lock_guard<std::mutex> lock(mutex_);
+  if (reported_.empty()) reported_ = line.text;  // the first word on a matter says most
+}
+
+int Integrity::readPacket(AVFormatContext& format, AVPacket& packet) {
+  const Reading reading(*this);
+  const int result = av_read_frame(&format, &packet);
+  if (result >= 0) addPacket(packet);
+  return result;
+}
+
+std::string Integrity::reported() {
+  const std::lock_guard<std::mutex> lock(mutex_);
+  return std::exchange(reported_, {});
+}
+
+void Integrity::addPacket(const AVPacket& packet) {
+  packetsEnd_ = std::max(packetsEnd_, packet.pos + packet.size);
+  const std::int64_t time = packet.pts != AV_NOPTS_VALUE ? packet.pts : packet.dts;
+  if (time != AV_NOPTS_VALUE) {
+    const AVRational timeBase = format_->streams[packet.stream_index]->time_base;
+    const std::int64_t end = time + std::max<std::int64_t>(packet.duration, 0);
+    timesEnd_ = std::max(timesEnd_, av_rescale_q(end, timeBase, av_get_time_base_q()));
+  }
+  if (packet.stream_index != video_->index) return;
+  packetBytes_ = packet.size;
+  lastPicture_.addPacket(packet);
+  const bool isShown = (packet.flags & AV_PKT_FLAG_DISCARD) == 0 && packet.size > 0;
+  if (onePicturePerPacket_ && isShown && packet.pts != AV_NOPTS_VALUE) awaited_.insert(packet.pts);
+}
+
+void Integrity::addPicture(const AVFrame& picture) {
+  if (firstPts_ == AV_NOPTS_VALUE) firstPts_ = picture.pts;
+  if (picture.interlaced_frame != 0 && video_->codecpar->codec_id != AV_CODEC_ID_HEVC)
+    onePicturePerPacket_ = false;
+  awaited_.erase(picture.pts);
+}
+
+std::int64_t Integrity::picturesBeforeFirst() const {
+  if (!onePicturePerPacket_ || firstPts_ == AV_NOPTS_VALUE) return 0;
+  return std::distance(awaited_.begin(), awaited_.lower_bound(firstPts_));
+}
+
+std::string Integrity::missingPictures() const {
+  if (!onePicturePerPacket_) return "";
+  const auto first =
+      firstPts_ != AV_NOPTS_VALUE ? awaited_.lower_bound(firstPts_) : awaited_.begin();
+  const auto count = std::distance(first, awaited_.end());
+  if (count == 0) return "";
+  const std::string place = secondsText(*first, video_->time_base);
+  return count == 1 ? "the picture at " + place + " is missing"
+                    : std::to_string(count) + " pictures are missing, the first at " + place;
+}
+
+std::string Integrity::missingBytes() const {
+  if (file_.hasGrown()) return "";  // and may go on growing: it ends where it ends
+  const std::int64_t missing = file_.declaredSize() - file_.size();
+  if (missing <= 0) return "";
+  return missing == 1 ? "its end is missing"
+                      : "at least " + std::to_string(missing) + " bytes are missing at its end";
+}
+
+// The header of these containers says how long the file lasts. Some writers leave out the last
+// picture's own time.
+std::string Integrity::missingTime() const {
+  const bool hasDuration = isContainer(*format_, "mxf") || isContainer(*format_, "flv");
+  if (!hasDuration || format_->duration == AV_NOPTS_VALUE) return "";
+  const std::int64_t tolerance =
+      av_rescale_q(2, frameDuration(*format_, *video_), av_get_time_base_q());
+  if (timesEnd_ >= format_->duration - tolerance) return "";
+  return "it should last " + secondsText(format_->duration, av_get_time_base_q()) +
+         " but ends at " + secondsText(timesEnd_, av_get_time_base_q());
+}
+
+// In these, pictures follow one another without more than a fixed head between them.
+bool Integrity::hasPartOfPicture() const {
+  if (isContainer(*format_, "yuv4mpegpipe")) return file_.size() > packetsEnd_;
+  return isContainer(*format_, "dv") && packetBytes_ > 0 && file_.size() % packetBytes_ != 0;
+}
+
+std::string Integrity::missing(bool fromItsBeginning) const {
+  if (std::string bytes = missingBytes(); !bytes.empty()) return bytes;
+  if (fromItsBeginning)
+    if (std::string time = missingTime(); !time.empty()) return time;
+  if (std::string pictures = missingPictures(); !pictures.empty()) return pictures;
+  return hasPartOfPicture() || lastPicture_.isCut() ? "its last picture is incomplete" : "";
+}
+
+}  // namespace cmhost
