@@ -269,6 +269,10 @@ void Input::checkComplete() const {
   if (const std::int64_t left = integrity_.picturesBeforeFirst(); left > 0 && !startsLater_)
     printWarning(name() + ": " + frameCount(left) +
                  " before the first whole picture cannot be decoded and is left out");
+  if (integrity_.hasOpenEnd())
+    printWarning(name() +
+                 " was not finished, or was written to a pipe: whether its end is missing " +
+                 "cannot be told");
   if (decodedFrames_ > 0) return;
   if (startsLater_ && nextPts_ > 0)
     throw Failure(name() + " ends before --start: its last frame is at " +

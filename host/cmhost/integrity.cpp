@@ -5,6 +5,7 @@
 #include <iterator>
 #include <utility>
 
+#include "host/cmhost/av_versions.h"
 #include "host/cmhost/messages.h"
 
 namespace cmhost {
@@ -34,6 +35,12 @@ std::string secondsText(std::int64_t time, AVRational timeBase) {
   return cmhost::secondsText(static_cast<double>(time) * av_q2d(timeBase));
 }
 
+// Demuxers search their file for its length, in vain where it is not finished. Nothing is lost
+// then.
+bool isOfSearch(const AvLogLine& line) {
+  return line.text.find("read_timestamp") != std::string::npos;
+}
+
 }  // namespace
 
 void Integrity::begin(const AVFormatContext& format, const AVStream& video) {
@@ -49,7 +56,7 @@ void Integrity::begin(const AVFormatContext& format, const AVStream& video) {
 // succeed. Parts of demuxers log under names of their own. What decoders log before decoding began
 // came from a look at the first packets, which are decoded again.
 bool Integrity::isDamage(const AvLogLine& line) const {
-  const bool isError = line.level <= AV_LOG_ERROR;
+  const bool isError = line.level <= AV_LOG_ERROR && !isOfSearch(line);
   if (line.category == AV_CLASS_CATEGORY_DEMUXER) return isError;
   if (line.category == AV_CLASS_CATEGORY_NA || line.category == AV_CLASS_CATEGORY_BITSTREAM_FILTER)
     return isError && readingThread_ == std::this_thread::get_id();
@@ -93,7 +100,7 @@ void Integrity::addPacket(const AVPacket& packet) {
 
 void Integrity::addPicture(const AVFrame& picture) {
   if (firstPts_ == AV_NOPTS_VALUE) firstPts_ = picture.pts;
-  if (picture.interlaced_frame != 0 && video_->codecpar->codec_id != AV_CODEC_ID_HEVC)
+  if (isInterlacedFrame(picture) && video_->codecpar->codec_id != AV_CODEC_ID_HEVC)
     onePicturePerPacket_ = false;
   awaited_.erase(picture.pts);
 }
@@ -120,6 +127,10 @@ std::string Integrity::missingBytes() const {
   if (missing <= 0) return "";
   return missing == 1 ? "its end is missing"
                       : "at least " + std::to_string(missing) + " bytes are missing at its end";
+}
+
+bool Integrity::hasOpenEnd() const {
+  return isContainer(*format_, "avi") && file_.declaredSize() < 0;
 }
 
 // The header of these containers says how long the file lasts. Some writers leave out the last

@@ -57,6 +57,10 @@ class Integrity final : public AvLogListener {
   /// one that cannot be opened; empty when it is long enough.
   std::string missingBytes() const;
 
+  /// Whether nothing in the input says where it ends, so that a cut between two packets is not
+  /// seen: an AVI that was never finished or was written to a pipe.
+  bool hasOpenEnd() const;
+
   /// Pictures from before the first whole one, which refer to what the input does not hold.
   std::int64_t picturesBeforeFirst() const;
 

@@ -74,7 +74,9 @@ class Watch {
   void operator()() {
     progress_.show(output_.frames());
     if (interruption::received() != 0 && !said_ && !quiet_)
-      printNote("interrupted: frames under way are finished; another signal after a second leaves at once");
+      printNote(
+          "interrupted: frames under way are finished; another signal after a second leaves at "
+          "once");
     said_ = interruption::received() != 0;
     output_.checkReader();
   }

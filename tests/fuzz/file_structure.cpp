@@ -1,4 +1,4 @@
-// cmhost's own look at a container's outermost lengths, over files of any content.
+// cmhost's own look at a container's outermost lengths, over files and pipes of any content.
 #include "host/cmhost/file_structure.h"
 
 #include <sys/mman.h>
@@ -11,6 +11,14 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   fuzz::require(file >= 0, "no file in memory");
   fuzz::require(ftruncate(file, 0) == 0, "the file could not be emptied");
   fuzz::require(pwrite(file, data, size, 0) == static_cast<ssize_t>(size), "the file is too large");
-  fuzz::require(cmhost::declaredSize(file) >= -1, "a size below nothing");
+  const cmhost::FileBytes bytes(file, static_cast<std::int64_t>(size));
+  const std::int64_t declared = cmhost::declaredSize(bytes);
+  fuzz::require(declared >= -1, "a size below nothing");
+
+  // As short as this, nothing that passes is forgotten.
+  cmhost::PassedBytes passed;
+  passed.add(data, size / 3);
+  passed.add(data + size / 3, size - size / 3);
+  fuzz::require(cmhost::declaredSize(passed) == declared, "a pipe is judged differently");
   return 0;
 }

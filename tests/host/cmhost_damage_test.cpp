@@ -1,0 +1,168 @@
+// Damage of every kind is told with its place, and leaves no output.
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <fstream>
+
+#include "tests/host/clip.h"
+#include "tests/host/program.h"
+
+namespace {
+
+using program::Result;
+
+std::size_t position(const std::string& bytes, const std::string& what, std::size_t from = 0) {
+  const std::size_t at = bytes.find(what, from);
+  if (at == std::string::npos) throw std::runtime_error("the clip is not as expected");
+  return at;
+}
+
+class Damage : public testing::Test {
+ protected:
+  std::string make(const std::string& name, const char* encoder, AVPixelFormat format,
+                   int count = 24) {
+    clip::Clip clip;
+    clip.encoder = encoder;
+    clip.pictures = clip::drawMany(format, 160, 120, count);
+    clip::write(folder / name, clip);
+    return program::readFile(folder / name);
+  }
+
+  Result run(const std::string& name, const std::string& bytes,
+             const std::vector<std::string>& options = {}) {
+    program::writeFile(folder / name, bytes);
+    std::vector<std::string> arguments = options;
+    arguments.insert(arguments.end(), {name, "out.nut"});
+    return program::run(folder.path(), arguments);
+  }
+
+  void expectTold(const Result& result, const std::string& name) {
+    EXPECT_EQ(result.exitCode, 1) << result.err;
+    EXPECT_NE(result.err.find(name + " is damaged or cut short: "), std::string::npos)
+        << result.err;
+    EXPECT_EQ(folder.names(), std::vector<std::string>{name});
+  }
+
+  program::Folder folder;
+};
+
+// The error comes when the decoder is drained and nothing else is to be read.
+TEST_F(Damage, InTheLastPicture) {
+  std::string bytes = make("in.mkv", "png", AV_PIX_FMT_RGB24);
+  const std::size_t last = bytes.rfind("IDAT");
+  ASSERT_NE(last, std::string::npos);
+  bytes[last + 100] = static_cast<char>(bytes[last + 100] ^ 0x10);
+  const Result result = run("in.mkv", bytes, {"--convert", "Y44P"});
+  expectTold(result, "in.mkv");
+  EXPECT_NE(result.err.find("the last at 0.880 s"), std::string::npos) << result.err;
+}
+
+// Huffman codes without checksums: a flipped bit is seen when what follows makes no sense.
+TEST_F(Damage, InMjpegThatTheDecoderOnlyLogs) {
+  const std::string whole = make("in.mkv", "mjpeg", AV_PIX_FMT_YUVJ420P);
+  const std::size_t scan = position(whole, "\xFF\xDA", whole.size() / 2);
+  std::string bytes = whole;
+  for (std::size_t i = 0; i < 5; ++i) {
+    char& byte = bytes[scan + 400 + 97 * i];
+    byte = static_cast<char>(byte ^ 0x40);
+  }
+  expectTold(run("in.mkv", bytes), "in.mkv");
+}
+
+TEST_F(Damage, InTiff) {
+  std::string bytes = make("in.mov", "tiff", AV_PIX_FMT_RGB24);
+  // Strips of run lengths, packed: ones make runs that are too long.
+  const std::size_t picture = bytes.rfind(std::string("II*\0", 4));
+  ASSERT_NE(picture, std::string::npos);
+  std::fill_n(bytes.begin() + static_cast<std::ptrdiff_t>(picture + 2000), 3000, '\x81');
+  expectTold(run("in.mov", bytes, {"--convert", "Y44P"}), "in.mov");
+}
+
+TEST_F(Damage, PictureThatTheDecoderPassesOver) {
+  std::string bytes = make("in.mp4", "libx265", AV_PIX_FMT_YUV420P);
+  // The units of the container's pictures: a length of four bytes, then the kind of unit.
+  const std::size_t box = position(bytes, "mdat") + 4;
+  constexpr int last = 24;  // to which no other refers
+  int slices = 0;
+  for (std::size_t at = box; at + 5 < bytes.size() && slices < last;) {
+    const auto byte = [&](std::size_t i) { return static_cast<unsigned char>(bytes[at + i]); };
+    const std::size_t length = std::size_t{byte(0)} << 24 | byte(1) << 16 | byte(2) << 8 | byte(3);
+    const bool isSlice = (byte(4) >> 1 & 0x3F) < 32;
+    constexpr char reserved = 45 << 1;
+    if (isSlice && ++slices == last) bytes[at + 4] = reserved;
+    at += 4 + length;
+  }
+  ASSERT_EQ(slices, last);
+  const Result result = run("in.mp4", bytes);
+  expectTold(result, "in.mp4");
+  EXPECT_NE(result.err.find("the picture at 0."), std::string::npos) << result.err;
+  EXPECT_NE(result.err.find(" is missing"), std::string::npos) << result.err;
+}
+
+TEST_F(Damage, InWhatIsReadWhileOpening) {
+  std::string bytes = make("in.mkv", "ffv1", AV_PIX_FMT_YUV420P);
+  // The length of a tag's name: longer than the tag.
+  const std::size_t length = position(bytes,
+                                      "\x88"
+                                      "DURATION");
+  bytes[length] = '\xFE';
+  expectTold(run("in.mkv", bytes), "in.mkv");
+}
+
+// What ffmpeg writes to a pipe never gets its length.
+TEST_F(Damage, AviWithoutItsLengthIsTakenWithAWarning) {
+  std::string bytes = make("in.avi", "mpeg4", AV_PIX_FMT_YUV420P);
+  std::fill_n(bytes.begin() + 4, 4, '\xFF');
+  const Result result = run("in.avi", bytes);
+  EXPECT_EQ(result.exitCode, 0) << result.err;
+  EXPECT_NE(result.err.find("warning: in.avi was not finished"), std::string::npos) << result.err;
+  EXPECT_EQ(clip::read(folder / "out.nut").pictures.size(), 24U);
+}
+
+// A run that cannot go on while nobody reads its output, over a file that grows meanwhile.
+class Growing : public Damage {
+ protected:
+  Result runWhile(const std::string& name, const std::string& begin, const std::string& rest) {
+    program::writeFile(folder / name, begin);
+    program::Pipe out;
+    program::Streams streams;
+    streams.out = out.writeEnd();
+    program::Process process(folder.path(), {name, "-"}, streams);
+    out.closeWriteEnd();
+    char first = 0;
+    EXPECT_EQ(::read(out.readEnd(), &first, 1), 1);  // it is under way
+    std::ofstream(folder / name, std::ios::binary | std::ios::app) << rest;
+    output = first + out.readAll();
+    return process.wait();
+  }
+
+  std::size_t frames() const {
+    std::size_t count = 0;
+    for (std::size_t at = 0; (at = output.find("FRAME\n", at)) != std::string::npos; ++at) ++count;
+    return count;
+  }
+
+  // More than waits in the pipe and inside the program.
+  static constexpr int many = 400;
+  std::string output;
+};
+
+TEST_F(Growing, IsTakenAsItWasAtTheEnd) {
+  const std::string whole = make("in.mkv", "ffv1", AV_PIX_FMT_YUV420P, many);
+  const Result result =
+      runWhile("in.mkv", whole.substr(0, whole.size() / 2), whole.substr(whole.size() / 2));
+  EXPECT_EQ(result.exitCode, 0) << result.err;
+  EXPECT_EQ(frames(), std::size_t{many});
+}
+
+TEST_F(Growing, NeedsNoEndYet) {
+  const std::string whole = make("in.nut", "ffv1", AV_PIX_FMT_YUV420P, many);
+  const std::size_t index = position(whole, "\x4E\x58\xDD\x67\x2F\x23\xE6\x4E");
+  const Result result = runWhile("in.nut", whole.substr(0, whole.size() / 2),
+                                 whole.substr(whole.size() / 2, index - whole.size() / 2));
+  EXPECT_EQ(result.exitCode, 0) << result.err;
+  EXPECT_EQ(frames(), std::size_t{many});
+}
+
+}  // namespace
