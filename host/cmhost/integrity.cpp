@@ -37,7 +37,7 @@ std::string secondsText(std::int64_t time, AVRational timeBase) {
 
 // Demuxers search their file for its length, in vain where it is not finished. Nothing is lost
 // then.
-bool isOfSearch(const AvLogLine& line) {
+bool isHarmless(const AvLogLine& line) {
   return line.text.find("read_timestamp") != std::string::npos;
 }
 
@@ -56,7 +56,7 @@ void Integrity::begin(const AVFormatContext& format, const AVStream& video) {
 // succeed. Parts of demuxers log under names of their own. What decoders log before decoding began
 // came from a look at the first packets, which are decoded again.
 bool Integrity::isDamage(const AvLogLine& line) const {
-  const bool isError = line.level <= AV_LOG_ERROR && !isOfSearch(line);
+  const bool isError = line.level <= AV_LOG_ERROR && !isHarmless(line);
   if (line.category == AV_CLASS_CATEGORY_DEMUXER) return isError;
   if (line.category == AV_CLASS_CATEGORY_NA || line.category == AV_CLASS_CATEGORY_BITSTREAM_FILTER)
     return isError && readingThread_ == std::this_thread::get_id();

@@ -39,10 +39,13 @@ class Cut : public testing::TestWithParam<Container> {
  protected:
   void SetUp() override {
     const bool isDv = std::string(GetParam().name) == "dv";
+    // The demuxer goes back to where a picture began, which a pipe allows for a short way only.
+    const bool isGif = std::string(GetParam().name) == "gif";
     clip::Clip clip;
     clip.encoder = GetParam().encoder;
-    clip.pictures = isDv ? clip::drawMany(GetParam().format, 720, 576, 5)
-                         : clip::drawMany(GetParam().format, 96, 64, pictures);
+    clip.pictures = isDv    ? clip::drawMany(GetParam().format, 720, 576, 5)
+                    : isGif ? clip::drawMany(GetParam().format, 48, 32, pictures)
+                            : clip::drawMany(GetParam().format, 96, 64, pictures);
     if (GetParam().audio) clip.audio = clip::tone(pictures);
     if (isDv) clip.tags.sampleAspect = {16, 15};
     clip::write(folder / whole, clip);
