@@ -14,6 +14,7 @@
 #include <filesystem>
 #include <fstream>
 #include <iterator>
+#include <stdexcept>
 #include <thread>
 #include <utility>
 
@@ -55,13 +56,15 @@ Process::Process(const std::string& folder, const std::vector<std::string>& argu
   const int out = streams.out >= 0 ? ::dup(streams.out) : openFor(caught_ / "out");
   const int err = streams.err >= 0 ? ::dup(streams.err) : openFor(caught_ / "err");
 
-  std::vector<std::string> words = {CMHOST_PROGRAM};
+  std::vector<std::string> words = streams.wrapper;
+  words.emplace_back(CMHOST_PROGRAM);
   words.insert(words.end(), arguments.begin(), arguments.end());
   std::vector<char*> argv;
   for (std::string& word : words) argv.push_back(word.data());
   argv.push_back(nullptr);
 
   child_ = ::fork();
+  if (child_ < 0) throw std::runtime_error("no process");
   if (child_ == 0) {
     ::dup2(in, STDIN_FILENO);
     ::dup2(out, STDOUT_FILENO);
@@ -70,7 +73,7 @@ Process::Process(const std::string& folder, const std::vector<std::string>& argu
     for (const int number : {SIGINT, SIGTERM, SIGHUP, SIGQUIT, SIGPIPE})
       std::signal(number, SIG_DFL);
     if (streams.prepare) streams.prepare();
-    if (::chdir(folder.c_str()) == 0) ::execv(argv[0], argv.data());
+    if (::chdir(folder.c_str()) == 0) ::execvp(argv[0], argv.data());
     ::_exit(127);
   }
   ::close(in);
@@ -79,17 +82,27 @@ Process::Process(const std::string& folder, const std::vector<std::string>& argu
 }
 
 Process::~Process() {
-  if (child_ < 0) return;
+  if (child_ <= 0) return;
   ::kill(child_, SIGKILL);
   ::waitpid(child_, nullptr, 0);
 }
 
-void Process::signal(int number) const { ::kill(child_, number); }
+// A number below 1 would mean many processes or all.
+void Process::signal(int number) const {
+  if (child_ > 0)
+    ::kill(child_, number);
+  else
+    ADD_FAILURE() << "cmhost has been waited for and gets no signal";
+}
 
 std::string Process::errSoFar() const { return readFile(caught_ / "err"); }
 
 Result Process::wait(std::chrono::seconds longest) {
   Result result;
+  if (child_ <= 0) {
+    ADD_FAILURE() << "cmhost does not run";
+    return result;
+  }
   result.exitCode = waitFor(std::exchange(child_, -1), longest, result.peakKilobytes);
   if (streams_.out < 0) result.out = readFile(caught_ / "out");
   if (streams_.err < 0) result.err = readFile(caught_ / "err");

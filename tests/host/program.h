@@ -23,7 +23,8 @@ struct Streams {
   int out = -1;
   int err = -1;
   int in = -1;
-  std::function<void()> prepare;  ///< called in the new process before the program starts
+  std::function<void()> prepare;     ///< called in the new process before the program starts
+  std::vector<std::string> wrapper;  ///< a program, and arguments, to run `cmhost` by
 };
 
 /// A new empty folder that goes with this object.
