@@ -212,6 +212,15 @@ class Reader {
     avformat_close_input(&format_);
   }
 
+  std::vector<std::int64_t> packetPlaces() {
+    std::vector<std::int64_t> places;
+    AVPacket* packet = av_packet_alloc();
+    for (; av_read_frame(format_, packet) >= 0; av_packet_unref(packet))
+      if (packet->stream_index == video_->index) places.push_back(packet->pos);
+    av_packet_free(&packet);
+    return places;
+  }
+
   Clip readAll() {
     Clip clip;
     describe(clip.tags);
@@ -339,6 +348,10 @@ void writeAudioOnly(const std::string& path, const Clip& clip) {
   Writer writer(path, clip);
   writer.addAudio();
   writer.writeAll(path);
+}
+
+std::vector<std::int64_t> packetPlaces(const std::string& path) {
+  return Reader(path).packetPlaces();
 }
 
 Clip read(const std::string& path) { return Reader(path).readAll(); }

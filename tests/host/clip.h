@@ -70,6 +70,9 @@ void writeAudioOnly(const std::string& path, const Clip& clip);
 /// One second of PCM for each entry: a packet for every 1/25 s.
 std::vector<Packet> tone(int packets);
 
+/// Where in the file each packet of its video begins.
+std::vector<std::int64_t> packetPlaces(const std::string& path);
+
 /// Decodes a whole file.
 Clip read(const std::string& path);
 

@@ -143,6 +143,16 @@ TEST_P(OpenCut, NothingIsInvented) {
   EXPECT_GE(told, cuts * 3 / 4);  // that few cuts lie between two pictures
 }
 
+// These say how long they are, so that a cut between two packets is told too.
+class CountedCut : public Cut {};
+
+TEST_P(CountedCut, IsToldBetweenPackets) {
+  const std::vector<std::int64_t> places = clip::packetPlaces(folder / whole);
+  ASSERT_GE(places.size(), 5U);
+  for (const std::size_t fromEnd : {1U, 2U, 5U})
+    expectTold(static_cast<std::size_t>(places[places.size() - fromEnd]));
+}
+
 TEST_P(ClosedCut, WholeFileIsTaken) { expectWholeIsTaken(); }
 TEST_P(OpenCut, WholeFileIsTaken) { expectWholeIsTaken(); }
 
@@ -160,6 +170,15 @@ INSTANTIATE_TEST_SUITE_P(
                     Container{"gif", "gif", false, AV_PIX_FMT_GRAY8},
                     Container{"apng", "apng", false, AV_PIX_FMT_RGB24}, Container{"dv", "dvvideo"}),
     nameOf);
+
+INSTANTIATE_TEST_SUITE_P(Containers, CountedCut,
+                         testing::Values(Container{"mxf", "mpeg2video"},
+                                         Container{"ogg", "libtheora"}, Container{"wmv", "wmv2"},
+                                         Container{"webm", "libvpx"}, Container{"mkv", "ffv1"},
+                                         Container{"mov", "mpeg4", false, AV_PIX_FMT_YUV420P, true},
+                                         Container{"avi", "mpeg4"}, Container{"nut", "ffv1"},
+                                         Container{"gif", "gif", false, AV_PIX_FMT_GRAY8}),
+                         nameOf);
 
 // RealMedia ends with some bytes that nothing counts.
 INSTANTIATE_TEST_SUITE_P(Containers, OpenCut,
