@@ -31,28 +31,6 @@ std::int64_t end(std::int64_t start, std::uint64_t size) {
   return start < 0 || __builtin_add_overflow(start, size, &sum) ? unknown : sum;
 }
 
-// Matroska: elements of an identifier, a length and the content. The length's first byte tells by
-// its leading zeros how many bytes it has; all ones is a length not known.
-std::int64_t matroskaSize(const ByteSource& file) {
-  constexpr std::uint64_t segment = 0x18538067;
-  std::int64_t offset = 0;
-  for (int element = 0; element < 16; ++element) {
-    unsigned char head[12] = {};
-    if (!file.read(offset, head, sizeof head) || head[0] == 0) return unknown;
-    const int idBytes = __builtin_clz(head[0]) - 23;
-    if (idBytes > 4) return unknown;
-    const unsigned char* const length = head + idBytes;
-    if (*length == 0) return unknown;
-    const int lengthBytes = __builtin_clz(*length) - 23;
-    const std::uint64_t mask = (std::uint64_t{1} << (7 * lengthBytes)) - 1;
-    const std::uint64_t size = bigEndian(length, lengthBytes) & mask;
-    if (size == mask) return unknown;
-    offset = end(offset + idBytes + lengthBytes, size);
-    if (offset == unknown || bigEndian(head, idBytes) == segment) return offset;
-  }
-  return unknown;
-}
-
 // MP4 and QuickTime: boxes of a length, a type and the content, one after another. Length 1 puts
 // the real one behind the type, length 0 means up to the end of the file.
 std::int64_t mp4Size(const ByteSource& file) {
@@ -328,8 +306,6 @@ std::int64_t declaredSize(const ByteSource& file) {
   unsigned char head[8];
   if (!file.read(0, head, sizeof head)) return unknown;
   switch (bigEndian(head, 4)) {
-    case 0x1A45DFA3:
-      return matroskaSize(file);
     case 0x3026B275:
       return asfSize(file);
     case 0x060E2B34:
