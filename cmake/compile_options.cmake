@@ -14,5 +14,23 @@ if(CM_WARNINGS_AS_ERRORS)
   add_compile_options(-Werror)
 endif()
 
+# Hardening: none of it touches arithmetic. What a compiler lacks for its processor is left out.
+include(CheckPIESupported)
+include(CheckCXXCompilerFlag)
+check_pie_supported(LANGUAGES CXX)
+add_compile_options(-fstack-protector-strong)
+add_link_options(LINKER:-z,relro,-z,now)
+foreach(flag IN ITEMS stack-clash-protection cf-protection)
+  string(MAKE_C_IDENTIFIER "CM_HAS_${flag}" has_flag)
+  check_cxx_compiler_flag(-f${flag} ${has_flag})
+  if(${has_flag})
+    add_compile_options(-f${flag})
+  endif()
+endforeach()
+# The sanitizers watch the same calls by themselves, and without optimisation nothing is checked.
+if(NOT CMAKE_CXX_FLAGS MATCHES "-fsanitize")
+  add_compile_options("$<$<NOT:$<CONFIG:Debug>>:-U_FORTIFY_SOURCE;-D_FORTIFY_SOURCE=2>")
+endif()
+
 # The include root is the repository root, for every target.
 include_directories("${PROJECT_SOURCE_DIR}")

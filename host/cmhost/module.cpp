@@ -71,12 +71,17 @@ void Module::configure(const ConfigurationKeys& keys) {
   }
 }
 
-std::string defaultModulePath() {
+std::string defaultModulePath(const std::string& self) {
   namespace fs = std::filesystem;
-  std::error_code ignored;
-  const fs::path folder = fs::read_symlink("/proc/self/exe", ignored).parent_path();
+  std::error_code error;
+  const fs::path program = fs::read_symlink(self, error);
+  if (error || !program.is_absolute())
+    throw Failure(
+        "where this program lies is not known, and so not where its module does: " + self + ": " +
+        (error ? error.message() : "no absolute path") + "; --module names the module");
+  const fs::path folder = program.parent_path();
   const fs::path built = folder / "../component/filter/video/static_watermark/static_watermark.so";
-  if (fs::exists(built, ignored)) return built.lexically_normal().string();
+  if (fs::exists(built, error)) return built.lexically_normal().string();
   return (folder / ".." / CM_INSTALL_LIBDIR / "cmhost/static_watermark.so")
       .lexically_normal()
       .string();

@@ -45,7 +45,9 @@ class Module {
   QOR::CM::RFilter* filter_ = nullptr;
 };
 
-/// Where the module lies that was built or installed together with this program.
-std::string defaultModulePath();
+/// Where the module lies that was built or installed together with this program, which the system's
+/// link `self` leads to: an absolute path. Throws `Failure` when the link cannot be read, as where
+/// /proc is not mounted.
+std::string defaultModulePath(const std::string& self = "/proc/self/exe");
 
 }  // namespace cmhost
