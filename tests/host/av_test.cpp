@@ -14,7 +14,7 @@ std::string keptOf(const AVClass& kind) {
   Source source = {&kind};
   av_log(&source, AV_LOG_ERROR, "slice %d is lost.\n", 3);
   av_log_set_callback(av_log_default_callback);
-  return cmhost::takeDecoderDamage() + cmhost::avErrorReason(AVERROR(ENOMEM));
+  return cmhost::avErrorReason(AVERROR(ENOMEM));
 }
 
 AVClass decoder() {
