@@ -69,6 +69,18 @@ inline const AVPixelFormat* pixelFormatsOf(const AVCodec& codec) {
 #endif
 }
 
+/// Lets the decoder call its `get_buffer2` from any of its threads.
+inline void allowCallsFromThreads(AVCodecContext& decoder) {
+#if LIBAVCODEC_VERSION_MAJOR < 60
+#pragma GCC diagnostic push
+#pragma GCC diagnostic ignored "-Wdeprecated-declarations"
+  decoder.thread_safe_callbacks = 1;
+#pragma GCC diagnostic pop
+#else
+  static_cast<void>(decoder);
+#endif
+}
+
 /// What a container holds about a stream as a whole, such as its rotation.
 struct StreamSideData {
   const AVPacketSideData* data;

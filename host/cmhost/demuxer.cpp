@@ -8,10 +8,15 @@ extern "C" {
 
 #include "host/cmhost/dictionary.h"
 #include "host/cmhost/failure.h"
+#include "host/cmhost/memory_cap.h"
 
 namespace cmhost {
 
 namespace {
+
+// What it takes to open an input: its tables, and what is attached to it.
+constexpr std::int64_t openingGibibytes = 1;
+constexpr int mostStreams = 1000;
 
 const AVInputFormat* demuxerByName(const std::string& name) {
   const AVInputFormat* const demuxer = av_find_input_format(name.c_str());
@@ -60,6 +65,7 @@ InputFormatPtr openDemuxer(InputFile& file, References& references, const Option
   checkOptions(options);
   OutputFormatPtr context = orThrow<OutputFormatPtr>(avformat_alloc_context());
   context->pb = file.io();
+  context->max_streams = mostStreams;
   context->interrupt_callback = {isInterrupted, &file};
   references.guard(*context);
   Dictionary dictionary(options.inputOptions);
@@ -72,9 +78,14 @@ InputFormatPtr openDemuxer(InputFile& file, References& references, const Option
   references.check(*demuxer, *file.io());
   followReferences(dictionary, *demuxer, options.references);
 
+  const MemoryCap cap(openingGibibytes << 30);
   AVFormatContext* opened = context.release();  // freed when it cannot be opened
   error = avformat_open_input(&opened, file.name().c_str(), demuxer, &dictionary);
   InputFormatPtr format(error >= 0 ? opened : nullptr);
+  if (error == AVERROR(ENOMEM))
+    throw Failure(file.name() + " is not opened: that takes more than " +
+                  std::to_string(openingGibibytes) + " GiB of memory, or it has more than " +
+                  std::to_string(mostStreams) + " streams");
   if (error != AVERROR_EXIT) references.checkOpened();
   if (error < 0) return nullptr;
   if (const AVDictionaryEntry* const unknown = dictionary.first())

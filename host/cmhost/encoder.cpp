@@ -1,6 +1,7 @@
 #include "host/cmhost/encoder.h"
 
 extern "C" {
+#include <libavutil/imgutils.h>
 #include <libavutil/pixdesc.h>
 }
 
@@ -11,6 +12,7 @@ extern "C" {
 
 #include "host/cmhost/dictionary.h"
 #include "host/cmhost/failure.h"
+#include "host/cmhost/memory_limits.h"
 #include "host/cmhost/messages.h"
 
 namespace cmhost {
@@ -158,7 +160,8 @@ void Encoder::describe(const Input& input, const AVFrame& first) {
   encoder_->flags |= AV_CODEC_FLAG_BITEXACT;
   if ((muxer_.container().flags & AVFMT_GLOBALHEADER) != 0)
     encoder_->flags |= AV_CODEC_FLAG_GLOBAL_HEADER;
-  encoder_->thread_count = 0;
+  encoder_->thread_count = threadsFor(
+      av_image_get_buffer_size(encoder_->pix_fmt, encoder_->width, encoder_->height, 1));
 }
 
 void Encoder::open(const Options& options) {

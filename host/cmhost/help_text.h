@@ -34,6 +34,8 @@ Input:
       --allow-references WHAT open what INPUT refers to, as a playlist does:
                               file, or network, which includes file
                               (default: nothing but INPUT is opened)
+      --max-pixels N          take no picture of more than N pixels (default:
+                              67108864, as 8192x8192 has)
       --start TIME            begin at TIME, in seconds or as [HH:]MM:SS[.m];
                               time in the output counts from there
       --frames N              stop after N frames

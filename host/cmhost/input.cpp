@@ -46,6 +46,7 @@ void refuseDamage(AVCodecContext& decoder) {
 Input::Input(const Options& options)
     : file_(options.input),
       references_(file_.name(), options.references),
+      memory_(file_.name(), options.maxPixels),
       integrity_(file_),
       packet_(newPacket()),
       mostFrames_(options.frames) {
@@ -59,7 +60,7 @@ void Input::openFormat(const Options& options) {
   const Integrity::Reading reading(integrity_);
   int result = 0;
   format_ = openDemuxer(file_, references_, options, result);
-  if (format_ != nullptr) result = avformat_find_stream_info(format_.get(), nullptr);
+  if (format_ != nullptr) result = memory_.findStreams(*format_);
   if (interruption::received() != 0) throw interruption::Interrupted();
   references_.checkOpened();
   if (result < 0) {
@@ -76,6 +77,7 @@ void Input::chooseVideo() {
     throw Failure(name() + " has no video stream; a filter needs one");
   }
   video_ = format_->streams[best];
+  memory_.check(video_->codecpar->width, video_->codecpar->height);
 }
 
 void Input::openDecoder() {
@@ -88,7 +90,7 @@ void Input::openDecoder() {
   int result = avcodec_parameters_to_context(decoder_.get(), &parameters);
   if (result >= 0) {
     decoder_->pkt_timebase = video_->time_base;
-    decoder_->thread_count = 0;
+    memory_.limit(*decoder_);
     decoder_->flags |= AV_CODEC_FLAG_BITEXACT;
     refuseDamage(*decoder_);
     integrity_.begin(*format_, *video_);
@@ -145,6 +147,7 @@ FramePtr Input::decodeFrame() {
     } else if (frame->decode_error_flags != 0 || (frame->flags & AV_FRAME_FLAG_CORRUPT) != 0) {
       skipOrFail("a picture is incomplete");
     } else {
+      memory_.check(frame->width, frame->height);
       integrity_.addPicture(*frame);
       return frame;
     }
@@ -193,6 +196,7 @@ void Input::feedDecoder() {
 // picture refers to what was sent earlier.
 void Input::skipOrFail(const std::string& what) {
   if (stopped_) return;
+  memory_.check(what);
   const bool startsAnywhere = (format_->iformat->flags & AVFMT_TS_DISCONT) != 0;
   if (!(startsAnywhere || startsLater_) || decodedFrames_ > 0) failDamaged(what);
   startSkipped_ = startsAnywhere && !startsLater_;

@@ -8,6 +8,7 @@
 #include "host/cmhost/av.h"
 #include "host/cmhost/input_file.h"
 #include "host/cmhost/integrity.h"
+#include "host/cmhost/memory_limits.h"
 #include "host/cmhost/options.h"
 #include "host/cmhost/references.h"
 
@@ -74,6 +75,7 @@ class Input {
 
   InputFile file_;
   References references_;
+  MemoryLimits memory_;
   Integrity integrity_;
   InputFormatPtr format_;
   AVStream* video_ = nullptr;

@@ -6,6 +6,7 @@
 #include <utility>
 
 #include "host/cmhost/av_versions.h"
+#include "host/cmhost/memory_limits.h"
 #include "host/cmhost/messages.h"
 
 namespace cmhost {

@@ -86,7 +86,8 @@ void parsePreview(const std::string& text, Options& options) {
 // What the command line holds as text.
 struct Texts {
   std::vector<std::string> inputOptions, encoderOptions, keys;
-  std::string start, frames, convert, preview, inspect, size, layout, progress, references;
+  std::string start, frames, convert, preview, inspect, size, layout, progress, references,
+      maxPixels;
 };
 
 void declare(CLI::App& app, Options& options, Texts& texts) {
@@ -101,6 +102,7 @@ void declare(CLI::App& app, Options& options, Texts& texts) {
   app.add_option("--input-format", options.inputFormat);
   app.add_option("--input-option", texts.inputOptions)->allow_extra_args(false);
   app.add_option("--allow-references", texts.references)->check(CLI::IsMember({"file", "network"}));
+  app.add_option("--max-pixels", texts.maxPixels);
   app.add_option("--start", texts.start);
   app.add_option("--frames", texts.frames);
   app.add_option("--convert", texts.convert)->check(CLI::IsMember({"IYUV", "Y22P", "Y44P"}));
@@ -153,6 +155,9 @@ void interpret(const CLI::App& app, const Texts& texts, Options& options) {
   options.inspectLayout =
       fourccValue("--layout", app.count("--layout") > 0 ? texts.layout : "IYUV");
   options.inspect = app.count("--inspect") > 0;
+  if (app.count("--max-pixels") > 0)
+    options.maxPixels =
+        positiveNumber("--max-pixels", texts.maxPixels, "a number of pixels above 0");
   if (texts.references == "file") options.references = AllowedReferences::files;
   if (texts.references == "network") options.references = AllowedReferences::network;
   if (texts.progress == "always") options.progress = ProgressMode::always;

@@ -28,6 +28,7 @@ struct Options {
 
   std::string inputFormat;  ///< empty: found out from the content
   KeyValues inputOptions;
+  std::int64_t maxPixels = 8192 * 8192;  ///< of a picture of the input
   AllowedReferences references = AllowedReferences::none;
   double start = 0;                     ///< seconds from the beginning of the input
   std::int64_t frames = 0;              ///< 0: all

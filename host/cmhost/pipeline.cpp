@@ -18,8 +18,15 @@ namespace cmhost {
 
 namespace {
 
-// Enough that no side waits for a thread switch; every queued frame costs its memory.
-constexpr std::size_t queuedFrames = 4;
+// Enough that no side waits for a thread switch; every queued frame costs its memory, as decoded
+// and as the module has it.
+std::size_t queuedFrames(const PictureLayout& layout, int width, int height) {
+  constexpr std::size_t most = 4;
+  constexpr std::size_t mostBytes = std::size_t{512} << 20;
+  const std::size_t frameBytes = std::size_t{2} * packedSize(layout, width, height);
+  return std::clamp<std::size_t>(mostBytes / frameBytes, 1, most);
+}
+
 constexpr auto watchInterval = std::chrono::milliseconds(200);
 
 std::string formatText(int width, int height, int format) {
@@ -44,8 +51,8 @@ Pipeline::Pipeline(Input& input, FramePtr first, Converter* converter, const Pic
       inputQueue_(
           cm::InputQueue::create(cm::VideoDescription::create(static_cast<unsigned int>(width_),
                                                               static_cast<unsigned int>(height_)),
-                                 queuedFrames)),
-      outputQueue_(cm::OutputQueue::create(queuedFrames)) {
+                                 queuedFrames(layout, width_, height_))),
+      outputQueue_(cm::OutputQueue::create(queuedFrames(layout, width_, height_))) {
   module_.filter().addInputReader(inputQueue_);
   module_.filter().addOutputWriter(outputQueue_);
 }

@@ -4,6 +4,7 @@
 #include <algorithm>
 
 #include "tests/host/clip.h"
+#include "tests/host/hostile/hostile_files.h"
 #include "tests/host/program.h"
 #include "tests/host/watched_run.h"
 #include "tests/host/web_server.h"
@@ -15,35 +16,11 @@ using program::Result;
 
 constexpr std::size_t clipFrames = 12;
 
-std::string hls(const std::vector<std::string>& segments) {
-  std::string text =
-      "#EXTM3U\n#EXT-X-VERSION:3\n#EXT-X-TARGETDURATION:1\n#EXT-X-MEDIA-SEQUENCE:0\n";
-  for (const std::string& segment : segments) text += "#EXTINF:0.48,\n" + segment + "\n";
-  return text + "#EXT-X-ENDLIST\n";
-}
-
-std::string concat(const std::vector<std::string>& files) {
-  std::string text = "ffconcat version 1.0\n";
-  for (const std::string& file : files) text += "file " + file + "\n";
-  return text;
-}
-
-std::string dash(const std::string& file) {
-  return R"(<?xml version="1.0" encoding="UTF-8"?>
-<MPD xmlns="urn:mpeg:dash:schema:mpd:2011" profiles="urn:mpeg:dash:profile:isoff-on-demand:2011"
- type="static" mediaPresentationDuration="PT0.5S" minBufferTime="PT1S">
-<Period><AdaptationSet mimeType="video/mp4"><Representation id="1" bandwidth="100000" width="160"
- height="120"><BaseURL>)" +
-         file + "</BaseURL></Representation></AdaptationSet></Period></MPD>\n";
-}
-
-constexpr const char* sdp =
-    "v=0\no=- 0 0 IN IP4 127.0.0.1\ns=x\nc=IN IP4 127.0.0.1\nt=0 0\n"
-    "m=video 5004 RTP/AVP 96\na=rtpmap:96 H264/90000\n";
-
-constexpr const char* svg =
-    "<?xml version=\"1.0\"?><svg xmlns=\"http://www.w3.org/2000/svg\" width=\"320\" "
-    "height=\"240\"><text x=\"10\" y=\"50\">drawn</text></svg>\n";
+using hostile::concat;
+using hostile::dash;
+using hostile::hls;
+using hostile::sdp;
+using hostile::svg;
 
 class References : public testing::Test {
  protected:
@@ -94,7 +71,7 @@ TEST_F(References, AreNotOpened) {
       {concat({"clip.ts"}), "'clip.ts'", "--allow-references file"},
       {dash("clip.mp4"), "'clip.mp4'", "--allow-references file"},
       {dash("https://127.0.0.1/"), "'https://127.0.0.1/'", "--allow-references network"},
-      {sdp, "'video 5004 RTP/AVP 96'", "--allow-references network"},
+      {sdp(), "'video 5004 RTP/AVP 96'", "--allow-references network"},
   };
   for (const auto& file : files)
     for (const char* const name : {"e.mp4", "e.mkv", "e.ts"}) {
@@ -109,7 +86,7 @@ TEST_F(References, ControlCharactersAreEscaped) {
 }
 
 TEST_F(References, DrawingsAreNotOpened) {
-  program::writeFile(folder / "e.svg", svg);
+  program::writeFile(folder / "e.svg", svg());
   expectRefusal("e.svg", {"e.svg", "svg", "--allow-references file"});
 }
 
@@ -135,7 +112,7 @@ TEST_F(References, FilesAreOpenedWhenAllowed) {
   expectFrames(runAllowing("file", "e.mp4"), 2 * clipFrames);
   program::writeFile(folder / "e.mp4", dash("clip.mp4"));
   expectFrames(runAllowing("file", "e.mp4"), clipFrames);
-  program::writeFile(folder / "e.svg", svg);
+  program::writeFile(folder / "e.svg", svg());
   expectFrames(runAllowing("file", "e.svg", {"--convert", "IYUV"}), 1);
 }
 
@@ -166,7 +143,7 @@ TEST_F(References, AddressesStayClosedWhenFilesAreAllowed) {
   expectClosed(hls({"clip.ts", address}), "'" + address + "'");
   expectClosed(concat({"clip.ts", address}), "'" + address + "'");
   expectClosed(dash(address), "--allow-references network");
-  expectClosed(sdp, "--allow-references network");
+  expectClosed(sdp(), "--allow-references network");
 }
 
 TEST_F(References, MissingPartIsTold) {

@@ -33,6 +33,7 @@ TEST(Usage, HelpNamesEveryOption) {
                                  "--input-format",
                                  "--input-option",
                                  "--allow-references",
+                                 "--max-pixels",
                                  "--start",
                                  "--frames",
                                  "--compare",
