@@ -134,26 +134,6 @@ std::int64_t nutSize(const ByteSource& file) {
   return bigEndian(bytes, 8) == indexCode ? size : size + 1;
 }
 
-// RealMedia: chunks of a type, a length and the content, one after another. A common writer counts
-// the head of the packets' chunk twice.
-std::int64_t realMediaSize(const ByteSource& file) {
-  constexpr std::uint64_t countedTwice = 18;
-  static constexpr const char* types[] = {".RMF", "PROP", "MDPR", "CONT", "DATA", "INDX", "RJMD"};
-  std::int64_t offset = 0;
-  unsigned char head[8];
-  while (offset != unknown && file.read(offset, head, sizeof head)) {
-    const bool known = std::any_of(std::begin(types), std::end(types), [&](const char* type) {
-      return std::memcmp(head, type, 4) == 0;
-    });
-    std::uint64_t length = bigEndian(head + 4, 4);
-    if (!known || length < countedTwice) break;
-    const bool isLast = end(offset, length) > file.size() - static_cast<std::int64_t>(countedTwice);
-    if (isLast && std::memcmp(head, "DATA", 4) == 0) length -= countedTwice;
-    offset = end(offset, length);
-  }
-  return offset;
-}
-
 // MXF: items of a key of 16 bytes, a length and the content, one after another.
 struct MxfItem {
   std::int64_t content = unknown;
@@ -310,8 +290,6 @@ std::int64_t declaredSize(const ByteSource& file) {
       return asfSize(file);
     case 0x060E2B34:
       return mxfSize(file);
-    case 0x2E524D46:  // ".RMF"
-      return realMediaSize(file);
     case 0x47494638:  // "GIF8"
       return gifSize(file);
     case 0x89504E47:

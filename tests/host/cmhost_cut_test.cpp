@@ -177,6 +177,7 @@ INSTANTIATE_TEST_SUITE_P(Containers, CountedCut,
                                          Container{"webm", "libvpx"}, Container{"mkv", "ffv1"},
                                          Container{"mov", "mpeg4", false, AV_PIX_FMT_YUV420P, true},
                                          Container{"avi", "mpeg4"}, Container{"nut", "ffv1"},
+                                         Container{"rm", "rv20"},
                                          Container{"gif", "gif", false, AV_PIX_FMT_GRAY8}),
                          nameOf);
 
