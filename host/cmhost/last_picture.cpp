@@ -9,6 +9,8 @@ extern "C" {
 #include <cstring>
 #include <iterator>
 
+#include "host/cmhost/memory_limits.h"
+
 namespace cmhost {
 
 namespace {
@@ -60,7 +62,8 @@ AVAdler decode(const AVCodecParameters& parameters, const std::vector<PacketPtr>
   const AVCodec* const codec = avcodec_find_decoder(parameters.codec_id);
   const CodecPtr decoder = orThrow<CodecPtr>(avcodec_alloc_context3(codec));
   if (avcodec_parameters_to_context(decoder.get(), &parameters) < 0) throw std::bad_alloc();
-  decoder->thread_count = 0;
+  decoder->thread_count = threadsFor(av_image_get_buffer_size(
+      static_cast<AVPixelFormat>(parameters.format), parameters.width, parameters.height, 1));
   AVAdler sum = 1;
   if (avcodec_open2(decoder.get(), codec, nullptr) < 0) return sum;
   const FramePtr frame = newFrame();
