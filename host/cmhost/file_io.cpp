@@ -96,6 +96,23 @@ std::int64_t seekRegular(int file, std::int64_t offset, int whence) {
 
 void widenPipe(int file) { ::fcntl(file, F_SETPIPE_SZ, pipeBytes); }
 
+bool synchronise(int file) {
+  struct stat status = {};
+  if (::fstat(file, &status) != 0) return false;
+  if (!S_ISREG(status.st_mode) && !S_ISDIR(status.st_mode) && !S_ISBLK(status.st_mode)) return true;
+  int failed = 0;
+  do {
+    failed = ::fsync(file);
+  } while (failed != 0 && errno == EINTR);
+  return failed == 0 || errno == EINVAL || errno == EROFS || errno == ENOTSUP;
+}
+
 std::string systemText(int error) { return std::strerror(error); }
+
+void failWriting(const std::string& name, int error) {
+  if (error == EPIPE)
+    throw Failure(name + ": whoever read it has closed the pipe: " + systemText(error));
+  throw Failure(name + " cannot be written: " + systemText(error));
+}
 
 }  // namespace cmhost

@@ -63,7 +63,14 @@ std::int64_t seekRegular(int file, std::int64_t offset, int whence);
 /// The most that a pipe may hold here: fewer switches between the processes at its ends.
 void widenPipe(int file);
 
+/// Waits until a regular file, a folder or a disk holds what was written to it. What knows of no
+/// such waiting passes. False, with `errno` set, when something written is lost.
+bool synchronise(int file);
+
 /// The system's words for an error number.
 std::string systemText(int error);
+
+/// Throws `Failure`: the output `name` cannot be written, for the system's reason.
+[[noreturn]] void failWriting(const std::string& name, int error);
 
 }  // namespace cmhost

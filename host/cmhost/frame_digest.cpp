@@ -56,10 +56,10 @@ void FrameDigests::add(const AVFrame& frame, AVRational timeBase) {
   file_.check();
 }
 
-void FrameDigests::commit() {
+void FrameDigests::finish() {
   print("# MD5 of all frames' planes in a row\n# all frames size format md5\n");
   print("all " + std::to_string(frames_) + " " + picture_ + " " + run_.end() + "\n");
-  file_.commit();
+  file_.finish();
 }
 
 void FrameDigests::print(const std::string& line) {

@@ -27,8 +27,13 @@ class FrameDigests {
   /// Adds a frame of one of the layouts' pixel formats. Throws `Failure`.
   void add(const AVFrame& frame, AVRational timeBase);
 
-  /// Adds the run's line and gives the file its name. Throws `Failure`.
-  void commit();
+  /// Writes the run's line, the last. Throws `Failure`.
+  void finish();
+
+  /// Gives the file its name. Throws `Failure`.
+  void put() { file_.put(); }
+
+  const OutputFile& file() const { return file_; }
 
  private:
   class Md5 {

@@ -10,13 +10,14 @@ frame, write the result to OUTPUT. Sound and other streams are copied.
 
 INPUT is a video file, or '-' for standard input. OUTPUT is the file to write,
 whose name chooses the container, '-' for standard output, or 'null:' for
-nowhere. A file is written under a temporary name beside OUTPUT and gets its
-own name when it is whole.
+nowhere. A file is written under a temporary name, OUTPUT.RANDOM.part, and gets
+its own name when it is complete.
 
 Output:
       --overwrite             replace an existing OUTPUT
       --keep-partial          when an error ends the run, keep what was
                               written, under its temporary name
+      --no-sync               do not wait until the disk holds what is written
       --output-format NAME    container to write (default: by OUTPUT's name;
                               yuv4mpegpipe on standard output)
       --encoder NAME          encoder of the video (default: FFV1 in Matroska,

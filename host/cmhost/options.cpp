@@ -95,6 +95,7 @@ void declare(CLI::App& app, Options& options, Texts& texts) {
   app.add_option("OUTPUT", options.output);
   app.add_flag("--overwrite", options.overwrite);
   app.add_flag("--keep-partial", options.keepPartial);
+  app.add_flag("--no-sync{false}", options.synchronise);
   app.add_option("--output-format", options.outputFormat);
   app.add_option("--encoder", options.encoder);
   app.add_option("--encoder-option", texts.encoderOptions)->allow_extra_args(false);

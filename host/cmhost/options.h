@@ -22,6 +22,7 @@ struct Options {
   std::string output;  ///< "-" is standard output, "null:" is nowhere
   bool overwrite = false;
   bool keepPartial = false;
+  bool synchronise = true;
 
   std::string module;
   std::vector<std::pair<std::string, unsigned int>> keys;  ///< of the configuration, with FourCCs

@@ -18,24 +18,33 @@ void refuseInput(const Options& options, const std::string& path, const char* wh
                   exitUsage);
 }
 
+void refuseSamePlace(const OutputFile& one, const OutputFile& other, const std::string& what) {
+  if (one.isSamePlace(other)) throw Failure(what + " are the same file, " + one.name(), exitUsage);
+}
+
 }  // namespace
 
 Output::Output(const Options& options) : options_(options) {
+  const OutputFile::Mode mode = {options.overwrite, options.keepPartial, options.synchronise};
+  const OutputFile::Mode besides = {options.overwrite, false, options.synchronise};
   if (!options.toNowhere()) {
     if (!options.toStandardOutput()) refuseInput(options, options.output, "OUTPUT");
-    file_ = std::make_unique<OutputFile>(options.output,
-                                         OutputFile::Mode{options.overwrite, options.keepPartial});
+    file_ = std::make_unique<OutputFile>(options.output, mode);
     muxer_ = std::make_unique<Muxer>(
         *file_, options.outputFormat.empty() && options.toStandardOutput() ? "yuv4mpegpipe"
                                                                            : options.outputFormat);
   }
   if (!options.preview.empty()) {
     refuseInput(options, options.preview, "--preview");
-    preview_ = std::make_unique<Preview>(options.preview, OutputFile::Mode{options.overwrite});
+    preview_ = std::make_unique<Preview>(options.preview, besides);
+    if (file_ != nullptr) refuseSamePlace(*file_, preview_->file(), "OUTPUT and --preview");
   }
   if (!options.hash.empty()) {
     refuseInput(options, options.hash, "--hash");
-    digests_ = std::make_unique<FrameDigests>(options.hash, OutputFile::Mode{options.overwrite});
+    digests_ = std::make_unique<FrameDigests>(options.hash, besides);
+    if (file_ != nullptr) refuseSamePlace(*file_, digests_->file(), "OUTPUT and --hash");
+    if (preview_ != nullptr)
+      refuseSamePlace(preview_->file(), digests_->file(), "--preview and --hash");
   }
 }
 
@@ -80,9 +89,13 @@ void Output::endFrames() {
 void Output::commit() {
   if (muxer_ != nullptr) {
     muxer_->finish();
-    file_->commit();
+    file_->finish();
+    finished_ = true;
   }
-  if (digests_ != nullptr) digests_->commit();
+  if (digests_ != nullptr) digests_->finish();
+  if (preview_ != nullptr) preview_->put();
+  if (digests_ != nullptr) digests_->put();
+  if (file_ != nullptr) file_->put();  // last: when the video is there, everything is
   if (preview_ != nullptr && frames_ <= options_.previewFrame)
     throw Failure(preview_->name() + " is not written: there is no frame " +
                   std::to_string(options_.previewFrame) + ", only " + frameCount(frames_));
@@ -90,13 +103,15 @@ void Output::commit() {
 
 void Output::keepPartial() {
   if (!started_ || file_->partialName().empty()) return;
-  try {
-    if (!framesEnded_) endFrames();
-    muxer_->finish();
-  } catch (const Failure&) {
-    // What there is is kept without its end.
+  if (!finished_) {
+    try {
+      if (!framesEnded_) endFrames();
+      muxer_->finish();
+    } catch (const Failure&) {
+      // What there is is kept without its end.
+    }
+    avio_flush(file_->io());
   }
-  avio_flush(file_->io());
   printNote(file_->partialName() + " keeps the " + frameCount(frames_) + " that were written");
 }
 

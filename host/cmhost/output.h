@@ -35,7 +35,8 @@ class Output {
   /// Every frame has come. Throws `Failure`.
   void endFrames();
 
-  /// Writes the files' ends and gives them their names. Throws `Failure`.
+  /// Writes the files' ends, then gives them their names; nothing gets its name before everything
+  /// is written. Throws `Failure`.
   void commit();
 
   /// Closes what a failure has left of the video, when it is to be kept, and says where it lies.
@@ -65,6 +66,7 @@ class Output {
   AVRational timeBase_{};
   bool started_ = false;  ///< the header is written
   bool framesEnded_ = false;
+  bool finished_ = false;  ///< the video is written with its end
   std::atomic<std::int64_t> frames_{0};
 };
 

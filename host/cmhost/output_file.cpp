@@ -9,7 +9,6 @@
 #include <cerrno>
 #include <climits>
 #include <cstdio>
-#include <filesystem>
 #include <limits>
 #include <utility>
 
@@ -23,29 +22,20 @@ namespace cmhost {
 
 namespace {
 
-namespace fs = std::filesystem;
-
 constexpr int retryMilliseconds = 20;
 
 // A named pipe without a reader cannot be opened yet; this waits for one, or for a signal.
 FileDescriptor openInPlace(const std::string& path) {
   for (;;) {
     FileDescriptor file(::open(path.c_str(), O_WRONLY | O_CLOEXEC | O_NONBLOCK));
-    if (file.number() >= 0 || errno != ENXIO) return file;
+    if (file.number() < 0 && errno != ENXIO) failWriting(path, errno);
+    if (file.number() >= 0) {
+      if (isRegular(file.number())) throw Failure(path + " has become a regular file meanwhile");
+      return file;
+    }
     pollfd wait = {interruption::descriptor(), POLLIN, 0};
     if (::poll(&wait, 1, retryMilliseconds) > 0) throw interruption::Interrupted();
   }
-}
-
-// The file that a link points to is written, not the link; it need not be there yet.
-std::string behindLinks(const std::string& path) {
-  constexpr int mostLinks = 40;
-  fs::path target = path;
-  for (int links = 0; fs::is_symlink(fs::symlink_status(target)); ++links) {
-    if (links == mostLinks) throw Failure(path + " cannot be written: " + systemText(ELOOP));
-    target = target.parent_path() / fs::read_symlink(target);
-  }
-  return target.string();
 }
 
 }  // namespace
@@ -66,30 +56,21 @@ OutputFile::OutputFile(const std::string& path, Mode mode) : name_(path), mode_(
     io_ = newWriter(this, &OutputFile::write, nullptr);  // even a file may be appended to by others
   } else {
     openPlace(path);
-    io_ = newWriter(this, &OutputFile::write, temporary_.empty() ? nullptr : &OutputFile::seek);
+    io_ = newWriter(this, &OutputFile::write, staged_ ? &OutputFile::seek : nullptr);
   }
 }
 
 void OutputFile::openPlace(const std::string& path) {
-  std::error_code ignored;
-  const fs::file_status status = fs::status(path, ignored);
-  if (fs::is_directory(status)) throw Failure(path + " is a directory; name a file to write");
-  if (fs::exists(status) && !fs::is_regular_file(status)) {
+  auto place = findPlace(path);
+  if (!place) {
     file_ = openInPlace(path);
-    if (file_.number() < 0) failWriting(errno);
     openPipe();
     return;
   }
-  if (fs::exists(status) && !mode_.overwrite)
+  if (place->takenBy && !mode_.overwrite)
     throw Failure(path + " exists already; --overwrite replaces it");
-  target_ = behindLinks(path);
-  const std::string temporary = target_ + "." + std::to_string(::getpid()) + ".part";
-  file_ = FileDescriptor(::open(temporary.c_str(), O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, 0666));
-  if (file_.number() < 0) failWriting(errno);
-  temporary_ = temporary;
-  if (fs::exists(status))  // who may read the old file may read the new one
-    ::fchmod(file_.number(), static_cast<mode_t>(status.permissions() & fs::perms::all));
-  if (!mode_.keepPartial) removedBySignal_ = interruption::TemporaryFile(temporary_);
+  staged_.emplace(path, std::move(*place), mode_.keepPartial);
+  file_ = staged_->takeFile();
 }
 
 // Writing must not wait where nobody can end it. Standard output may be shared with other
@@ -98,18 +79,14 @@ void OutputFile::openPlace(const std::string& path) {
 void OutputFile::openPipe() {
   waits_ = true;
   widenPipe(file_.number());
-  const std::string self = "/proc/self/fd/" + std::to_string(file_.number());
-  std::error_code ignored;
-  if (fs::is_fifo(fs::status(self, ignored))) {
+  struct stat status = {};
+  if (::fstat(file_.number(), &status) == 0 && S_ISFIFO(status.st_mode)) {
+    const std::string self = "/proc/self/fd/" + std::to_string(file_.number());
     FileDescriptor own(::open(self.c_str(), O_WRONLY | O_CLOEXEC | O_NONBLOCK));
     if (own.number() >= 0) file_ = std::move(own);
   }
   const bool neverWaits = (::fcntl(file_.number(), F_GETFL) & O_NONBLOCK) != 0;
   mostAtOnce_ = neverWaits ? std::numeric_limits<int>::max() : PIPE_BUF;
-}
-
-OutputFile::~OutputFile() {
-  if (!temporary_.empty() && !mode_.keepPartial) ::unlink(temporary_.c_str());
 }
 
 int OutputFile::writeSome(const std::uint8_t* bytes, int size) {
@@ -142,40 +119,35 @@ std::int64_t OutputFile::seek(void* self, std::int64_t offset, int whence) {
   return seekRegular(static_cast<OutputFile*>(self)->file_.number(), offset, whence);
 }
 
-void OutputFile::failWriting(int systemError) const {
-  if (systemError == EPIPE)
-    throw Failure(name_ + ": whoever read it has closed the pipe: " + systemText(systemError));
-  throw Failure(name_ + " cannot be written: " + systemText(systemError));
-}
-
 void OutputFile::check() const {
-  if (writeError_ != 0) failWriting(writeError_);
+  if (writeError_ != 0) failWriting(name_, writeError_);
 }
 
 void OutputFile::checkReader() const {
   if (!waits_) return;
   pollfd state = {file_.number(), 0, 0};
-  if (::poll(&state, 1, 0) > 0 && (state.revents & POLLERR) != 0) failWriting(EPIPE);
+  if (::poll(&state, 1, 0) > 0 && (state.revents & POLLERR) != 0) failWriting(name_, EPIPE);
 }
 
-void OutputFile::commit() {
+void OutputFile::finish() {
   avio_flush(io_.get());
   check();
-  if (!file_.close()) failWriting(errno);
-  if (temporary_.empty()) return;
-  int failed = -1;
-  if (mode_.overwrite) {
-    failed = ::rename(temporary_.c_str(), target_.c_str());
-  } else {
-    failed = ::renameat2(AT_FDCWD, temporary_.c_str(), AT_FDCWD, target_.c_str(), RENAME_NOREPLACE);
-    if (failed != 0 && errno == EEXIST)
-      throw Failure(name_ + " has come to exist meanwhile; --overwrite replaces it");
-    // Not every file system knows a rename that replaces nothing.
-    if (failed != 0) failed = ::rename(temporary_.c_str(), target_.c_str());
-  }
-  if (failed != 0) failWriting(errno);
-  temporary_.clear();
-  removedBySignal_ = interruption::TemporaryFile();
+  if (mode_.synchronise && !synchronise(file_.number())) failWriting(name_, errno);
+  if (!file_.close()) failWriting(name_, errno);
+}
+
+void OutputFile::put() {
+  if (!staged_) return;
+  staged_->put(mode_.overwrite);
+  if (mode_.synchronise) staged_->synchroniseFolder();
+}
+
+std::string OutputFile::partialName() const {
+  return staged_ && mode_.keepPartial ? staged_->temporaryPath() : std::string();
+}
+
+bool OutputFile::isSamePlace(const OutputFile& other) const {
+  return staged_ && other.staged_ && staged_->isSamePlace(*other.staged_);
 }
 
 }  // namespace cmhost

@@ -1,21 +1,23 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 #include <string>
 
 #include "host/cmhost/file_io.h"
-#include "host/cmhost/interruption.h"
+#include "host/cmhost/staged_file.h"
 
 namespace cmhost {
 
-/// The bytes of an output. A regular file is written under a temporary name beside its place and
-/// gets its own name by `commit`, so nothing that looks whole is left when anything goes wrong.
+/// The bytes of an output. A regular file is written under a temporary name next to its place and
+/// gets its own name by `put`, so nothing that looks complete is left when anything goes wrong.
 /// Pipes and devices are written as they are.
 class OutputFile {
  public:
   struct Mode {
     bool overwrite = false;    ///< an existing regular file is replaced
-    bool keepPartial = false;  ///< what is not committed keeps its temporary name
+    bool keepPartial = false;  ///< what is not put in its place keeps its temporary name
+    bool synchronise = true;   ///< what is written is on the disk before it gets its name
   };
 
   /// Standard output, whose descriptor this object takes for itself: from then on everything that
@@ -26,7 +28,6 @@ class OutputFile {
   /// `Failure`, also for an existing regular file that may not be replaced.
   OutputFile(const std::string& path, Mode mode);
 
-  ~OutputFile();
   OutputFile(const OutputFile&) = delete;
   OutputFile& operator=(const OutputFile&) = delete;
 
@@ -44,11 +45,17 @@ class OutputFile {
   /// Ends a write that waits for a pipe's reader; every write fails from now on. Any thread.
   void abandon() { abandoned_.raise(); }
 
-  /// Everything is written: closes the file and gives it its name. Throws `Failure`.
-  void commit();
+  /// Everything is written: synchronises and closes the file. Throws `Failure`.
+  void finish();
 
-  /// The name under which a part is kept when this goes without `commit`; empty when none is.
-  std::string partialName() const { return mode_.keepPartial ? temporary_ : std::string(); }
+  /// Gives the finished file its name. Throws `Failure`.
+  void put();
+
+  /// The name under which a part is kept when this goes without `put`; empty when none is.
+  std::string partialName() const;
+
+  /// Whether both are regular files that are to get the same name.
+  bool isSamePlace(const OutputFile& other) const;
 
  private:
   static int write(void* self, WrittenByte* buffer, int size);
@@ -56,13 +63,10 @@ class OutputFile {
   void openPlace(const std::string& path);
   void openPipe();
   int writeSome(const std::uint8_t* bytes, int size);
-  [[noreturn]] void failWriting(int systemError) const;
 
   std::string name_;
   Mode mode_;
-  std::string target_;     ///< empty when written in place
-  std::string temporary_;  ///< not empty while a temporary file exists
-  interruption::TemporaryFile removedBySignal_;
+  std::optional<StagedFile> staged_;  ///< none when written in place
   int writeError_ = 0;
   FileDescriptor file_;
   bool waits_ = false;          ///< writing may wait for a reader

@@ -30,7 +30,12 @@ void Preview::write(const AVFrame& frame) {
   if (result < 0)
     throw Failure(file_.name() + ": the PNG cannot be made: " + avErrorReason(result));
   avio_write(file_.io(), packet->data, packet->size);
-  file_.commit();
+  file_.finish();
+  written_ = true;
+}
+
+void Preview::put() {
+  if (written_) file_.put();
 }
 
 }  // namespace cmhost

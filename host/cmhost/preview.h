@@ -13,13 +13,18 @@ class Preview {
   /// Throws `Failure`.
   Preview(const std::string& path, OutputFile::Mode mode) : file_(path, mode) {}
 
-  /// Writes the file. Throws `Failure`.
+  /// Writes the picture. Throws `Failure`.
   void write(const AVFrame& frame);
 
+  /// Gives the file its name if a picture is written. Throws `Failure`.
+  void put();
+
+  const OutputFile& file() const { return file_; }
   const std::string& name() const { return file_.name(); }
 
  private:
   OutputFile file_;
+  bool written_ = false;
 };
 
 }  // namespace cmhost

@@ -100,11 +100,13 @@ class Waiting : public Interrupt {
     streams.in = in.readEnd();
     streams.out = out.writeEnd();
     streams.prepare = prepare;
-    process.emplace(folder.path(), std::vector<std::string>{"--hash", "hashes", "-", "-"}, streams);
+    const std::vector<std::string> arguments = {"--hash",   "hashes", "--preview",
+                                                "look.png", "-",      "-"};
+    process.emplace(folder.path(), arguments, streams);
     // The pipe holds less than this: the run waits for its reader.
     ASSERT_TRUE(in.write(y4m));
     in.waitUntilEmpty();
-    ASSERT_EQ(folder.names().size(), 1U);
+    ASSERT_EQ(folder.names().size(), 2U);
   }
 
   void waitUntilNoted() {
@@ -144,7 +146,7 @@ TEST_F(Waiting, SignalsWithinASecondAreOneRequest) {
   const std::string video = out.readAll();
   const Result result = process->wait();
   EXPECT_EQ(result.exitCode, 128 + SIGTERM) << result.err;
-  EXPECT_EQ(folder.names(), std::vector<std::string>{"hashes"});
+  EXPECT_EQ(folder.names(), (std::vector<std::string>{"hashes", "look.png"}));
   const std::size_t pictureBytes = video.size() - (video.find('\n') + 1);
   EXPECT_EQ(pictureBytes % frameBytes, 0U);
   EXPECT_GE(pictureBytes, frameBytes);

@@ -30,6 +30,7 @@ TEST(Usage, HelpNamesEveryOption) {
                                  "--help",
                                  "Exit status",
                                  "--keep-partial",
+                                 "--no-sync",
                                  "--input-format",
                                  "--input-option",
                                  "--allow-references",
@@ -46,7 +47,9 @@ TEST(Usage, HelpNamesEveryOption) {
                                  "--hash",
                                  "--progress",
                                  "--quiet",
+                                 "129",
                                  "130",
+                                 "131",
                                  "143"})
     EXPECT_NE(result.out.find(word), std::string::npos) << word;
 }

@@ -1,0 +1,47 @@
+#pragma once
+
+#include <sys/types.h>
+
+#include <functional>
+#include <vector>
+
+/// What the program's system calls come to, decided by a test. A filter (seccomp) is installed in
+/// the program's process before it starts; see `program::Streams::prepare`.
+namespace system_calls {
+
+struct Failing {
+  int call = 0;           ///< a number, as SYS_fsync
+  int error = 0;          ///< what it fails with
+  int argument = -1;      ///< if not negative: only when this argument...
+  unsigned int bits = 0;  ///< ...has all of these bits
+};
+
+/// Makes system calls fail.
+std::function<void()> fail(const std::vector<Failing>& calls);
+
+/// Holds a process at every call of one kind until a test lets it go on.
+class Gate {
+ public:
+  explicit Gate(int call) : call_(call) {}
+  ~Gate();
+  Gate(const Gate&) = delete;
+  Gate& operator=(const Gate&) = delete;
+
+  /// For the process to be held.
+  std::function<void()> prepare();
+
+  /// Waits until the process is at such a call and holds it there. A call that a signal interrupted
+  /// and that begins again counts again. False when the process has ended.
+  bool wait();
+
+  /// Lets the process go on from where `wait` has seen it.
+  void open();
+
+ private:
+  int call_;
+  int ends_[2] = {-1, -1};
+  int listener_ = -1;
+  unsigned long long held_ = 0;
+};
+
+}  // namespace system_calls
