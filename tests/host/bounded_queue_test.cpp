@@ -7,8 +7,6 @@
 #include <memory>
 #include <thread>
 
-#include "tests/support/failing_allocator.h"
-
 namespace {
 
 using cm::BoundedQueue;
@@ -90,17 +88,6 @@ TEST(BoundedQueue, AbandonWakesAWaitingProducerAndDropsItems) {
   producer.join();
   EXPECT_EQ(item.use_count(), 1);
   EXPECT_EQ(queue.take(), std::nullopt);
-}
-
-TEST(BoundedQueue, EndsWithoutMemory) {
-  BoundedQueue<int> queue(2);
-  queue.put(1);
-  using test_support::allocation_outcome;
-  EXPECT_EQ(test_support::fail_allocation(0, [&] { queue.finish(); }),
-            allocation_outcome::not_reached);
-  EXPECT_EQ(test_support::fail_allocation(0, [&] { queue.abandon(); }),
-            allocation_outcome::not_reached);
-  EXPECT_EQ(queue.size(), 0U);
 }
 
 }  // namespace
