@@ -3,6 +3,7 @@
 #include <chrono>
 #include <condition_variable>
 #include <cstddef>
+#include <cstdint>
 #include <deque>
 #include <mutex>
 #include <optional>
@@ -24,9 +25,10 @@ class BoundedQueue {
   /// Waits for room and queues `item`. False, and the item is dropped, once the queue has ended.
   bool put(T item) {
     std::unique_lock<std::mutex> lock(mutex_);
-    wait(room_, lock, waitedForRoom_, [this] { return ended_ || items_.size() < capacity_; });
+    wait(room_, lock, forRoom_, [this] { return ended_ || items_.size() < capacity_; });
     if (ended_) return false;
     items_.push_back(std::move(item));
+    ++handled_;
     filled_.notify_all();
     return true;
   }
@@ -40,14 +42,14 @@ class BoundedQueue {
   /// Waits for the next item. Nothing once the queue has ended and is empty.
   std::optional<T> take() {
     std::unique_lock<std::mutex> lock(mutex_);
-    wait(filled_, lock, waitedForItems_, [this] { return ended_ || !items_.empty(); });
+    wait(filled_, lock, forItems_, [this] { return ended_ || !items_.empty(); });
     return takeLocked();
   }
 
   /// Waits until an item is there to be taken (true) or none will come any more (false).
   bool waitForItem() {
     std::unique_lock<std::mutex> lock(mutex_);
-    wait(filled_, lock, waitedForItems_, [this] { return ended_ || !items_.empty(); });
+    wait(filled_, lock, forItems_, [this] { return ended_ || !items_.empty(); });
     return !items_.empty();
   }
 
@@ -59,11 +61,28 @@ class BoundedQueue {
   /// How long its users have waited for room in it and for items, added up.
   std::chrono::duration<double> waitedForRoom() const {
     std::lock_guard<std::mutex> lock(mutex_);
-    return waitedForRoom_;
+    return forRoom_.total;
   }
   std::chrono::duration<double> waitedForItems() const {
     std::lock_guard<std::mutex> lock(mutex_);
-    return waitedForItems_;
+    return forItems_.total;
+  }
+
+  /// Whether anybody waits for room in it, or for items, right now.
+  bool isWaitedForRoom() const {
+    std::lock_guard<std::mutex> lock(mutex_);
+    return forRoom_.waiting > 0;
+  }
+  bool isWaitedForItems() const {
+    std::lock_guard<std::mutex> lock(mutex_);
+    return forItems_.waiting > 0;
+  }
+
+  /// How often an item was put, was taken, or was asked for while more may come. Grows as long as
+  /// those at its ends do something.
+  std::uint64_t handled() const {
+    std::lock_guard<std::mutex> lock(mutex_);
+    return handled_;
   }
 
   /// No more items will come; those queued can still be taken.
@@ -84,16 +103,24 @@ class BoundedQueue {
  private:
   using Clock = std::chrono::steady_clock;
 
+  struct Waits {
+    Clock::duration total{0};
+    int waiting = 0;
+  };
+
   template <typename Predicate>
   static void wait(std::condition_variable& condition, std::unique_lock<std::mutex>& lock,
-                   Clock::duration& waited, Predicate until) {
+                   Waits& waits, Predicate until) {
     if (until()) return;
     const Clock::time_point start = Clock::now();
+    ++waits.waiting;
     condition.wait(lock, until);
-    waited += Clock::now() - start;
+    --waits.waiting;
+    waits.total += Clock::now() - start;
   }
 
   std::optional<T> takeLocked() {
+    if (!items_.empty() || !ended_) ++handled_;
     if (items_.empty()) return std::nullopt;
     std::optional<T> item(std::move(items_.front()));
     items_.pop_front();
@@ -107,8 +134,9 @@ class BoundedQueue {
   std::condition_variable filled_;
   std::deque<T> items_;
   bool ended_ = false;
-  Clock::duration waitedForRoom_{0};
-  Clock::duration waitedForItems_{0};
+  std::uint64_t handled_ = 0;
+  Waits forRoom_;
+  Waits forItems_;
 };
 
 }  // namespace cm

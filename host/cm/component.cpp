@@ -26,7 +26,7 @@ namespace {
 
 CException loopException(const char* name, int line, const char* message) {
   return CException(name, line, __FILE__, "CMMultipleQueueComponent::runloop",
-                    CString::createWithFormat("%s", message));
+                    CString::createWithFormat("%s", message != nullptr ? message : ""));
 }
 
 }  // namespace
@@ -34,8 +34,8 @@ CException loopException(const char* name, int line, const char* message) {
 void CMMultipleQueueComponent::threadrunloop(lumbase::object_refcount* context) {
   auto* const loop = dynamic_cast<cm::LoopContext*>(context);
   const auto report = [&](const CException& exception) {
+    if (loop != nullptr) loop->fail(exception);  // first: the component's handler may fail itself
     handleException(exception);
-    if (loop != nullptr) loop->fail(exception);
   };
   try {
     runloop(context);

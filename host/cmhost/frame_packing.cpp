@@ -14,14 +14,21 @@ namespace {
 
 class DecodedFrame final : public lumbase::object_refcount {
  public:
-  explicit DecodedFrame(FramePtr frame) : frame_(std::move(frame)) {}
+  DecodedFrame(FramePtr frame, std::int64_t number) : frame_(std::move(frame)), number_(number) {}
   const AVFrame& frame() const { return *frame_; }
+  std::int64_t number() const { return number_; }
 
  private:
   ~DecodedFrame() override = default;
 
   FramePtr frame_;
+  std::int64_t number_;
 };
+
+const DecodedFrame& propertiesOf(const QOR::CM::RFrame& put) {
+  const auto& frame = dynamic_cast<const cm::VideoFrame&>(put);
+  return dynamic_cast<const DecodedFrame&>(*frame.properties());
+}
 
 struct PlaneSize {
   std::size_t width;
@@ -102,9 +109,10 @@ unsigned int packedSize(const PictureLayout& layout, int width, int height) {
   return static_cast<unsigned int>(bytes);
 }
 
-QOR::RPtr<cm::VideoFrame> packFrame(FramePtr decoded, const PictureLayout& layout) {
+QOR::RPtr<cm::VideoFrame> packFrame(FramePtr decoded, const PictureLayout& layout,
+                                    std::int64_t number) {
   const AVFrame& from = *decoded;
-  const QOR::RPtr<const DecodedFrame> properties(new DecodedFrame(std::move(decoded)));
+  const QOR::RPtr<const DecodedFrame> properties(new DecodedFrame(std::move(decoded), number));
   const unsigned int bytes = packedSize(layout, from.width, from.height);
   if (isPacked(from, layout))
     return cm::VideoFrame::wrap(layout.fourcc, bytes, from.data[0], properties);
@@ -158,9 +166,8 @@ FramePtr unpackFrame(const QOR::CM::RFrame* put, const PictureLayout& layout) {
   return result;
 }
 
-const AVFrame& decodedFrameOf(const QOR::CM::RFrame& put) {
-  const auto& frame = dynamic_cast<const cm::VideoFrame&>(put);
-  return dynamic_cast<const DecodedFrame&>(*frame.properties()).frame();
-}
+const AVFrame& decodedFrameOf(const QOR::CM::RFrame& put) { return propertiesOf(put).frame(); }
+
+std::int64_t frameNumberOf(const QOR::CM::RFrame& put) { return propertiesOf(put).number(); }
 
 }  // namespace cmhost

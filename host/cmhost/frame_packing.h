@@ -1,5 +1,7 @@
 #pragma once
 
+#include <cstdint>
+
 #include "host/cm/video_frame.h"
 #include "host/cmhost/av.h"
 #include "host/cmhost/picture_layout.h"
@@ -11,8 +13,10 @@ namespace cmhost {
 unsigned int packedSize(const PictureLayout& layout, int width, int height);
 
 /// A frame for the component: the picture packed as the contract has it, with the decoded frame
-/// itself attached, which carries all properties. A picture that lies packed already is not copied.
-QOR::RPtr<cm::VideoFrame> packFrame(FramePtr decoded, const PictureLayout& layout);
+/// itself attached, which carries all properties, and a number of the caller's. A picture that lies
+/// packed already is not copied.
+QOR::RPtr<cm::VideoFrame> packFrame(FramePtr decoded, const PictureLayout& layout,
+                                    std::int64_t number = 0);
 
 /// A frame for the encoder from one that a component put: the picture with the properties of the
 /// decoded frame that it was made like. Files round chroma sizes up where the contract rounds down;
@@ -22,7 +26,9 @@ QOR::RPtr<cm::VideoFrame> packFrame(FramePtr decoded, const PictureLayout& layou
 /// this layout.
 FramePtr unpackFrame(const QOR::CM::RFrame* put, const PictureLayout& layout);
 
-/// The decoded frame that one was made like for which `unpackFrame` has succeeded.
+/// The decoded frame that one was made like for which `unpackFrame` has succeeded, and the number
+/// that it was packed with.
 const AVFrame& decodedFrameOf(const QOR::CM::RFrame& put);
+std::int64_t frameNumberOf(const QOR::CM::RFrame& put);
 
 }  // namespace cmhost

@@ -50,6 +50,9 @@ Module:
                               FourCC, four characters or 0x and eight digits;
                               may be repeated. 'system_informat' is set from
                               the video unless given
+      --module-timeout SECONDS
+                              how long the module may show no sign of life
+                              before the run ends (default: 60; 0: no limit)
       --inspect MODULE        say what a module is and what it does when it is
                               configured, and mark no video
       --size WIDTHxHEIGHT     frame size to inspect with (default: 1920x1080)

@@ -73,11 +73,11 @@ class CaughtOutput {
 };
 
 Configured configure(Module& module, const Options& options) {
-  module.filter().addInputReader(cm::InputQueue::create(
-      cm::VideoDescription::create(static_cast<unsigned int>(options.inspectWidth),
-                                   static_cast<unsigned int>(options.inspectHeight)),
-      1));
-  module.filter().addOutputWriter(cm::OutputQueue::create(1));
+  module.connect(cm::InputQueue::create(
+                     cm::VideoDescription::create(static_cast<unsigned int>(options.inspectWidth),
+                                                  static_cast<unsigned int>(options.inspectHeight)),
+                     1),
+                 cm::OutputQueue::create(1));
   ConfigurationKeys keys = {{layoutKey, options.inspectLayout}};
   keys.insert(keys.end(), options.keys.begin(), options.keys.end());
   Configured result;
@@ -108,8 +108,8 @@ std::string asText(const Options& options, const Module& module, const StartUp& 
   std::ostringstream text;
   text << "module:      " << escaped(module.path()) << '\n'
        << "factory:     " << Module::factoryName << '\n'
-       << "component:   type '" << escaped(fourccText(module.filter().type())) << "' ("
-       << hex(module.filter().type()) << ")\n"
+       << "component:   type '" << escaped(fourccText(module.type())) << "' (" << hex(module.type())
+       << ")\n"
        << "start-up:    variant " << startUp.variant << " (index " << startUp.index
        << "), feature mask " << hex(startUp.features) << ", threads " << startUp.threads
        << ", status " << startUp.status << '\n'
@@ -129,7 +129,7 @@ std::string asJson(const Options& options, const Module& module, const StartUp& 
   text << "{\n"
        << "  \"module\": " << jsonString(module.path()) << ",\n"
        << "  \"factory\": " << jsonString(Module::factoryName) << ",\n"
-       << "  \"type\": " << jsonString(fourccText(module.filter().type())) << ",\n"
+       << "  \"type\": " << jsonString(fourccText(module.type())) << ",\n"
        << "  \"start_up\": {\"variant\": " << jsonString(startUp.variant)
        << ", \"index\": " << startUp.index
        << ", \"feature_mask\": " << jsonString(hex(startUp.features))
@@ -155,11 +155,12 @@ int inspect(const Options& options) {
   std::string found;
   bool taken = false;
   try {
-    Module module(options.module);
+    Module module(options.module, options.moduleTimeout);
     const StartUp startUp;
     const Configured configured = configure(module, options);
     found = (options.json ? asJson : asText)(options, module, startUp, configured);
     taken = configured.taken;
+    module.unload();
   } catch (const Failure& failure) {
     if (options.json)
       printResult("{\n  \"module\": " + jsonString(options.module) +

@@ -13,6 +13,7 @@
 #include "host/cmhost/messages.h"
 #include "host/cmhost/options.h"
 #include "host/cmhost/run.h"
+#include "host/cmhost/sudden_end.h"
 
 namespace {
 
@@ -56,6 +57,7 @@ int main(int argc, char** argv) {
   std::signal(SIGPIPE, SIG_IGN);  // told by the write that fails, as is the next
   std::signal(SIGXFSZ, SIG_IGN);
   cmhost::captureAvLog();
+  cmhost::sudden_end::install();
   try {
     int exitCode = cmhost::exitDone;
     const auto options = cmhost::parseCommandLine(argc, argv, exitCode);

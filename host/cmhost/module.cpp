@@ -2,7 +2,9 @@
 
 #include <dlfcn.h>
 
+#include <cstdint>
 #include <filesystem>
+#include <optional>
 
 #include "host/cm/filter_configuration.h"
 #include "host/cmhost/failure.h"
@@ -21,6 +23,15 @@ constexpr int loadFlags = RTLD_NOW | RTLD_LOCAL | RTLD_NODELETE;
 constexpr int loadFlags = RTLD_NOW | RTLD_LOCAL;
 #endif
 
+constexpr ModuleGuard::Stage loading = {"the module cannot be loaded", "while it was loaded"};
+constexpr ModuleGuard::Stage making = {"its factory failed", "in its factory"};
+constexpr ModuleGuard::Stage typing = {"the module failed", "when it was asked for its type"};
+constexpr ModuleGuard::Stage configuring = {"the module cannot be configured",
+                                            "while it was configured"};
+constexpr ModuleGuard::Stage looping = {"the module failed", "in its loop"};
+constexpr ModuleGuard::Stage destroying = {"the module failed", "while it was destroyed"};
+constexpr ModuleGuard::Stage unloading = {"the module failed", "while it was unloaded"};
+
 std::string loaderReason() {
   const char* const reason = ::dlerror();
   return reason != nullptr ? reason : "the loader gives no reason";
@@ -28,47 +39,88 @@ std::string loaderReason() {
 
 }  // namespace
 
-void Module::Unload::operator()(void* library) const { ::dlclose(library); }
+void Module::Unload::operator()(void* library) const {
+  guard->call(unloading, [&] { ::dlclose(library); });
+}
+
+void Module::Destroy::operator()(QOR::CM::RComponent* component) const {
+  guard->call(destroying, [&] { delete component; });
+}
 
 // A name without a slash would be looked for in the system's library folders.
-Module::Module(const std::string& path) : path_(std::filesystem::absolute(path).string()) {
-  const std::string& file = path_;
-  library_.reset(::dlopen(file.c_str(), loadFlags));
+Module::Module(const std::string& path, int timeout)
+    : guard_(std::filesystem::absolute(path).string(), timeout),
+      library_(nullptr, {&guard_}),
+      component_(nullptr, {&guard_}) {
+  const char* const file = guard_.path().c_str();
+  guard_.call(loading, [&] { library_.reset(::dlopen(file, loadFlags)); });
   if (library_ == nullptr)
     throw Failure("the module cannot be loaded: " + loaderReason() + "; --module names another");
 
   const auto factory = reinterpret_cast<Factory>(::dlsym(library_.get(), factoryName));
   if (factory == nullptr)
-    throw Failure(file + " is no filter module: " + loaderReason() + "; --module names another");
-  try {
-    component_.reset(factory());
-  } catch (const std::exception& exception) {
-    throw Failure(file + ": its factory failed: " + exception.what());
-  } catch (...) {
-    throw Failure(file + ": its factory failed with an exception of an unknown kind");
-  }
-  if (component_ == nullptr) throw Failure(file + ": its factory returned no component");
-  filter_ = dynamic_cast<QOR::CM::RFilter*>(component_.get());
+    throw Failure(guard_.path() + " is no filter module: " + loaderReason() +
+                  "; --module names another");
+  guard_.call(making, [&] { component_.reset(factory()); });
+  if (component_ == nullptr) fail("its factory returned no component");
+  guard_.call(typing, [&] {
+    filter_ = dynamic_cast<QOR::CM::RFilter*>(component_.get());
+    type_ = component_->type();
+  });
   if (filter_ == nullptr)
-    throw Failure(file + ": its component is no filter but of type '" +
-                  fourccText(component_->type()) + "'");
+    fail("its component is no filter but of type '" + fourccText(type_) + "'");
+}
+
+void Module::connect(const QOR::RPtr<cm::InputQueue>& input,
+                     const QOR::RPtr<cm::OutputQueue>& output) {
+  input_ = input;
+  output_ = output;
+  gate_ = FrameGate::create(output);
+  filter_->addInputReader(input_);
+  filter_->addOutputWriter(gate_);
 }
 
 void Module::configure(const ConfigurationKeys& keys) {
   const auto configuration = cm::FilterConfiguration::create();
   for (const auto& [key, value] : keys) configuration->setFourCC(key, value);
+  QOR::Result result = 0;
+  guard_.call(configuring, [&] { result = filter_->configure(*configuration); });
+  if (result != 0) fail("the module refuses to be configured: result " + std::to_string(result));
+  if (gate_->refusedFrames()) fail("the module put frames while it was configured");
+}
+
+void Module::runLoop() {
+  auto& taken = input_->frames();
+  auto& put = output_->frames();
+  const auto activity = [&]() -> std::optional<std::uint64_t> {
+    if (taken.isWaitedForItems() || put.isWaitedForRoom()) return std::nullopt;
+    return taken.handled() + put.handled();
+  };
+  std::string reason;
+  const auto context = cm::LoopContext::create(input_, [&](const QOR::CException& exception) {
+    reason = *exception.message() != '\0' ? exception.message() : "it gives no reason";
+  });
+  gate_->open();
   try {
-    const QOR::Result result = filter_->configure(*configuration);
-    if (result != 0)
-      throw Failure("the module refuses to be configured: result " + std::to_string(result));
+    guard_.call(
+        looping, [&] { filter_->threadrunloop(context.get()); }, activity);
   } catch (const Failure&) {
-    throw;
-  } catch (const std::exception& exception) {
-    // Told in words: the exception itself must not outlive the module it came from.
-    throw Failure(std::string("the module cannot be configured: ") + exception.what());
-  } catch (...) {
-    throw Failure("the module cannot be configured: an exception of an unknown kind");
+    if (reason.empty()) throw;  // else the component could not handle its first exception
   }
+  gate_->close();
+  if (!reason.empty()) fail("the module failed: " + reason);
+  if (taken.waitForItem()) fail("the module left its loop before the end of the video");
+  put.finish();
+}
+
+void Module::unload() {
+  component_.reset();
+  const bool gaveMore = gate_->refusedFrames();
+  gate_ = nullptr;
+  output_ = nullptr;
+  input_ = nullptr;
+  library_.reset();
+  if (gaveMore) fail("the module put frames after its loop had ended");
 }
 
 std::string defaultModulePath(const std::string& self) {

@@ -55,10 +55,14 @@ double startValue(const std::string& text) {
 }
 
 // Nine digits at most, so that nothing computed from the number overflows.
-int positiveNumber(const std::string& option, const std::string& text, const char* form) {
-  const int value = isDigits(text) && text.size() <= 9 ? std::stoi(text) : 0;
-  if (value < 1) reject(option, text, form);
+int number(const std::string& option, const std::string& text, int lowest, const char* form) {
+  const int value = isDigits(text) && text.size() <= 9 ? std::stoi(text) : -1;
+  if (value < lowest) reject(option, text, form);
   return value;
+}
+
+int positiveNumber(const std::string& option, const std::string& text, const char* form) {
+  return number(option, text, 1, form);
 }
 
 void parseSize(const std::string& text, Options& options) {
@@ -86,7 +90,7 @@ void parsePreview(const std::string& text, Options& options) {
 // What the command line holds as text.
 struct Texts {
   std::vector<std::string> inputOptions, encoderOptions, keys;
-  std::string start, frames, convert, preview, inspect, size, layout, progress, references,
+  std::string start, frames, convert, timeout, preview, inspect, size, layout, progress, references,
       maxPixels;
 };
 
@@ -109,6 +113,7 @@ void declare(CLI::App& app, Options& options, Texts& texts) {
   app.add_option("--convert", texts.convert)->check(CLI::IsMember({"IYUV", "Y22P", "Y44P"}));
   app.add_option("--module", options.module);
   app.add_option("--set", texts.keys)->allow_extra_args(false);
+  app.add_option("--module-timeout", texts.timeout);
   app.add_option("--inspect", texts.inspect);
   app.add_option("--size", texts.size);
   app.add_option("--layout", texts.layout);
@@ -148,6 +153,9 @@ void interpret(const CLI::App& app, const Texts& texts, Options& options) {
     options.keys.emplace_back(key, fourccValue("--set", value));
   }
   if (!texts.start.empty()) options.start = startValue(texts.start);
+  if (app.count("--module-timeout") > 0)
+    options.moduleTimeout =
+        number("--module-timeout", texts.timeout, 0, "a number of seconds, 0 for no limit");
   if (app.count("--frames") > 0)
     options.frames = positiveNumber("--frames", texts.frames, "a number of frames above 0");
   if (!texts.convert.empty()) options.convert = fourccOf(texts.convert.c_str());

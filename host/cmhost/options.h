@@ -48,6 +48,7 @@ struct Options {
   int inspectWidth = 1920;
   int inspectHeight = 1080;
   unsigned int inspectLayout = 0;  ///< FourCC
+  int moduleTimeout = 60;          ///< seconds that a call into the module may hang; 0: for ever
   bool json = false;
 
   ProgressMode progress = ProgressMode::automatic;

@@ -8,11 +8,11 @@ extern "C" {
 #include <libavutil/pixdesc.h>
 }
 
-#include "host/cm/loop_context.h"
 #include "host/cm/video_description.h"
 #include "host/cmhost/failure.h"
 #include "host/cmhost/frame_packing.h"
 #include "host/cmhost/messages.h"
+#include "host/cmhost/threads.h"
 
 namespace cmhost {
 
@@ -53,8 +53,8 @@ Pipeline::Pipeline(Input& input, FramePtr first, Converter* converter, const Pic
                                                               static_cast<unsigned int>(height_)),
                                  queuedFrames(layout, width_, height_))),
       outputQueue_(cm::OutputQueue::create(queuedFrames(layout, width_, height_))) {
-  module_.filter().addInputReader(inputQueue_);
-  module_.filter().addOutputWriter(outputQueue_);
+  threads_.reserve(3);
+  module_.connect(inputQueue_, outputQueue_);
 }
 
 Pipeline::~Pipeline() { stop(); }
@@ -72,23 +72,25 @@ void Pipeline::endQueues() {
 }
 
 void Pipeline::start(void (Pipeline::*body)()) {
-  threads_.emplace_back([this, body] {
+  threads_.push_back(startThread([this, body] {
     try {
       (this->*body)();
     } catch (...) {
       fail(std::current_exception());
     }
-  });
+  }));
 }
 
 void Pipeline::fail(std::exception_ptr failure) {
+  Output* output = nullptr;
   {
     const std::lock_guard<std::mutex> lock(mutex_);
     if (failure_ == nullptr) failure_ = std::move(failure);
+    output = output_;
     changed_.notify_all();
   }
   endQueues();
-  if (output_ != nullptr) output_->abandon();
+  if (output != nullptr) output->abandon();
 }
 
 void Pipeline::configure(ConfigurationKeys keys) {
@@ -106,21 +108,31 @@ void Pipeline::componentThread() {
     configured_ = true;
     changed_.notify_all();
   }
-  const auto context =
-      cm::LoopContext::create(inputQueue_, [this](const QOR::CException& exception) {
-        fail(std::make_exception_ptr(
-            Failure(std::string("the module failed: ") + exception.message())));
-      });
-  module_.filter().threadrunloop(context.get());
-  outputQueue_->frames().finish();
+  module_.runLoop();
 }
 
 void Pipeline::run(Output& output, const std::function<void()>& watch) {
-  output_ = &output;
   began_ = std::chrono::steady_clock::now();
-  input_.sendOtherPacketsTo([&output](AVPacket& packet) { output.putOther(packet); });
-  start(&Pipeline::encodingThread);
-  start(&Pipeline::decodingThread);
+  {
+    const std::lock_guard<std::mutex> lock(mutex_);
+    if (failure_ != nullptr) std::rethrow_exception(failure_);
+    output_ = &output;
+  }
+  try {
+    input_.sendOtherPacketsTo([&output](AVPacket& packet) { output.putOther(packet); });
+    start(&Pipeline::encodingThread);
+    start(&Pipeline::decodingThread);
+    waitForEnd(watch);
+  } catch (...) {
+    fail(std::current_exception());
+  }
+  stop();  // no thread may use the output after this
+  if (failure_ == nullptr) failure_ = damage_;
+  if (failure_ != nullptr) std::rethrow_exception(failure_);
+  watch();
+}
+
+void Pipeline::waitForEnd(const std::function<void()>& watch) {
   std::unique_lock<std::mutex> lock(mutex_);
   const auto ended = [this] { return finished_ || failure_ != nullptr; };
   while (!changed_.wait_for(lock, watchInterval, ended)) {
@@ -128,11 +140,6 @@ void Pipeline::run(Output& output, const std::function<void()>& watch) {
     watch();
     lock.lock();
   }
-  lock.unlock();
-  stop();  // no thread may use the output after this
-  if (failure_ == nullptr) failure_ = damage_;
-  if (failure_ != nullptr) std::rethrow_exception(failure_);
-  watch();
 }
 
 Pipeline::Shares Pipeline::busyShares() const {
@@ -159,7 +166,8 @@ void Pipeline::decodingThread() {
     for (FramePtr frame = std::move(first_); frame != nullptr; frame = input_.nextFrame()) {
       checkLike(*frame);
       if (converter_ != nullptr) frame = converter_->convert(*frame);
-      if (!inputQueue_->frames().put(packFrame(std::move(frame), layout_))) return;
+      if (!inputQueue_->frames().put(packFrame(std::move(frame), layout_, framesGiven_))) return;
+      ++framesGiven_;
     }
   } catch (const Failure&) {
     if (!finishAfterDamage_) throw;
@@ -171,17 +179,37 @@ void Pipeline::decodingThread() {
 
 void Pipeline::encodingThread() {
   while (const auto put = outputQueue_->frames().take()) {
-    FramePtr frame = unpackFrame(put->get(), layout_);
+    FramePtr frame = unpack(put->get());
     output_->put(std::move(frame), decodedFrameOf(**put));
   }
   {
     const std::lock_guard<std::mutex> lock(mutex_);
     if (failure_ != nullptr) return;
   }
+  if (framesPut_ == 0)
+    module_.fail("the module put none of the " + frameCount(framesGiven_) + " that it was given");
   output_->endFrames();
   const std::lock_guard<std::mutex> lock(mutex_);
   finished_ = true;
   changed_.notify_all();
+}
+
+// Each frame comes out once and in its order: the containers could not tell the others apart.
+FramePtr Pipeline::unpack(const QOR::CM::RFrame* put) {
+  FramePtr frame;
+  try {
+    frame = unpackFrame(put, layout_);
+  } catch (const Failure& failure) {
+    throw Failure(module_.path() + ": " + failure.what());
+  }
+  const std::int64_t number = frameNumberOf(*put);
+  if (number == lastPut_) module_.fail("the module put frame " + std::to_string(number) + " twice");
+  if (number < lastPut_)
+    module_.fail("the module put frame " + std::to_string(number) + " after frame " +
+                 std::to_string(lastPut_));
+  lastPut_ = number;
+  ++framesPut_;
+  return frame;
 }
 
 }  // namespace cmhost

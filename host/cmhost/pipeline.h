@@ -2,6 +2,7 @@
 
 #include <chrono>
 #include <condition_variable>
+#include <cstdint>
 #include <exception>
 #include <functional>
 #include <mutex>
@@ -37,8 +38,13 @@ class Pipeline {
   void configure(ConfigurationKeys keys);
 
   /// Starts decoding and encoding and returns when every frame has gone to `output`. `watch` is
-  /// called from time to time. Throws the first `Failure`.
+  /// called from time to time. Throws the first `Failure`. Then, too, no thread uses `output` any
+  /// more.
   void run(Output& output, const std::function<void()>& watch);
+
+  /// Frames that the component was given and that it put, when `run` has returned.
+  std::int64_t framesGiven() const { return framesGiven_; }
+  std::int64_t framesPut() const { return framesPut_; }
 
   /// Which part of the time since `run` began each thread was at work and not waiting for another.
   struct Shares {
@@ -55,6 +61,8 @@ class Pipeline {
   void componentThread();
   void decodingThread();
   void encodingThread();
+  FramePtr unpack(const QOR::CM::RFrame* put);
+  void waitForEnd(const std::function<void()>& watch);
   void fail(std::exception_ptr failure);
   void checkLike(const AVFrame& frame) const;
 
@@ -67,15 +75,19 @@ class Pipeline {
   const int width_;
   const int height_;
   const int format_;
-  Output* output_ = nullptr;
   ConfigurationKeys keys_;
   std::chrono::steady_clock::time_point began_;
 
   QOR::RPtr<cm::InputQueue> inputQueue_;
   QOR::RPtr<cm::OutputQueue> outputQueue_;
 
+  std::int64_t framesGiven_ = 0;  ///< of the decoding thread
+  std::int64_t framesPut_ = 0;    ///< of the encoding thread
+  std::int64_t lastPut_ = -1;     ///< number of the frame
+
   std::mutex mutex_;
   std::condition_variable changed_;
+  Output* output_ = nullptr;
   bool configured_ = false;
   bool finished_ = false;
   std::exception_ptr failure_;

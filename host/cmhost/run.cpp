@@ -7,6 +7,8 @@ extern "C" {
 #include <cmath>
 #include <cstdio>
 #include <memory>
+#include <optional>
+#include <utility>
 
 #include "host/cmhost/failure.h"
 #include "host/cmhost/interruption.h"
@@ -65,6 +67,12 @@ void printSummary(const Output& output, const Pipeline::Shares& busy, double sec
             std::to_string(percent(busy.writing)) + "%");
 }
 
+void warnOfMissingFrames(const Module& module, const Pipeline& pipeline) {
+  if (pipeline.framesPut() == pipeline.framesGiven()) return;
+  printWarning(module.path() + ": the module put " + std::to_string(pipeline.framesPut()) +
+               " of the " + frameCount(pipeline.framesGiven()) + " that it was given");
+}
+
 // Says once that a signal has come, and notices a reader that has gone while nothing is written.
 class Watch {
  public:
@@ -93,7 +101,7 @@ class Watch {
 int run(const Options& options) {
   Input input(options);
   Output output(options);
-  Module module(options.module);
+  Module module(options.module, options.moduleTimeout);
 
   FramePtr first = input.nextFrame();
   if (first == nullptr) throw interruption::Interrupted();
@@ -107,16 +115,22 @@ int run(const Options& options) {
   }
   normaliseRange(*like, layout);
 
-  Pipeline pipeline(input, std::move(first), converter.get(), layout, module, options.keepPartial);
+  std::optional<Pipeline> pipeline(std::in_place, input, std::move(first), converter.get(), layout,
+                                   module, options.keepPartial);
   ConfigurationKeys keys = {{layoutKey, layout.fourcc}};
   keys.insert(keys.end(), options.keys.begin(), options.keys.end());
-  pipeline.configure(keys);
+  pipeline->configure(keys);
 
   output.start(input, *like, layout);
   Progress progress(options.quiet ? ProgressMode::never : options.progress, input.expectedFrames());
   Watch watch(progress, output, options.quiet);
+  Pipeline::Shares busy = {};
   try {
-    pipeline.run(output, watch);
+    pipeline->run(output, watch);
+    busy = pipeline->busyShares();
+    warnOfMissingFrames(module, *pipeline);
+    pipeline.reset();
+    module.unload();  // whatever it still does must not come after the output has its name
     output.commit();
   } catch (const Failure&) {
     progress.clear();
@@ -128,7 +142,7 @@ int run(const Options& options) {
     printNote("interrupted: " + output.name() + " is closed properly and holds " +
               frameCount(output.frames()));
   else if (!options.quiet)
-    printSummary(output, pipeline.busyShares(), progress.seconds());
+    printSummary(output, busy, progress.seconds());
   return input.stopped() ? exitSignal + interruption::received() : exitDone;
 }
 

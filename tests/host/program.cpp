@@ -49,6 +49,19 @@ int waitFor(pid_t child, std::chrono::seconds longest, long& peakKilobytes) {
 
 }  // namespace
 
+Variable::Variable(const char* name, const std::string& value) : name_(name) {
+  if (const char* const before = std::getenv(name)) before_ = before;
+  ::setenv(name, value.c_str(), 1);
+}
+
+Variable::~Variable() {
+  if (before_) {
+    ::setenv(name_, before_->c_str(), 1);
+  } else {
+    ::unsetenv(name_);
+  }
+}
+
 Process::Process(const std::string& folder, const std::vector<std::string>& arguments,
                  const Streams& streams)
     : streams_(streams) {

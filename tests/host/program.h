@@ -4,6 +4,7 @@
 
 #include <chrono>
 #include <functional>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -43,6 +44,19 @@ class Folder {
 
  private:
   std::string path_;
+};
+
+/// Sets a variable of the environment for the programs that are started while this lives.
+class Variable {
+ public:
+  Variable(const char* name, const std::string& value);
+  ~Variable();
+  Variable(const Variable&) = delete;
+  Variable& operator=(const Variable&) = delete;
+
+ private:
+  const char* name_;
+  std::optional<std::string> before_;
 };
 
 /// A run of `cmhost` under way.

@@ -1,0 +1,157 @@
+#include "host/cmhost/sudden_end.h"
+
+#include <unistd.h>
+
+#include <atomic>
+#include <climits>
+#include <csignal>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <exception>
+
+#include "host/cmhost/exception_text.h"
+#include "host/cmhost/failure.h"
+#include "host/cmhost/interruption.h"
+#include "host/cmhost/messages.h"
+
+namespace cmhost::sudden_end {
+
+namespace {
+
+constexpr int crashes[] = {SIGABRT, SIGBUS, SIGFPE, SIGILL, SIGSEGV, SIGSYS, SIGTRAP};
+constexpr std::size_t signalStackBytes = 65536;
+
+// What a signal handler may touch: lock-free atomics and memory that is always there.
+static_assert(std::atomic<pid_t>::is_always_lock_free && std::atomic<bool>::is_always_lock_free);
+char modulePath[PATH_MAX];
+std::atomic<bool> moduleIsPresent{false};
+std::atomic<pid_t> leavingThread{0};
+bool onTerminal = false;
+struct sigaction previousActions[NSIG];
+thread_local const char* callDuring = nullptr;
+
+// A message for where nothing may be allocated. What is too long is cut off.
+class Line {
+ public:
+  Line() { *this << (onTerminal ? "\r\x1b[K" : "") << "cmhost: error: "; }
+
+  Line& operator<<(const char* part) {
+    while (*part != '\0' && size_ < sizeof text_ - 1) text_[size_++] = *part++;
+    return *this;
+  }
+
+  void print() {
+    text_[size_++] = '\n';
+    static_cast<void>(!::write(STDERR_FILENO, text_, size_));
+  }
+
+ private:
+  char text_[PATH_MAX + 1024];
+  std::size_t size_ = 0;
+};
+
+// False when this thread has been here before: it has met a second end inside of its first. When
+// another thread ends the process already, this one waits for that.
+bool isFirstEnd() {
+  pid_t none = 0;
+  const pid_t self = ::gettid();
+  if (leavingThread.compare_exchange_strong(none, self)) return true;
+  if (none == self) return false;
+  for (;;) ::pause();
+}
+
+void tell(const char* during, const char* what, const char* detail) {
+  Line line;
+  if (during != nullptr) {
+    line << modulePath << ": the module " << what << " " << during;
+  } else if (moduleIsPresent) {
+    line << "the program, with the module " << modulePath << ", " << what;
+  } else {
+    line << "the program " << what;
+  }
+  line << ": " << detail;
+  line.print();
+}
+
+void onExit(int status, void* /*unused*/) {
+  if (!moduleIsPresent) return;
+  char call[32];
+  std::snprintf(call, sizeof call, "exit(%d)", status);
+  leave(callDuring, "ended the process", call);
+}
+
+void onQuickExit() {
+  if (moduleIsPresent) leave(callDuring, "ended the process", "quick_exit");
+}
+
+[[noreturn]] void onTerminate() {
+  // The exception may throw when it is asked what it is.
+  static std::atomic<bool> again{false};
+  std::string text = "std::terminate";
+  if (!again.exchange(true) && std::current_exception() != nullptr)
+    text = "an exception was not caught: " + escaped(currentExceptionText());
+  leave(callDuring, "ended the process", text.c_str());
+}
+
+extern "C" void onCrash(int number, siginfo_t* info, void* /*context*/) {
+  ::sigaction(number, &previousActions[number], nullptr);
+  if (isFirstEnd()) {
+    const char* const name = ::sigdescr_np(number);
+    tell(callDuring, "crashed", name != nullptr ? name : "signal");
+    interruption::removeTemporaryFiles();
+  }
+  // A fault happens again when this returns; a signal that was sent does not.
+  if (info->si_code <= 0) ::raise(number);
+}
+
+}  // namespace
+
+void install() {
+  onTerminal = ::isatty(STDERR_FILENO) != 0;
+  ::on_exit(&onExit, nullptr);
+  std::at_quick_exit(&onQuickExit);
+  std::set_terminate(&onTerminate);
+  for (const int number : crashes) {
+    struct sigaction action = {};
+    action.sa_sigaction = &onCrash;
+    action.sa_flags = SA_SIGINFO | SA_ONSTACK;
+    ::sigaction(number, &action, &previousActions[number]);
+  }
+}
+
+ModulePresence::ModulePresence(const std::string& path) {
+  modulePath[escaped(path).copy(modulePath, sizeof modulePath - 1)] = '\0';
+  moduleIsPresent = true;
+}
+
+ModulePresence::~ModulePresence() { moduleIsPresent = false; }
+
+ModuleCall::ModuleCall(const char* during) {
+  callDuring = during;
+  stack_t stack = {};
+  if (::sigaltstack(nullptr, &stack) != 0 || (stack.ss_flags & SS_DISABLE) == 0) return;
+  signalStack_ = std::make_unique<char[]>(signalStackBytes);
+  stack.ss_sp = signalStack_.get();
+  stack.ss_size = signalStackBytes;
+  stack.ss_flags = 0;
+  ::sigaltstack(&stack, nullptr);
+}
+
+ModuleCall::~ModuleCall() {
+  callDuring = nullptr;
+  if (signalStack_ == nullptr) return;
+  stack_t none = {};
+  none.ss_flags = SS_DISABLE;
+  ::sigaltstack(&none, nullptr);
+}
+
+void leave(const char* during, const char* what, const char* detail) {
+  if (isFirstEnd()) {
+    tell(during, what, detail);
+    interruption::removeTemporaryFiles();
+  }
+  ::_exit(exitFailed);
+}
+
+}  // namespace cmhost::sudden_end

@@ -1,0 +1,25 @@
+#pragma once
+
+#include <system_error>
+#include <thread>
+#include <utility>
+
+#include "host/cmhost/failure.h"
+
+namespace cmhost {
+
+/// What a thread that cannot be started means, behind "cannot be started: ".
+constexpr const char* threadLimits =
+    "the limit on processes (ulimit -u), on the tasks of the container or on memory is reached";
+
+/// Starts a thread. Throws `Failure` that says what is short.
+template <typename Body>
+std::thread startThread(Body body) {
+  try {
+    return std::thread(std::move(body));
+  } catch (const std::system_error& error) {
+    throw Failure("a thread cannot be started: " + error.code().message() + "; " + threadLimits);
+  }
+}
+
+}  // namespace cmhost
