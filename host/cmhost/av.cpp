@@ -5,6 +5,8 @@
 #include <cstring>
 #include <mutex>
 
+#include "host/cmhost/threads.h"
+
 namespace cmhost {
 
 namespace {
@@ -68,6 +70,15 @@ std::string avErrorReason(int error) {
   std::string reason = text;
   if (!lastError.empty()) reason += " (" + lastError + ")";
   lastError.clear();
+  return reason;
+}
+
+std::string openErrorReason(int error) {
+  std::string reason = avErrorReason(error);
+  if (error == AVERROR(EAGAIN))
+    return "a thread cannot be started: " + reason + "; " + threadLimits;
+  if (error == AVERROR_EXTERNAL)
+    return reason + "; unless it names another reason, a thread cannot be started: " + threadLimits;
   return reason;
 }
 

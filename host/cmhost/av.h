@@ -68,4 +68,7 @@ class AvLogListener {
 /// which often names the reason. The kept message is taken.
 std::string avErrorReason(int error);
 
+/// Likewise for a codec that cannot be opened, which is often for want of threads.
+std::string openErrorReason(int error);
+
 }  // namespace cmhost

@@ -173,7 +173,7 @@ void Encoder::open(const Options& options) {
   const int result = avcodec_open2(encoder_.get(), codec_, &dictionary);
   if (result < 0)
     throw Failure(std::string("the encoder ") + codec_->name +
-                  " cannot start: " + avErrorReason(result));
+                  " cannot start: " + openErrorReason(result));
   if (const AVDictionaryEntry* const unknown = dictionary.first())
     throw Failure(std::string("--encoder-option: the encoder ") + codec_->name +
                       " has no option '" + unknown->key + "'",

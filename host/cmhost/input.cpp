@@ -98,7 +98,7 @@ void Input::openDecoder() {
   }
   if (result < 0)
     throw Failure(name() + ": the decoder " + codec->name +
-                  " cannot start: " + avErrorReason(result));
+                  " cannot start: " + openErrorReason(result));
 }
 
 // Only containers that find a key frame exactly are asked to; of others, and of pipes, what comes

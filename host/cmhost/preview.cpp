@@ -28,7 +28,7 @@ void Preview::write(const AVFrame& frame) {
   if (result >= 0) result = avcodec_send_frame(encoder.get(), nullptr);
   if (result >= 0) result = avcodec_receive_packet(encoder.get(), packet.get());
   if (result < 0)
-    throw Failure(file_.name() + ": the PNG cannot be made: " + avErrorReason(result));
+    throw Failure(file_.name() + ": the PNG cannot be made: " + openErrorReason(result));
   avio_write(file_.io(), packet->data, packet->size);
   file_.finish();
   written_ = true;
