@@ -2,6 +2,8 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <cstring>
+#include <filesystem>
 
 #include "tests/host/clip.h"
 #include "tests/host/hostile/hostile_files.h"
@@ -66,8 +68,6 @@ TEST_F(References, AreNotOpened) {
   const struct {
     std::string content, reference, option;
   } files[] = {
-      {hls({"clip.ts"}), "'clip.ts'", "--allow-references file"},
-      {hls({"http://127.0.0.1:9/x.ts"}), "'http://127.0.0.1:9/x.ts'", "--allow-references network"},
       {concat({"clip.ts"}), "'clip.ts'", "--allow-references file"},
       {dash("clip.mp4"), "'clip.mp4'", "--allow-references file"},
       {dash("https://127.0.0.1/"), "'https://127.0.0.1/'", "--allow-references network"},
@@ -78,6 +78,23 @@ TEST_F(References, AreNotOpened) {
       program::writeFile(folder / name, file.content);
       expectRefusal(name, {name, file.reference, file.option});
     }
+}
+
+// Newer media libraries take a playlist under its own names only, and nothing for one otherwise.
+TEST_F(References, PlaylistsAreNotOpened) {
+  writeClip("clip.ts", "mpeg2video");
+  const std::string address = "http://127.0.0.1:9/x.ts";
+  for (const char* const name : {"e.m3u8", "e.m3u", "e.mp4", "e.ts"}) {
+    const bool isOwnName = std::strncmp(name, "e.m3u", 5) == 0;
+    const auto parts = [&](const char* reference, const char* option) {
+      return isOwnName ? std::vector<std::string>{name, reference, option}
+                       : std::vector<std::string>{name};
+    };
+    program::writeFile(folder / name, hls({"clip.ts"}));
+    expectRefusal(name, parts("'clip.ts'", "--allow-references file"));
+    program::writeFile(folder / name, hls({address}));
+    expectRefusal(name, parts("'http://127.0.0.1:9/x.ts'", "--allow-references network"));
+  }
 }
 
 TEST_F(References, ControlCharactersAreEscaped) {
@@ -106,8 +123,8 @@ TEST_F(References, NameIsNoPattern) {
 TEST_F(References, FilesAreOpenedWhenAllowed) {
   writeClip("clip.ts", "mpeg2video");
   writeClip("clip.mp4", "mpeg4");
-  program::writeFile(folder / "e.mp4", hls({"clip.ts"}));
-  expectFrames(runAllowing("file", "e.mp4"), clipFrames);
+  program::writeFile(folder / "e.m3u8", hls({"clip.ts"}));
+  expectFrames(runAllowing("file", "e.m3u8"), clipFrames);
   program::writeFile(folder / "e.mp4", concat({"clip.mp4", "clip.mp4"}));
   expectFrames(runAllowing("file", "e.mp4"), 2 * clipFrames);
   program::writeFile(folder / "e.mp4", dash("clip.mp4"));
@@ -129,18 +146,20 @@ TEST_F(References, AreRelativeToTheFile) {
 TEST_F(References, AddressesStayClosedWhenFilesAreAllowed) {
   writeClip("clip.ts", "mpeg2video");
   const std::string address = "http://127.0.0.1:9/x.ts";
-  const auto expectClosed = [&](const std::string& content, const std::string& part) {
-    program::writeFile(folder / "e.mp4", content);
+  const auto expectClosed = [&](const std::string& content, const std::string& part,
+                                const std::string& name = "e.mp4") {
+    program::writeFile(folder / name, content);
     SCOPED_TRACE(content);
     const watched::Run run =
-        watched::run(folder.path(), {"--allow-references", "file", "e.mp4", "out.mkv"});
+        watched::run(folder.path(), {"--allow-references", "file", name, "out.mkv"});
     EXPECT_EQ(run.result.exitCode, 1);
     EXPECT_NE(run.result.err.find(part), std::string::npos) << run.result.err;
     EXPECT_EQ(run.forbidden, std::vector<std::string>());
-    EXPECT_EQ(folder.names(), (std::vector<std::string>{"clip.ts", "e.mp4"}));
+    EXPECT_EQ(folder.names(), (std::vector<std::string>{"clip.ts", name}));
+    std::filesystem::remove(folder / name);
   };
-  expectClosed(hls({address}), "--allow-references network");
-  expectClosed(hls({"clip.ts", address}), "'" + address + "'");
+  expectClosed(hls({address}), "--allow-references network", "e.m3u8");
+  expectClosed(hls({"clip.ts", address}), "'" + address + "'", "e.m3u8");
   expectClosed(concat({"clip.ts", address}), "'" + address + "'");
   expectClosed(dash(address), "--allow-references network");
   expectClosed(sdp(), "--allow-references network");
@@ -148,8 +167,8 @@ TEST_F(References, AddressesStayClosedWhenFilesAreAllowed) {
 
 TEST_F(References, MissingPartIsTold) {
   writeClip("clip.ts", "mpeg2video");
-  program::writeFile(folder / "e.mp4", hls({"clip.ts", "gone.ts", "clip.ts"}));
-  const Result run = runAllowing("file", "e.mp4");
+  program::writeFile(folder / "e.m3u8", hls({"clip.ts", "gone.ts", "clip.ts"}));
+  const Result run = runAllowing("file", "e.m3u8");
   EXPECT_EQ(run.exitCode, 1);
   EXPECT_NE(run.err.find("'gone.ts', which cannot be opened: No such file"), std::string::npos)
       << run.err;
@@ -158,21 +177,21 @@ TEST_F(References, MissingPartIsTold) {
 TEST_F(References, OwnNameIsNoEndlessLoop) {
   program::writeFile(folder / "e.ts", concat({"e.ts"}));
   EXPECT_EQ(runAllowing("file", "e.ts").exitCode, 1);
-  program::writeFile(folder / "e.ts", hls({"e.ts"}));
-  EXPECT_EQ(runAllowing("file", "e.ts").exitCode, 1);
+  program::writeFile(folder / "e.m3u8", hls({"e.m3u8"}));
+  EXPECT_EQ(runAllowing("file", "e.m3u8").exitCode, 1);
 }
 
 TEST_F(References, AddressesAreOpenedWhenAllowed) {
   writeClip("clip.ts", "mpeg2video");
   const web::Server server({{"/clip.ts", program::readFile(folder / "clip.ts")}});
-  program::writeFile(folder / "e.mp4", hls({server.address() + "/clip.ts"}));
-  expectFrames(runAllowing("network", "e.mp4"), clipFrames);
+  program::writeFile(folder / "e.m3u8", hls({server.address() + "/clip.ts"}));
+  expectFrames(runAllowing("network", "e.m3u8"), clipFrames);
 }
 
 TEST_F(References, SignalEndsWaitingForTheNetwork) {
   const web::Server server({});  // takes connections and says nothing
-  program::writeFile(folder / "e.mp4", hls({server.address() + "/clip.ts"}));
-  program::Process process(folder.path(), {"--allow-references", "network", "e.mp4", "out.mkv"});
+  program::writeFile(folder / "e.m3u8", hls({server.address() + "/clip.ts"}));
+  program::Process process(folder.path(), {"--allow-references", "network", "e.m3u8", "out.mkv"});
   server.waitForConnection();
   process.signal(SIGINT);
   const Result run = process.wait(std::chrono::seconds(20));
@@ -196,9 +215,9 @@ TEST_F(References, OtherOptionsDoNotAllowThem) {
 
 TEST_F(References, ProtocolsCanBeChosen) {
   writeClip("clip.ts", "mpeg2video");
-  program::writeFile(folder / "e.mp4", hls({"clip.ts"}));
+  program::writeFile(folder / "e.m3u8", hls({"clip.ts"}));
   const Result run =
-      runAllowing("network", "e.mp4", {"--input-option", "protocol_whitelist=http,tcp"});
+      runAllowing("network", "e.m3u8", {"--input-option", "protocol_whitelist=http,tcp"});
   EXPECT_EQ(run.exitCode, 1);
   EXPECT_NE(run.err.find("http,tcp"), std::string::npos) << run.err;
 }

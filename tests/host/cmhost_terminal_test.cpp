@@ -85,7 +85,7 @@ TEST_F(Terminal, HostileNames) {
            {hostile, "out.nut"},
            {"in.mkv", hostile},
            {"in.mkv", hostile + "/out.nut"},
-           {"--" + hostile, "in.mkv", "out.nut"},
+           {"--x" + hostile, "in.mkv", "out.nut"},
            {"--start", hostile, "in.mkv", "out.nut"},
            {"--convert", hostile, "in.mkv", "out.nut"},
            {"--encoder", hostile, "in.mkv", "out.nut"},
