@@ -58,7 +58,9 @@ AvLogListener::AvLogListener() {
   listener = this;
 }
 
-AvLogListener::~AvLogListener() {
+AvLogListener::~AvLogListener() { stopListening(); }
+
+void AvLogListener::stopListening() {
   const std::lock_guard<std::mutex> lock(logMutex);
   if (listener == this) listener = nullptr;
 }

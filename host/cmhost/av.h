@@ -62,6 +62,10 @@ class AvLogListener {
 
   /// Called on any thread, one call at a time. Must not call the media libraries.
   virtual void logged(const AvLogLine& line) = 0;
+
+ protected:
+  /// For destructors: `logged` is not called any more.
+  void stopListening();
 };
 
 /// The media libraries' words for a negative return value, with what they last logged as an error,

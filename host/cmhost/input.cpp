@@ -28,7 +28,6 @@ void refuseDamage(AVCodecContext& decoder) {
   decoder.err_recognition = AV_EF_CRCCHECK;
   switch (decoder.codec_id) {
     case AV_CODEC_ID_FFV1:
-    case AV_CODEC_ID_H264:
     case AV_CODEC_ID_HEVC:
       decoder.err_recognition |= AV_EF_EXPLODE;
       break;
@@ -93,6 +92,7 @@ void Input::openDecoder() {
     memory_.limit(*decoder_);
     decoder_->flags |= AV_CODEC_FLAG_BITEXACT;
     refuseDamage(*decoder_);
+    awaitsKeyFrame_ = startsAnywhere() && parameters.codec_id == AV_CODEC_ID_HEVC;
     integrity_.begin(*format_, *video_);
     result = avcodec_open2(decoder_.get(), codec, nullptr);
   }
@@ -166,6 +166,15 @@ void Input::sendToDecoder(const AVPacket* packet) {
   if (result < 0 && result != AVERROR_EOF) skipOrFail(avErrorReason(result));
 }
 
+// In a recording that starts anywhere, the decoder of HEVC would invent what the pictures before
+// the first key frame refer to.
+bool Input::isBeforeKeyFrame() {
+  if (!awaitsKeyFrame_) return false;
+  awaitsKeyFrame_ = (packet_->flags & AV_PKT_FLAG_KEY) == 0;
+  if (awaitsKeyFrame_) startSkipped_ = true;
+  return awaitsKeyFrame_;
+}
+
 void Input::feedDecoder() {
   for (;;) {
     const int result = integrity_.readPacket(*format_, *packet_);
@@ -184,8 +193,8 @@ void Input::feedDecoder() {
     const bool whole = (packet_->flags & AV_PKT_FLAG_CORRUPT) == 0;
     if (!whole)
       skipOrFail("a packet of stream " + std::to_string(packet_->stream_index) + " is incomplete");
-    if (packet_->stream_index == video_->index) break;
-    if (whole) passOn(*packet_);
+    if (packet_->stream_index == video_->index && !isBeforeKeyFrame()) break;
+    if (whole && packet_->stream_index != video_->index) passOn(*packet_);
     av_packet_unref(packet_.get());
   }
   sendToDecoder(packet_.get());
@@ -194,12 +203,13 @@ void Input::feedDecoder() {
 
 // A recording of a broadcast starts anywhere, and so may a part; what comes before its first whole
 // picture refers to what was sent earlier.
+bool Input::startsAnywhere() const { return (format_->iformat->flags & AVFMT_TS_DISCONT) != 0; }
+
 void Input::skipOrFail(const std::string& what) {
   if (stopped_) return;
   memory_.check(what);
-  const bool startsAnywhere = (format_->iformat->flags & AVFMT_TS_DISCONT) != 0;
-  if (!(startsAnywhere || startsLater_) || decodedFrames_ > 0) failDamaged(what);
-  startSkipped_ = startsAnywhere && !startsLater_;
+  if (!(startsAnywhere() || startsLater_) || decodedFrames_ > 0) failDamaged(what);
+  startSkipped_ = startsAnywhere() && !startsLater_;
 }
 
 bool Input::isBeforeStart(std::int64_t time, AVRational timeBase) const {
@@ -232,11 +242,19 @@ void Input::sendOtherPacketsTo(PacketSink sink) {
 void Input::passOnRest() {
   if (format_->nb_streams == 1) return;
   const std::int64_t behind = av_rescale_q(1, AVRational{1, 1}, video_->time_base);
-  while (!stopped_ && av_read_frame(format_.get(), packet_.get()) >= 0) {
+  while (!stopped_) {
+    const int result = integrity_.readPacket(*format_, *packet_);
     stopped_ = interruption::received() != 0;
+    references_.checkOpened();
+    if (result < 0) {
+      if (result != AVERROR_EOF && !stopped_) failDamaged(avErrorReason(result));
+      return;
+    }
     const bool isVideo = packet_->stream_index == video_->index;
     const bool isBehind =
         isVideo && packet_->dts != AV_NOPTS_VALUE && packet_->dts > nextPts_ + behind;
+    if (!isVideo && !stopped_ && (packet_->flags & AV_PKT_FLAG_CORRUPT) != 0)
+      failDamaged("a packet of stream " + std::to_string(packet_->stream_index) + " is incomplete");
     const AVRational timeBase = format_->streams[packet_->stream_index]->time_base;
     if (!isVideo && !stopped_ && packet_->pts != AV_NOPTS_VALUE &&
         av_compare_ts(packet_->pts, timeBase, nextPts_, video_->time_base) < 0)
@@ -270,7 +288,8 @@ void Input::beginAt(std::int64_t pts) {
 // A file that was cut may end without an error.
 void Input::checkComplete() const {
   failIf(integrity_.missing(!startsLater_));
-  if (const std::int64_t left = integrity_.picturesBeforeFirst(); left > 0 && !startsLater_)
+  if (const std::int64_t left = integrity_.picturesBeforeFirst();
+      left > 0 && !startsLater_ && !startSkipped_)
     printWarning(name() + ": " + frameCount(left) +
                  " before the first whole picture cannot be decoded and is left out");
   if (integrity_.hasOpenEnd())

@@ -60,9 +60,11 @@ class Input {
   void openDecoder();
   void seekToStart(double seconds);
   FramePtr decodeFrame();
+  bool isBeforeKeyFrame();
   void feedDecoder();
   void sendToDecoder(const AVPacket* packet);
   void stopReading();
+  bool startsAnywhere() const;
   void skipOrFail(const std::string& what);
   bool isBeforeStart(std::int64_t time, AVRational timeBase) const;
   void passOn(AVPacket& packet);
@@ -90,6 +92,7 @@ class Input {
   std::int64_t shift_ = 0;    ///< what time stamps lose, in the video stream's time base
   std::int64_t decodedFrames_ = 0;
   bool startSkipped_ = false;
+  bool awaitsKeyFrame_ = false;
   bool stopped_ = false;
   std::int64_t nextPts_ = 0;     ///< in the file, for a frame without a time stamp
   double lastFrameSeconds_ = 0;  ///< of the last frame decoded, in the file

@@ -36,13 +36,22 @@ std::string secondsText(std::int64_t time, AVRational timeBase) {
   return cmhost::secondsText(static_cast<double>(time) * av_q2d(timeBase));
 }
 
-// Demuxers search their file for its length, in vain where it is not finished. Nothing is lost
-// then.
+// What is logged as an error and loses nothing of the video.
 bool isHarmless(const AvLogLine& line) {
-  return line.text.find("read_timestamp") != std::string::npos;
+  static constexpr const char* texts[] = {
+      "read_timestamp",            // a vain search for the length of a file that is not finished
+      "error opening alias",       // a time code that is kept in another file
+      "chapter track not found",   // chapters that a copy has left out
+      "mmco: unref short failure"  // a picture that is no longer needed is not there
+  };
+  return std::any_of(std::begin(texts), std::end(texts), [&line](const char* text) {
+    return line.text.find(text) != std::string::npos;
+  });
 }
 
 }  // namespace
+
+Integrity::~Integrity() { stopListening(); }
 
 void Integrity::begin(const AVFormatContext& format, const AVStream& video) {
   format_ = &format;
@@ -94,6 +103,8 @@ void Integrity::addPacket(const AVPacket& packet) {
   }
   if (packet.stream_index != video_->index) return;
   packetBytes_ = packet.size;
+  const bool isKey = (packet.flags & AV_PKT_FLAG_KEY) != 0;
+  if (isKey && firstKeyPts_ == AV_NOPTS_VALUE) firstKeyPts_ = packet.pts;
   lastPicture_.addPacket(packet);
   const bool isShown = (packet.flags & AV_PKT_FLAG_DISCARD) == 0 && packet.size > 0;
   if (onePicturePerPacket_ && isShown && packet.pts != AV_NOPTS_VALUE) awaited_.insert(packet.pts);
@@ -106,15 +117,19 @@ void Integrity::addPicture(const AVFrame& picture) {
   awaited_.erase(picture.pts);
 }
 
+// What is shown before the first key frame may refer to what came before it. AV_NOPTS_VALUE is
+// below all others.
+std::set<std::int64_t>::const_iterator Integrity::firstDue() const {
+  return awaited_.lower_bound(std::max(firstPts_, firstKeyPts_));
+}
+
 std::int64_t Integrity::picturesBeforeFirst() const {
-  if (!onePicturePerPacket_ || firstPts_ == AV_NOPTS_VALUE) return 0;
-  return std::distance(awaited_.begin(), awaited_.lower_bound(firstPts_));
+  return onePicturePerPacket_ ? std::distance(awaited_.begin(), firstDue()) : 0;
 }
 
 std::string Integrity::missingPictures() const {
   if (!onePicturePerPacket_) return "";
-  const auto first =
-      firstPts_ != AV_NOPTS_VALUE ? awaited_.lower_bound(firstPts_) : awaited_.begin();
+  const auto first = firstDue();
   const auto count = std::distance(first, awaited_.end());
   if (count == 0) return "";
   const std::string place = secondsText(*first, video_->time_base);
@@ -135,12 +150,15 @@ bool Integrity::hasOpenEnd() const {
 }
 
 // The header of these containers says how long the file lasts. Some writers leave out the last
-// picture's own time.
+// picture's own time, some round to seconds.
 std::string Integrity::missingTime() const {
   const bool hasDuration = isContainer(*format_, "mxf") || isContainer(*format_, "flv");
-  if (!hasDuration || format_->duration == AV_NOPTS_VALUE) return "";
-  const std::int64_t tolerance =
-      av_rescale_q(2, frameDuration(*format_, *video_), av_get_time_base_q());
+  if (!hasDuration || format_->duration == AV_NOPTS_VALUE ||
+      format_->duration_estimation_method == AVFMT_DURATION_FROM_BITRATE)
+    return "";
+  std::int64_t tolerance = av_rescale_q(2, frameDuration(*format_, *video_), av_get_time_base_q());
+  const bool isRounded = format_->duration % AV_TIME_BASE == 0;
+  if (isContainer(*format_, "flv") && isRounded) tolerance = AV_TIME_BASE;
   if (timesEnd_ >= format_->duration - tolerance) return "";
   return "it should last " + secondsText(format_->duration, av_get_time_base_q()) +
          " but ends at " + secondsText(timesEnd_, av_get_time_base_q());

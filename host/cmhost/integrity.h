@@ -22,6 +22,7 @@ namespace cmhost {
 class Integrity final : public AvLogListener {
  public:
   explicit Integrity(const InputFile& file) : file_(file) {}
+  ~Integrity() override;
 
   /// While it lives, this thread has the demuxer work: errors of its parts count too.
   class Reading {
@@ -69,6 +70,7 @@ class Integrity final : public AvLogListener {
  private:
   bool isDamage(const AvLogLine& line) const;
   void addPacket(const AVPacket& packet);
+  std::set<std::int64_t>::const_iterator firstDue() const;
   std::string missingTime() const;
   std::string missingPictures() const;
   bool hasPartOfPicture() const;
@@ -82,11 +84,12 @@ class Integrity final : public AvLogListener {
   const AVFormatContext* format_ = nullptr;
   const AVStream* video_ = nullptr;
   bool onePicturePerPacket_ = false;
-  std::set<std::int64_t> awaited_;          ///< time stamps of pictures inside the decoder
-  std::int64_t firstPts_ = AV_NOPTS_VALUE;  ///< of the first picture decoded
-  std::int64_t packetsEnd_ = 0;             ///< byte after the last packet
-  std::int64_t timesEnd_ = 0;               ///< when the last packet ends, in microseconds
-  int packetBytes_ = 0;                     ///< of the last packet of the video
+  std::set<std::int64_t> awaited_;             ///< time stamps of pictures inside the decoder
+  std::int64_t firstPts_ = AV_NOPTS_VALUE;     ///< of the first picture decoded
+  std::int64_t firstKeyPts_ = AV_NOPTS_VALUE;  ///< of the first key frame read
+  std::int64_t packetsEnd_ = 0;                ///< byte after the last packet
+  std::int64_t timesEnd_ = 0;                  ///< when the last packet ends, in microseconds
+  int packetBytes_ = 0;                        ///< of the last packet of the video
   LastPicture lastPicture_;
 };
 

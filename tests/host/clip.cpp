@@ -120,6 +120,7 @@ class Writer {
     encoder_->chroma_sample_location = clip_.tags.chroma;
     encoder_->field_order = clip_.tags.fieldOrder;
     encoder_->flags |= AV_CODEC_FLAG_BITEXACT;
+    if (clip_.keyInterval > 0) encoder_->gop_size = clip_.keyInterval;
     if ((format_->oformat->flags & AVFMT_GLOBALHEADER) != 0)
       encoder_->flags |= AV_CODEC_FLAG_GLOBAL_HEADER;
     AVDictionary* options = nullptr;

@@ -51,6 +51,7 @@ struct Clip {
   std::vector<Packet> audio;        ///< PCM packets as they are
   std::vector<Packet> subtitles;    ///< packets as they are
   std::string encoder;              ///< codec of the video
+  int keyInterval = 0;              ///< pictures between key frames; 0: as the encoder chooses
 };
 
 /// A picture full of detail, different for every `index`; samples stay within the format's depth.

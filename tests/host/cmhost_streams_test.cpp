@@ -170,16 +170,20 @@ TEST_F(Streams, ConversionIsMadeWhenAskedFor) {
 
 TEST_F(Streams, RecordingOfABroadcastMayStartAnywhere) {
   Clip input = plainClip(40);
-  input.encoder = "mpeg2video";
-  clip::write(folder / "whole.ts", input);
-  const std::string whole = program::readFile(folder / "whole.ts");
-  const std::size_t start = whole.size() / 188 / 4 * 188;
-  program::writeFile(folder / "late.ts", whole.substr(start));
-  const auto run = program::run(folder.path(), {"late.ts", "out.mkv"});
-  ASSERT_EQ(run.exitCode, 0) << run.err;
-  const Clip output = clip::read(folder / "out.mkv");
-  EXPECT_GT(output.pictures.size(), 10U);
-  EXPECT_LT(output.pictures.size(), 36U);
+  input.keyInterval = 12;
+  for (const char* const encoder : {"mpeg2video", "libx264", "libx265"}) {
+    SCOPED_TRACE(encoder);
+    input.encoder = encoder;
+    clip::write(folder / "whole.ts", input);
+    const std::string whole = program::readFile(folder / "whole.ts");
+    const std::size_t start = whole.size() / 188 / 4 * 188;
+    program::writeFile(folder / "late.ts", whole.substr(start));
+    const auto run = program::run(folder.path(), {"--overwrite", "late.ts", "out.mkv"});
+    ASSERT_EQ(run.exitCode, 0) << run.err;
+    const Clip output = clip::read(folder / "out.mkv");
+    EXPECT_GT(output.pictures.size(), 10U);
+    EXPECT_LT(output.pictures.size(), 36U);
+  }
 }
 
 TEST_F(Streams, SameRunGivesTheSameFile) {
