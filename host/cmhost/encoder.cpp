@@ -160,8 +160,8 @@ void Encoder::describe(const Input& input, const AVFrame& first) {
   encoder_->flags |= AV_CODEC_FLAG_BITEXACT;
   if ((muxer_.container().flags & AVFMT_GLOBALHEADER) != 0)
     encoder_->flags |= AV_CODEC_FLAG_GLOBAL_HEADER;
-  encoder_->thread_count = threadsFor(
-      av_image_get_buffer_size(encoder_->pix_fmt, encoder_->width, encoder_->height, 1));
+  encoder_->thread_count =
+      threadsFor(av_image_get_buffer_size(encoder_->pix_fmt, encoder_->width, encoder_->height, 1));
 }
 
 void Encoder::open(const Options& options) {
