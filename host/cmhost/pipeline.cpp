@@ -186,7 +186,7 @@ void Pipeline::encodingThread() {
     const std::lock_guard<std::mutex> lock(mutex_);
     if (failure_ != nullptr) return;
   }
-  if (framesPut_ == 0)
+  if (framesPut_ == 0 && framesGiven_ > 0)
     module_.fail("the module put none of the " + frameCount(framesGiven_) + " that it was given");
   output_->endFrames();
   const std::lock_guard<std::mutex> lock(mutex_);

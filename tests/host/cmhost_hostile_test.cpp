@@ -61,7 +61,9 @@ class HostileModule : public testing::Test {
   void expectFailure(const std::string& behaviour, const std::string& what,
                      const std::string& timeout = "20") {
     SCOPED_TRACE(behaviour);
+    const auto start = std::chrono::steady_clock::now();
     const Result result = run(behaviour, timeout);
+    EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(20));
     EXPECT_EQ(result.exitCode, 1);
     EXPECT_EQ(result.err, "cmhost: error: " + modules / (behaviour + ".so") + ": " + what + "\n");
     expectNothingLeft();
