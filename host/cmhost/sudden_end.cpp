@@ -97,12 +97,12 @@ void onQuickExit() {
 extern "C" void onCrash(int number, siginfo_t* info, void* /*context*/) {
   ::sigaction(number, &previousActions[number], nullptr);
   if (isFirstEnd()) {
+    interruption::removeTemporaryFiles();
     const char* const name = ::sigdescr_np(number);
     tell(callDuring, "crashed", name != nullptr ? name : "signal");
-    interruption::removeTemporaryFiles();
   }
-  // A fault happens again when this returns; a signal that was sent does not.
-  if (info->si_code <= 0) ::raise(number);
+  // A fault happens again when this returns; a trap and a signal that was sent do not.
+  if (info->si_code <= 0 || number == SIGTRAP || number == SIGSYS) ::raise(number);
 }
 
 }  // namespace
