@@ -188,11 +188,11 @@ TEST_F(Commit, LongNames) {
 // A signal while the run is held at the calls by which it ends.
 class HeldAtTheEnd : public Commit {
  protected:
-  void start(int call) {
+  void start(int call, const Names& arguments = {"in.mkv", "out.nut"}) {
     gate.emplace(call);
     program::Streams streams;
     streams.prepare = gate->prepare();
-    process.emplace(folder.path(), Names{"in.mkv", "out.nut"}, streams);
+    process.emplace(folder.path(), arguments, streams);
     if (!gate->wait()) {
       if (process->wait().exitCode == 126) GTEST_SKIP() << "no filter of system calls";
       FAIL() << "the call does not come";
@@ -214,6 +214,38 @@ class HeldAtTheEnd : public Commit {
   std::optional<Gate> gate;
   std::optional<Process> process;
 };
+
+TEST_F(HeldAtTheEnd, NothingHasItsNameBeforeAllIsSynchronised) {
+  const Names arguments = {"--hash", "hashes", "--preview", "look.png", "in.mkv", "out.nut"};
+  ASSERT_NO_FATAL_FAILURE(start(SYS_fsync, arguments));
+  if (IsSkipped()) return;
+  for (int synchronised = 0; synchronised < 3; ++synchronised) {
+    const Names names = folder.names();
+    EXPECT_EQ(names.size(), 4U);
+    for (const std::string& name : names)
+      EXPECT_TRUE(name == "in.mkv" || name.substr(name.size() - 5) == ".part") << name;
+    if (synchronised == 2) break;
+    gate->open();
+    ASSERT_TRUE(gate->wait());
+  }
+  gate->open(EIO);
+  EXPECT_FALSE(gate->wait());
+  expectFailed(process->wait(), "hashes cannot be written: Input/output error", {"in.mkv"});
+}
+
+TEST_F(HeldAtTheEnd, FolderThatIsNotSynchronised) {
+  ASSERT_NO_FATAL_FAILURE(start(SYS_fsync));
+  if (IsSkipped()) return;
+  gate->open();
+  ASSERT_TRUE(gate->wait());
+  gate->open(EIO);
+  EXPECT_FALSE(gate->wait());
+  expectFailed(process->wait(),
+               "out.nut is complete, but its folder cannot be synchronised: Input/output error; "
+               "after a power failure the file may be missing",
+               {"in.mkv", "out.nut"});
+  EXPECT_EQ(clip::read(folder / "out.nut").pictures.size(), frames);
+}
 
 TEST_F(HeldAtTheEnd, OneRequest) {
   for (const int call : {SYS_fsync, SYS_renameat2}) {

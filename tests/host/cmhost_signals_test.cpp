@@ -7,7 +7,6 @@
 #include <cstdlib>
 #include <map>
 #include <random>
-#include <regex>
 #include <thread>
 #include <tuple>
 #include <utility>
@@ -152,11 +151,11 @@ class Signals : public testing::Test {
 
   // How many frames the program says that its output holds; 0 when it says nothing of the kind.
   static int framesTold(const std::string& err) {
-    static const std::regex told(
-        "closed properly and holds (\\d+) frame|cmhost: (\\d+) frames in ");
-    std::smatch match;
-    if (!std::regex_search(err, match, told)) return 0;
-    return std::stoi(match[match[1].matched ? 1 : 2]);
+    const std::string holds = "is closed properly and holds ";
+    const std::size_t part = err.find(holds);
+    if (part != std::string::npos) return std::atoi(err.c_str() + part + holds.size());
+    const std::size_t all = err.find(" frames in ");
+    return all != std::string::npos ? std::atoi(err.c_str() + err.rfind(' ', all - 1)) : 0;
   }
 
   void expectWholeOrNothing(const Case& chosen) {
@@ -208,7 +207,7 @@ TEST_F(Signals, LeaveAWholeFileOrNothing) {
   const int none = runs - whole - parts;
   std::printf("%d runs left all frames, %d those until the signal, %d nothing\n", whole, parts,
               none);
-  EXPECT_TRUE(runs < usualRuns || (whole > 0 && parts > 0 && none > 0));
+  EXPECT_TRUE(runs < 200 || (whole > 0 && parts > 0 && none > 0));
 }
 
 }  // namespace

@@ -136,10 +136,11 @@ bool Gate::wait() {
   }
 }
 
-void Gate::open() {
+void Gate::open(int error) {
   seccomp_notif_resp response = {};
   response.id = held_;
-  response.flags = SECCOMP_USER_NOTIF_FLAG_CONTINUE;
+  response.error = -error;
+  if (error == 0) response.flags = SECCOMP_USER_NOTIF_FLAG_CONTINUE;
   ::ioctl(listener_, SECCOMP_IOCTL_NOTIF_SEND, &response);
 }
 

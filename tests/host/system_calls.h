@@ -34,8 +34,8 @@ class Gate {
   /// and that begins again counts again. False when the process has ended.
   bool wait();
 
-  /// Lets the process go on from where `wait` has seen it.
-  void open();
+  /// Lets the process go on from where `wait` has seen it; with `error`, the call fails.
+  void open(int error = 0);
 
  private:
   int call_;
