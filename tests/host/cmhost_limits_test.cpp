@@ -46,6 +46,8 @@ class Limits : public testing::Test {
   }
 
   Folder folder;
+  // Where memory is refused, a sanitizer would end the program instead of telling it.
+  const program::Variable refusal{"ASAN_OPTIONS", "allocator_may_return_null=1"};
 };
 
 TEST_F(Limits, HugePicturesAreRefused) {
