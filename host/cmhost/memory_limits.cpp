@@ -73,6 +73,9 @@ int MemoryLimits::findStreams(AVFormatContext& format) const {
   for (AVDictionary*& each : options) av_dict_set(&each, "max_pixels", pixels.c_str(), 0);
   const int result = avformat_find_stream_info(&format, options.empty() ? nullptr : options.data());
   for (AVDictionary*& each : options) av_dict_free(&each);
+  if (result == AVERROR(ENOMEM))
+    throw Failure(input_ + ": finding its streams takes more than " + gibibytes(pictures_->most) +
+                  " of memory; a larger --max-pixels allows more");
   return result;
 }
 

@@ -19,7 +19,8 @@ class MemoryLimits {
   /// allowed, but 1 GiB at least.
   static std::int64_t pictureBytes(std::int64_t maxPixels);
 
-  /// Looks for the streams of an opened file, as `avformat_find_stream_info` does.
+  /// Looks for the streams of an opened file, as `avformat_find_stream_info` does. Throws `Failure`
+  /// when that takes too much memory.
   int findStreams(AVFormatContext& format) const;
 
   /// Throws `Failure` when a picture of this size is larger than allowed.

@@ -8,6 +8,7 @@ extern "C" {
 #include <unistd.h>
 
 #include <algorithm>
+#include <array>
 #include <cstring>
 #include <iterator>
 #include <optional>
@@ -29,11 +30,11 @@ struct ReachingDemuxer {
   const char* name;
   const char* kind;
   std::optional<AllowedReferences> needs;  ///< without a value it is never used
-  std::vector<const char*> marks;          ///< text before a reference; none: lines without '#'
+  std::array<const char*, 3> marks;        ///< text before a reference; none: lines without '#'
 };
 
 const ReachingDemuxer* reachingDemuxer(const char* name) {
-  static const ReachingDemuxer demuxers[] = {
+  static constexpr ReachingDemuxer demuxers[] = {
       {"hls", "a playlist", AllowedReferences::files, {}},
       {"concat", "a list of files", AllowedReferences::files, {"file "}},
       {"dash", "a playlist", AllowedReferences::files, {"<BaseURL>", "media=\"", "sourceURL=\""}},
@@ -98,8 +99,9 @@ std::string firstReference(const ReachingDemuxer& demuxer, AVIOContext& io) {
   const int count = avio_read(&io, bytes.data(), static_cast<int>(bytes.size()));
   const std::string_view text(reinterpret_cast<const char*>(bytes.data()),
                               static_cast<std::size_t>(std::max(count, 0)));
-  if (demuxer.marks.empty()) return std::string(firstPlainLine(text));
+  if (demuxer.marks[0] == nullptr) return std::string(firstPlainLine(text));
   for (const char* const mark : demuxer.marks) {
+    if (mark == nullptr) break;
     const std::size_t at = text.find(mark);
     if (at == std::string_view::npos) continue;
     return std::string(untilAnyOf(text.substr(at + std::strlen(mark)), "\r\n<\""));

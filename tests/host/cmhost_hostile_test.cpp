@@ -189,8 +189,8 @@ TEST_F(HostileModule, HangsWithoutWorking) {
 
 TEST_F(HostileModule, CrashesInOtherWays) {
   // The C library aborts when the thread ends below a function that catches everything.
-  for (const std::string name :
-       {"overflows_in_process", "aborts_in_process", "ends_thread_in_process"}) {
+  for (const std::string name : {"overflows_in_process", "aborts_in_process", "traps_in_process",
+                                 "ends_thread_in_process"}) {
     const Result result = run(name);
     EXPECT_NE(result.exitCode, 0);
     const std::string line =

@@ -65,6 +65,15 @@ WITHOUT_SANITIZERS void writeToNowhere() {
   *nowhere = 1;
 }
 
+// The trap of a debugger, after which the program would go on.
+void trap() {
+#if defined(__x86_64__)
+  __asm__ volatile("int3");
+#else
+  ::raise(SIGTRAP);
+#endif
+}
+
 WITHOUT_SANITIZERS int overflowStack(volatile char* before, bool forEver) {
   volatile char here[4096];
   here[0] = before != nullptr ? before[0] : '\0';
@@ -106,6 +115,7 @@ constexpr Deed deeds[] = {
     {"segfaults", writeToNowhere},
     {"overflows", [] { overflowStack(nullptr, is("overflows_in_process")); }},
     {"aborts", [] { std::abort(); }},
+    {"traps", trap},
 };
 
 void actIn(const char* place) {
