@@ -4,7 +4,6 @@
 #include <algorithm>
 #include <chrono>
 #include <csignal>
-#include <cstdlib>
 #include <map>
 #include <random>
 #include <thread>
@@ -30,16 +29,7 @@ constexpr const char* containers[] = {"mkv", "nut", "mp4"};
 constexpr std::pair<int, const char*> signals[] = {
     {SIGINT, "INT"}, {SIGTERM, "TERM"}, {SIGHUP, "HUP"}, {SIGQUIT, "QUIT"}};
 
-#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
-constexpr int usualRuns = 40;
-#else
-constexpr int usualRuns = 200;
-#endif
-
-int numberFrom(const char* variable, int usual) {
-  const char* const text = std::getenv(variable);
-  return text != nullptr ? std::atoi(text) : usual;
-}
+constexpr int usualRuns = program::isSanitized ? 40 : 200;
 
 // What a run leaves, byte for byte.
 struct Outputs {
@@ -194,8 +184,9 @@ class Signals : public testing::Test {
 };
 
 TEST_F(Signals, LeaveAWholeFileOrNothing) {
-  const int seed = numberFrom("SIGNALS_SEED", static_cast<int>(std::random_device()() >> 1));
-  const int runs = numberFrom("SIGNALS_RUNS", usualRuns);
+  const int seed =
+      program::numberFrom("SIGNALS_SEED", static_cast<int>(std::random_device()() >> 1));
+  const int runs = program::numberFrom("SIGNALS_RUNS", usualRuns);
   std::printf("SIGNALS_SEED=%d SIGNALS_RUNS=%d\n", seed, runs);
   random.seed(static_cast<unsigned int>(seed));
   for (int i = 0; i < runs && !HasFailure(); ++i) {

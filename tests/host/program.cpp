@@ -15,6 +15,7 @@
 #include <fstream>
 #include <iterator>
 #include <stdexcept>
+#include <string>
 #include <thread>
 #include <utility>
 
@@ -28,13 +29,18 @@ int openFor(const std::string& path) {
   return ::open(path.c_str(), O_RDWR | O_CREAT | O_TRUNC | O_CLOEXEC, 0600);
 }
 
-int waitFor(pid_t child, std::chrono::seconds longest, long& peakKilobytes) {
+double seconds(const timeval& time) {
+  return static_cast<double>(time.tv_sec) + static_cast<double>(time.tv_usec) / 1e6;
+}
+
+int waitFor(pid_t child, std::chrono::seconds longest, Result& result) {
   const auto deadline = std::chrono::steady_clock::now() + longest;
   for (;;) {
     int status = 0;
     rusage used = {};
     if (::wait4(child, &status, WNOHANG, &used) == child) {
-      peakKilobytes = used.ru_maxrss;
+      result.peakKilobytes = used.ru_maxrss;
+      result.processorSeconds = seconds(used.ru_utime) + seconds(used.ru_stime);
       return WIFEXITED(status) ? WEXITSTATUS(status) : -WTERMSIG(status);
     }
     if (std::chrono::steady_clock::now() > deadline) {
@@ -48,6 +54,11 @@ int waitFor(pid_t child, std::chrono::seconds longest, long& peakKilobytes) {
 }
 
 }  // namespace
+
+int numberFrom(const char* variable, int usual) {
+  const char* const text = std::getenv(variable);
+  return text != nullptr ? std::stoi(text) : usual;
+}
 
 Variable::Variable(const char* name, const std::string& value) : name_(name) {
   if (const char* const before = std::getenv(name)) before_ = before;
@@ -116,7 +127,7 @@ Result Process::wait(std::chrono::seconds longest) {
     ADD_FAILURE() << "cmhost does not run";
     return result;
   }
-  result.exitCode = waitFor(std::exchange(child_, -1), longest, result.peakKilobytes);
+  result.exitCode = waitFor(std::exchange(child_, -1), longest, result);
   if (streams_.out < 0) result.out = readFile(caught_ / "out");
   if (streams_.err < 0) result.err = readFile(caught_ / "err");
   return result;

@@ -11,11 +11,19 @@
 /// Runs the real `cmhost` as a process of its own.
 namespace program {
 
+/// A sanitizer takes memory and time of its own, and ends a program that gets no memory from `new`.
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+constexpr bool isSanitized = true;
+#else
+constexpr bool isSanitized = false;
+#endif
+
 struct Result {
   int exitCode = -1;       ///< minus the signal's number when one ended it
   std::string out;         ///< what it wrote on standard output, if that was not sent elsewhere
   std::string err;         ///< what it wrote on standard error
   long peakKilobytes = 0;  ///< of memory held at once
+  double processorSeconds = 0;  ///< of all its threads
 };
 
 /// Where the standard streams come from and go to; descriptors that the caller keeps. -1: standard
@@ -45,6 +53,9 @@ class Folder {
  private:
   std::string path_;
 };
+
+/// A number from the environment, `usual` when it is not there.
+int numberFrom(const char* variable, int usual);
 
 /// Sets a variable of the environment for the programs that are started while this lives.
 class Variable {

@@ -10,9 +10,11 @@
 #include <sys/syscall.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
+#include <iterator>
 #include <stdexcept>
 #include <utility>
 
@@ -111,11 +113,12 @@ std::function<void()> Gate::prepare() {
   if (::socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, ends_) != 0)
     throw std::runtime_error("no socket");
   return [this] {
-    const auto number = static_cast<std::uint32_t>(call_);
-    FileMessage().send(ends_[1],
-                       install({load(offsetof(seccomp_data, nr)), skipUnless(BPF_JEQ, number, 1),
-                                end(SECCOMP_RET_USER_NOTIF)},
-                               SECCOMP_FILTER_FLAG_NEW_LISTENER));
+    std::vector<sock_filter> filter = {load(offsetof(seccomp_data, nr))};
+    for (const int call : calls_) {
+      filter.push_back(skipUnless(BPF_JEQ, static_cast<std::uint32_t>(call), 1));
+      filter.push_back(end(SECCOMP_RET_USER_NOTIF));
+    }
+    FileMessage().send(ends_[1], install(std::move(filter), SECCOMP_FILTER_FLAG_NEW_LISTENER));
   };
 }
 
@@ -124,6 +127,7 @@ bool Gate::wait() {
     ::close(std::exchange(ends_[1], -1));
     listener_ = FileMessage().receive(ends_[0]);
   }
+  if (listener_ < 0) return false;
   for (;;) {
     pollfd call = {listener_, POLLIN, 0};
     if (::poll(&call, 1, longestWaitMilliseconds) != 1 || (call.revents & POLLIN) == 0)
@@ -131,14 +135,17 @@ bool Gate::wait() {
     seccomp_notif notice = {};
     if (::ioctl(listener_, SECCOMP_IOCTL_NOTIF_RECV, &notice) != 0)
       continue;  // interrupted already
-    held_ = notice.id;
+    id_ = notice.id;
+    held_.number = notice.data.nr;
+    held_.process = static_cast<pid_t>(notice.pid);
+    std::copy(std::begin(notice.data.args), std::end(notice.data.args), held_.arguments.begin());
     return true;
   }
 }
 
 void Gate::open(int error) {
   seccomp_notif_resp response = {};
-  response.id = held_;
+  response.id = id_;
   response.error = -error;
   if (error == 0) response.flags = SECCOMP_USER_NOTIF_FLAG_CONTINUE;
   ::ioctl(listener_, SECCOMP_IOCTL_NOTIF_SEND, &response);

@@ -1,6 +1,5 @@
 #pragma once
 
-#include <chrono>
 #include <string>
 #include <vector>
 
@@ -16,9 +15,10 @@ struct Run {
   std::vector<std::string> forbidden;  ///< calls for sockets and for other programs, by their name
 };
 
-/// Runs `cmhost` to its end, which must come within `longest`. System calls for sockets fail.
+/// Runs `cmhost` to its end. System calls for sockets fail. A signal ends a run that takes more
+/// than 20 s of processor time.
 Run run(const std::string& folder, const std::vector<std::string>& arguments,
-        program::Streams streams = {}, std::chrono::seconds longest = std::chrono::seconds(60));
+        program::Streams streams = {});
 
 /// What of `opened` is neither one of `expected`, nor a temporary file for one of these, nor opened
 /// by a run on an ordinary video, as libraries are.
