@@ -11,6 +11,7 @@ extern "C" {
 #include "host/cm/video_description.h"
 #include "host/cmhost/failure.h"
 #include "host/cmhost/frame_packing.h"
+#include "host/cmhost/memory_cap.h"
 #include "host/cmhost/messages.h"
 #include "host/cmhost/threads.h"
 
@@ -25,6 +26,14 @@ std::size_t queuedFrames(const PictureLayout& layout, int width, int height) {
   constexpr std::size_t mostBytes = std::size_t{512} << 20;
   const std::size_t frameBytes = std::size_t{2} * packedSize(layout, width, height);
   return std::clamp<std::size_t>(mostBytes / frameBytes, 1, most);
+}
+
+// What a module may take for pictures of this size. The size is the input's word, and what a module
+// makes of a width alone has no bounds.
+std::int64_t configuringBytes(int width, int height) {
+  constexpr std::int64_t bytesPerPixel = 32;
+  constexpr std::int64_t leastBytes = std::int64_t{256} << 20;
+  return leastBytes + bytesPerPixel * width * height;
 }
 
 constexpr auto watchInterval = std::chrono::milliseconds(200);
@@ -102,7 +111,10 @@ void Pipeline::configure(ConfigurationKeys keys) {
 }
 
 void Pipeline::componentThread() {
-  module_.configure(keys_);
+  {
+    const MemoryCap cap(configuringBytes(width_, height_));
+    module_.configure(keys_);
+  }
   {
     const std::lock_guard<std::mutex> lock(mutex_);
     configured_ = true;

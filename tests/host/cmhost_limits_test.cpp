@@ -12,14 +12,9 @@ namespace {
 using program::Folder;
 using program::Result;
 
-// A sanitizer's own memory hides the program's.
-#if defined(__SANITIZE_ADDRESS__)
-constexpr bool memoryIsMeasured = false;
-#else
-constexpr bool memoryIsMeasured = true;
-#endif
-
-long peakMebibytes(const Result& run) { return memoryIsMeasured ? run.peakKilobytes / 1024 : 0; }
+long peakMebibytes(const Result& run) {
+  return program::isSanitized ? 0 : run.peakKilobytes / 1024;
+}
 
 class Limits : public testing::Test {
  protected:
@@ -108,11 +103,21 @@ TEST_F(Limits, WrongNumbersAreWrongUsage) {
 
 // What the manual page says of the memory that a picture of the largest size takes.
 TEST_F(Limits, MemoryOfTheLargestPicture) {
-  if (!memoryIsMeasured) GTEST_SKIP() << "a sanitizer takes memory of its own";
+  if (program::isSanitized) GTEST_SKIP() << "the sanitizer takes memory of its own";
   program::writeFile(folder / "in.gif", hostile::gif(8192, 8192));
   const Result run = program::run(folder.path(), {"--convert", "Y44P", "in.gif", "null:"});
   EXPECT_EQ(run.exitCode, 0) << run.err;
   EXPECT_LT(peakMebibytes(run), 7 * 1024);
+}
+
+// The module scales its mark to the width before it finds that the height is too small for it.
+TEST_F(Limits, WidePicturesAreRefused) {
+  if (program::isSanitized) GTEST_SKIP() << "the sanitizer ends a program that gets no memory";
+  for (const auto& [width, height] : {std::pair(65535, 1), std::pair(20000, 2)}) {
+    program::writeFile(folder / "in.gif", hostile::gif(static_cast<std::uint32_t>(width),
+                                                       static_cast<std::uint32_t>(height)));
+    expectRefusal("in.gif", {"the module cannot be configured"}, {"--convert", "Y44P", "--quiet"});
+  }
 }
 
 TEST_F(Limits, TablesOfTinyFilesAreRefused) {
