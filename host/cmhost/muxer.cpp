@@ -220,7 +220,11 @@ bool Muxer::takes(const AVStream& from) const {
     throw std::bad_alloc();
   const OutputFormatPtr owner(format);
   format->io_open = refuseToOpen;
-  for (unsigned int i = 0; i < format_->nb_streams; ++i) addCopyOf(*format_->streams[i], *format);
+  for (unsigned int i = 0; i < format_->nb_streams; ++i) {
+    const AVStream& stream = *format_->streams[i];
+    // Attachments change nothing for others, and may be many and large.
+    if (stream.codecpar->codec_type != AVMEDIA_TYPE_ATTACHMENT) addCopyOf(stream, *format);
+  }
   addCopyOf(from, *format);
   if (avio_open_dyn_buf(&format->pb) < 0) throw std::bad_alloc();
   const int result = avformat_write_header(format, nullptr);

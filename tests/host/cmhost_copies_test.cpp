@@ -30,11 +30,11 @@ InputPtr open(const std::string& path) {
   return InputPtr(format);
 }
 
-// Copies the streams of `inputs` into one file, with a file attached when `attachment` is not
-// empty.
+// Copies the streams of `inputs` into one file, with a file attached so many times when
+// `attachment` is not empty.
 void join(const std::vector<std::string>& inputs, const std::string& output,
           const std::string& attachment = {}, AVCodecID kind = AV_CODEC_ID_NONE,
-          const char* mimeType = "") {
+          const char* mimeType = "", int attachments = 1) {
   AVFormatContext* to = nullptr;
   avformat_alloc_output_context2(&to, nullptr, nullptr, output.c_str());
   std::vector<InputPtr> from;
@@ -47,7 +47,7 @@ void join(const std::vector<std::string>& inputs, const std::string& output,
       stream->avg_frame_rate = from.back()->streams[i]->avg_frame_rate;
     }
   }
-  if (!attachment.empty()) {
+  for (int i = 0; i < attachments && !attachment.empty(); ++i) {
     AVStream* const stream = avformat_new_stream(to, nullptr);
     stream->codecpar->codec_type = AVMEDIA_TYPE_ATTACHMENT;
     stream->codecpar->codec_id = kind;
@@ -139,6 +139,17 @@ TEST_F(Copies, AttachedFontStaysAttached) {
             font);
   run("in.mkv", "out.mov");
   EXPECT_NE(last.err.find("stream 1 (attachment, ttf) is left out"), std::string::npos) << last.err;
+}
+
+// Whether the output takes a stream does not depend on what is attached.
+TEST_F(Copies, ManyAttachmentsTakeLittleTime) {
+  constexpr int many = 900;
+  writeClip("plain.mkv", "ffv1");
+  join({folder / "plain.mkv"}, folder / "in.mkv", std::string(50000, 'x'), AV_CODEC_ID_TTF,
+       "application/x-truetype-font", many);
+  run("in.mkv", "out.mkv");
+  EXPECT_EQ(open(folder / "out.mkv")->nb_streams, 1U + many);
+  EXPECT_LT(last.processorSeconds, 15);
 }
 
 TEST_F(Copies, CoverStaysACover) {
