@@ -128,6 +128,7 @@ class Writer {
       av_dict_set(&options, "level", "3", 0);
       av_dict_set(&options, "slicecrc", "1", 0);
     }
+    if (clip_.encoder == "libx265") av_dict_set(&options, "x265-params", "log-level=none", 0);
     const int result = avcodec_open2(encoder_, codec, &options);
     av_dict_free(&options);
     check(result, "encoder");

@@ -168,7 +168,7 @@ std::string sdp() {
 
 std::string svg() {
   return "<?xml version=\"1.0\"?><svg xmlns=\"http://www.w3.org/2000/svg\" width=\"320\" "
-         "height=\"240\"><text x=\"10\" y=\"50\">drawn</text></svg>\n";
+         "height=\"240\"><rect width=\"100\" height=\"50\"/></svg>\n";
 }
 
 }  // namespace hostile
