@@ -58,6 +58,7 @@ void Integrity::begin(const AVFormatContext& format, const AVStream& video) {
   video_ = &video;
   onePicturePerPacket_ = hasPicturePerPacket(video.codecpar->codec_id);
   lastPicture_.begin(format, video);
+  packetCount_.begin(format, video);
   endsWithPicture_ = isContainer(format, "mjpeg") || isContainer(format, "jpeg_pipe");
   decoding_ = true;
 }
@@ -106,11 +107,13 @@ void Integrity::addPacket(const AVPacket& packet) {
   const bool isKey = (packet.flags & AV_PKT_FLAG_KEY) != 0;
   if (isKey && firstKeyPts_ == AV_NOPTS_VALUE) firstKeyPts_ = packet.pts;
   lastPicture_.addPacket(packet);
+  packetCount_.addPacket(packet);
   const bool isShown = (packet.flags & AV_PKT_FLAG_DISCARD) == 0 && packet.size > 0;
   if (onePicturePerPacket_ && isShown && packet.pts != AV_NOPTS_VALUE) awaited_.insert(packet.pts);
 }
 
 void Integrity::addPicture(const AVFrame& picture) {
+  packetCount_.addPicture();
   if (firstPts_ == AV_NOPTS_VALUE) firstPts_ = picture.pts;
   if (isInterlacedFrame(picture) && video_->codecpar->codec_id != AV_CODEC_ID_HEVC)
     onePicturePerPacket_ = false;
@@ -135,6 +138,14 @@ std::string Integrity::missingPictures() const {
   const std::string place = secondsText(*first, video_->time_base);
   return count == 1 ? "the picture at " + place + " is missing"
                     : std::to_string(count) + " pictures are missing, the first at " + place;
+}
+
+std::string Integrity::missingPackets() const {
+  const std::int64_t expected = packetCount_.expected();
+  if (expected == 0 || file_.hasGrown()) return "";
+  const std::int64_t found = packetCount_.found();
+  return "it should hold " + std::to_string(expected) + " pictures, but only " +
+         std::to_string(found) + (found == 1 ? " was found" : " were found");
 }
 
 std::string Integrity::missingBytes() const {
@@ -173,7 +184,8 @@ bool Integrity::hasPartOfPicture() const {
 std::string Integrity::missing(bool fromItsBeginning) const {
   if (std::string bytes = missingBytes(); !bytes.empty()) return bytes;
   if (fromItsBeginning)
-    if (std::string time = missingTime(); !time.empty()) return time;
+    for (std::string lack : {missingTime(), missingPackets()})
+      if (!lack.empty()) return lack;
   if (std::string pictures = missingPictures(); !pictures.empty()) return pictures;
   return hasPartOfPicture() || lastPicture_.isCut() ? "its last picture is incomplete" : "";
 }

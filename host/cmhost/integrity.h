@@ -10,6 +10,7 @@
 #include "host/cmhost/av.h"
 #include "host/cmhost/input_file.h"
 #include "host/cmhost/last_picture.h"
+#include "host/cmhost/packet_count.h"
 
 namespace cmhost {
 
@@ -18,6 +19,7 @@ namespace cmhost {
 ///  - what a demuxer or the decoder of the video reports as an error, returned, flagged or logged;
 ///  - a picture that went into the decoder and did not come out, for codecs that make exactly one
 ///    picture of each packet;
+///  - a picture that the container counts and the demuxer does not find;
 ///  - an input that ends before its container says, where the container says so.
 class Integrity final : public AvLogListener {
  public:
@@ -72,6 +74,7 @@ class Integrity final : public AvLogListener {
   void addPacket(const AVPacket& packet);
   std::set<std::int64_t>::const_iterator firstDue() const;
   std::string missingTime() const;
+  std::string missingPackets() const;
   std::string missingPictures() const;
   bool hasPartOfPicture() const;
 
@@ -91,6 +94,7 @@ class Integrity final : public AvLogListener {
   std::int64_t timesEnd_ = 0;                  ///< when the last packet ends, in microseconds
   int packetBytes_ = 0;                        ///< of the last packet of the video
   LastPicture lastPicture_;
+  PacketCount packetCount_;
 };
 
 }  // namespace cmhost

@@ -3,6 +3,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <filesystem>
 #include <fstream>
 
 #include "tests/host/clip.h"
@@ -99,6 +100,55 @@ TEST_F(Damage, PictureThatTheDecoderPassesOver) {
   expectTold(result, "in.mp4");
   EXPECT_NE(result.err.find("the picture at 0."), std::string::npos) << result.err;
   EXPECT_NE(result.err.find(" is missing"), std::string::npos) << result.err;
+}
+
+// Demuxers pass over what has no known head.
+TEST_F(Damage, InTheHeadOfAnAviChunk) {
+  std::string bytes = make("in.avi", "mpeg4", AV_PIX_FMT_YUV420P);
+  std::size_t chunk = position(bytes, "movi");
+  for (int i = 0; i < 5; ++i) chunk = position(bytes, "00dc", chunk + 4);
+  std::fill_n(bytes.begin() + static_cast<std::ptrdiff_t>(chunk), 4, '\0');
+  const Result result = run("in.avi", bytes);
+  expectTold(result, "in.avi");
+  EXPECT_NE(result.err.find("24 pictures, but only 23 were found"), std::string::npos)
+      << result.err;
+}
+
+TEST_F(Damage, InTheHeadOfAnMxfItem) {
+  std::string bytes = make("in.mxf", "mpeg2video", AV_PIX_FMT_YUV420P);
+  const std::string picture("\x06\x0E\x2B\x34\x01\x02\x01\x01\x0D\x01\x03\x01\x15", 13);
+  std::size_t item = 0;
+  for (int i = 0; i < 5; ++i) item = position(bytes, picture, item + 1);
+  std::fill_n(bytes.begin() + static_cast<std::ptrdiff_t>(item), 4, '\0');
+  const Result result = run("in.mxf", bytes);
+  expectTold(result, "in.mxf");
+  EXPECT_NE(result.err.find("24 pictures, but only 23 were found"), std::string::npos)
+      << result.err;
+}
+
+// Writers of AVI fill gaps with chunks of no length, which are no pictures.
+TEST_F(Damage, GapsInAnAviAreNone) {
+  clip::Clip clip;
+  clip.encoder = "mpeg4";
+  clip.pictures = clip::drawMany(AV_PIX_FMT_YUV420P, 160, 120, 8);
+  for (clip::Picture& picture : clip.pictures) picture.pts *= 3;
+  clip::write(folder / "in.avi", clip);
+  const Result result = run("in.avi", program::readFile(folder / "in.avi"));
+  EXPECT_EQ(result.exitCode, 0) << result.err;
+  EXPECT_EQ(clip::read(folder / "out.nut").pictures.size(), 8U);
+}
+
+// A part that was asked for lacks what comes before and behind it.
+TEST_F(Damage, PartsAreNotCounted) {
+  for (const char* const name : {"in.avi", "in.mxf"}) {
+    const std::string bytes = make(name, "mpeg2video", AV_PIX_FMT_YUV420P);
+    for (const std::vector<std::string>& part :
+         {std::vector<std::string>{"--start", "0.6"}, {"--frames", "5"}}) {
+      const Result result = run(name, bytes, part);
+      EXPECT_EQ(result.exitCode, 0) << result.err;
+      std::filesystem::remove(folder / "out.nut");
+    }
+  }
 }
 
 TEST_F(Damage, InWhatIsReadWhileOpening) {
