@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cmath>
 #include <cstring>
+#include <iterator>
 #include <utility>
 
 #include "host/cmhost/demuxer.h"
@@ -175,6 +176,21 @@ bool Input::isBeforeKeyFrame() {
   return awaitsKeyFrame_;
 }
 
+// The decoder of MPEG video passes over what comes before the head of a sequence without a word.
+void Input::noteFirstPacket() {
+  static constexpr std::uint8_t startCode[] = {0, 0, 1};
+  constexpr std::uint8_t sequence = 0xB3;
+  if (!std::exchange(atFirstPacket_, false)) return;
+  const AVCodecID codec = video_->codecpar->codec_id;
+  if (codec != AV_CODEC_ID_MPEG1VIDEO && codec != AV_CODEC_ID_MPEG2VIDEO) return;
+  const std::uint8_t* const begin = packet_->data;
+  const std::uint8_t* const end = begin + packet_->size;
+  const std::uint8_t* const code =
+      std::search(begin, end, std::begin(startCode), std::end(startCode));
+  beginsWithSequence_ = end - code > 3 && code[3] == sequence;
+  if (!beginsWithSequence_ && startsAnywhere()) startSkipped_ = true;
+}
+
 void Input::feedDecoder() {
   for (;;) {
     const int result = integrity_.readPacket(*format_, *packet_);
@@ -190,11 +206,13 @@ void Input::feedDecoder() {
       return;
     }
     if (result < 0) failDamaged(references_.withHint(avErrorReason(result)));
+    const bool isVideo = packet_->stream_index == video_->index;
+    if (isVideo) noteFirstPacket();
     const bool whole = (packet_->flags & AV_PKT_FLAG_CORRUPT) == 0;
     if (!whole)
       skipOrFail("a packet of stream " + std::to_string(packet_->stream_index) + " is incomplete");
-    if (packet_->stream_index == video_->index && !isBeforeKeyFrame()) break;
-    if (whole && packet_->stream_index != video_->index) passOn(*packet_);
+    if (isVideo && !isBeforeKeyFrame()) break;
+    if (whole && !isVideo) passOn(*packet_);
     av_packet_unref(packet_.get());
   }
   sendToDecoder(packet_.get());
@@ -202,8 +220,14 @@ void Input::feedDecoder() {
 }
 
 // A recording of a broadcast starts anywhere, and so may a part; what comes before its first whole
-// picture refers to what was sent earlier.
-bool Input::startsAnywhere() const { return (format_->iformat->flags & AVFMT_TS_DISCONT) != 0; }
+// picture refers to what was sent earlier. Ogg always begins with heads and a key frame. So does an
+// MPEG program stream, unless it is a later part of one that was split, as on a DVD.
+bool Input::startsAnywhere() const {
+  const AVInputFormat& container = *format_->iformat;
+  if (std::strcmp(container.name, "ogg") == 0) return false;
+  if (std::strcmp(container.name, "mpeg") == 0 && beginsWithSequence_) return false;
+  return (container.flags & AVFMT_TS_DISCONT) != 0;
+}
 
 void Input::skipOrFail(const std::string& what) {
   if (stopped_) return;

@@ -61,6 +61,7 @@ class Input {
   void seekToStart(double seconds);
   FramePtr decodeFrame();
   bool isBeforeKeyFrame();
+  void noteFirstPacket();
   void feedDecoder();
   void sendToDecoder(const AVPacket* packet);
   void stopReading();
@@ -93,6 +94,8 @@ class Input {
   std::int64_t decodedFrames_ = 0;
   bool startSkipped_ = false;
   bool awaitsKeyFrame_ = false;
+  bool atFirstPacket_ = true;        ///< of the video
+  bool beginsWithSequence_ = false;  ///< so does the first packet, in MPEG video
   bool stopped_ = false;
   std::int64_t nextPts_ = 0;     ///< in the file, for a frame without a time stamp
   double lastFrameSeconds_ = 0;  ///< of the last frame decoded, in the file

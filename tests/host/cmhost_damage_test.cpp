@@ -151,6 +151,30 @@ TEST_F(Damage, PartsAreNotCounted) {
   }
 }
 
+// Nothing was sent before it: it is not where somebody began to record.
+TEST_F(Damage, InTheFirstPictureOfAWholeFile) {
+  std::string bytes = make("in.ogg", "libtheora", AV_PIX_FMT_YUV420P);
+  const std::size_t page = position(bytes, "OggS", position(bytes, "\x82theora"));
+  bytes[page + 500] = static_cast<char>(bytes[page + 500] ^ 0x10);
+  expectTold(run("in.ogg", bytes), "in.ogg");
+  std::filesystem::remove(folder / "in.ogg");
+
+  bytes = make("in.mpg", "mpeg2video", AV_PIX_FMT_YUV420P);
+  const std::size_t slice = position(bytes, std::string("\0\0\1\3", 4));
+  std::fill_n(bytes.begin() + static_cast<std::ptrdiff_t>(slice + 20), 60, '\xFF');
+  expectTold(run("in.mpg", bytes), "in.mpg");
+}
+
+// As the later files of a DVD do.
+TEST_F(Damage, ProgramStreamMayBeginWithinAPicture) {
+  const std::string bytes = make("in.mpg", "mpeg2video", AV_PIX_FMT_YUV420P);
+  const std::size_t pack = position(bytes, std::string("\0\0\1\xBA", 4), bytes.size() / 4);
+  const Result result = run("in.mpg", bytes.substr(pack));
+  EXPECT_EQ(result.exitCode, 0) << result.err;
+  EXPECT_NE(result.err.find("what lies before the first whole picture"), std::string::npos)
+      << result.err;
+}
+
 TEST_F(Damage, InWhatIsReadWhileOpening) {
   std::string bytes = make("in.mkv", "ffv1", AV_PIX_FMT_YUV420P);
   // The length of a tag's name: longer than the tag.

@@ -34,7 +34,7 @@ const std::vector<SeedClip>& seedClips() {
       {"webm_vp9", "webm", "libvpx-vp9"},
       {"ogg_theora", "ogg", "libtheora"},
       {"flv", "flv", "flv"},
-      {"mpg_mpeg1", "mpg", "mpeg1video", yuv, Loss::silent},
+      {"mpg_mpeg1", "mpg", "mpeg1video"},
       {"vob_mpeg2", "vob", "mpeg2video", yuv, Loss::silent},
       {"ts_mpeg2", "ts", "mpeg2video", yuv, Loss::silent},
       {"ts_h264", "ts", "libx264", yuv, Loss::silent},
