@@ -3,7 +3,14 @@
 # it has mounts and processes of its own, so that nothing stays mounted or goes on running.
 # Needs root and the network. Output of `quietly` goes to $log, which the script names.
 
-((EUID == 0)) || { echo "$(basename "$0"): run it as root" >&2; exit 1; }
+fail() {
+  echo "$(basename "$0"): $*" >&2
+  exit 1
+}
+
+((EUID == 0)) || fail "run it as root"
+unshare --mount --propagation private --pid --fork --kill-child true ||
+  fail "needs mounts and processes of its own, which this machine or container does not allow"
 script/setup cleanroot
 mkdir -p build
 roots=$(mktemp --directory "$PWD/build/roots.XXXXXX")
@@ -34,7 +41,13 @@ quietly() { "$@" >>"$log" 2>&1 || { tail -n 30 "$log" >&2; exit 1; }; }
 # clean_root RELEASE MIRROR: sets `root` to a bare Debian of that release. Further ones are copies.
 clean_root() {
   local plain=$roots/plain-$1
-  [[ -d $plain ]] || quietly contain debootstrap --variant=minbase "$1" "$plain" "$2"
+  if [[ ! -d $plain ]]; then
+    echo "== $1: a bare root"
+    contain debootstrap --variant=minbase "$1" "$plain" "$2" >>"$log" 2>&1 ||
+      { tail -n 5 "$log" >&2; fail "could not make a bare $1 from $2; see $log"; }
+    # It need not survive a loss of power.
+    echo force-unsafe-io >"$plain/etc/dpkg/dpkg.cfg.d/unsafe-io"
+  fi
   root=$(mktemp --directory "$roots/$1.XXXXXX")
   cp --archive "$plain/." "$root"
 }
