@@ -172,7 +172,7 @@ void Input::sendToDecoder(const AVPacket* packet) {
 bool Input::isBeforeKeyFrame() {
   if (!awaitsKeyFrame_) return false;
   awaitsKeyFrame_ = (packet_->flags & AV_PKT_FLAG_KEY) == 0;
-  if (awaitsKeyFrame_) startSkipped_ = true;
+  if (awaitsKeyFrame_) startSkipped_ = !startsLater_;
   return awaitsKeyFrame_;
 }
 
@@ -188,7 +188,7 @@ void Input::noteFirstPacket() {
   const std::uint8_t* const code =
       std::search(begin, end, std::begin(startCode), std::end(startCode));
   beginsWithSequence_ = end - code > 3 && code[3] == sequence;
-  if (!beginsWithSequence_ && startsAnywhere()) startSkipped_ = true;
+  if (!beginsWithSequence_ && startsAnywhere()) startSkipped_ = !startsLater_;
 }
 
 void Input::feedDecoder() {

@@ -173,6 +173,10 @@ TEST_F(Damage, ProgramStreamMayBeginWithinAPicture) {
   EXPECT_EQ(result.exitCode, 0) << result.err;
   EXPECT_NE(result.err.find("what lies before the first whole picture"), std::string::npos)
       << result.err;
+  std::filesystem::remove(folder / "out.nut");
+  const Result part = run("in.mpg", bytes.substr(pack), {"--start", "0.6"});
+  EXPECT_EQ(part.exitCode, 0) << part.err;
+  EXPECT_EQ(part.err.find("warning"), std::string::npos) << part.err;
 }
 
 TEST_F(Damage, InWhatIsReadWhileOpening) {
