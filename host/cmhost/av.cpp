@@ -33,7 +33,8 @@ void keepLog(void* source, int level, const char* format, va_list arguments) {
   AvLogLine line;
   line.level = level;
   line.category = kind != nullptr ? categoryOf(*kind, source) : AV_CLASS_CATEGORY_NA;
-  line.isRepair = startsWith(format, "concealing ");
+  line.isRepair =
+      startsWith(format, "concealing ") || startsWith(format, "freeing incomplete packet");
   if (level > AV_LOG_WARNING && !line.isRepair) return;
 
   char text[512];

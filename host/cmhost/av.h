@@ -48,7 +48,7 @@ void captureAvLog();
 struct AvLogLine {
   int level = 0;  ///< AV_LOG_WARNING or worse, unless it is a repair
   AVClassCategory category = AV_CLASS_CATEGORY_NA;
-  bool isRepair = false;  ///< a decoder has replaced a lost part of a picture
+  bool isRepair = false;  ///< what was lost has been replaced or left out
   std::string text;       ///< behind the name of what logs it, without a line end
 };
 

@@ -68,7 +68,7 @@ void Integrity::begin(const AVFormatContext& format, const AVStream& video) {
 // came from a look at the first packets, which are decoded again.
 bool Integrity::isDamage(const AvLogLine& line) const {
   const bool isError = line.level <= AV_LOG_ERROR && !isHarmless(line);
-  if (line.category == AV_CLASS_CATEGORY_DEMUXER) return isError;
+  if (line.category == AV_CLASS_CATEGORY_DEMUXER) return isError || line.isRepair;
   if (line.category == AV_CLASS_CATEGORY_NA || line.category == AV_CLASS_CATEGORY_BITSTREAM_FILTER)
     return isError && readingThread_ == std::this_thread::get_id();
   if (line.category != AV_CLASS_CATEGORY_DECODER || !decoding_) return false;

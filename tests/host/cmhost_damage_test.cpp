@@ -126,6 +126,18 @@ TEST_F(Damage, InTheHeadOfAnMxfItem) {
       << result.err;
 }
 
+// The demuxer drops a picture of which one packet is lost.
+TEST_F(Damage, InTheHeadOfAnAsfPacket) {
+  std::string bytes = make("in.wmv", "wmv2", AV_PIX_FMT_YUV420P);
+  constexpr std::size_t headBytes = 50;  // of the object that holds the packets
+  constexpr std::size_t packetBytes = 3200;
+  const std::size_t object = position(bytes, "\x36\x26\xB2\x75\x8E\x66\xCF\x11");
+  const std::size_t packet = object + headBytes + 5 * packetBytes;
+  ASSERT_EQ(bytes[packet], '\x82');
+  std::fill_n(bytes.begin() + static_cast<std::ptrdiff_t>(packet), 40, '\0');
+  expectTold(run("in.wmv", bytes), "in.wmv");
+}
+
 // Writers of AVI fill gaps with chunks of no length, which are no pictures.
 TEST_F(Damage, GapsInAnAviAreNone) {
   clip::Clip clip;
