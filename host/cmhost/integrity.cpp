@@ -58,6 +58,7 @@ void Integrity::begin(const AVFormatContext& format, const AVStream& video) {
   video_ = &video;
   onePicturePerPacket_ = hasPicturePerPacket(video.codecpar->codec_id);
   lastPicture_.begin(format, video);
+  hiddenPictures_.begin(format);
   packetCount_.begin(format, video);
   endsWithPicture_ = isContainer(format, "mjpeg") || isContainer(format, "jpeg_pipe");
   decoding_ = true;
@@ -107,6 +108,7 @@ void Integrity::addPacket(const AVPacket& packet) {
   const bool isKey = (packet.flags & AV_PKT_FLAG_KEY) != 0;
   if (isKey && firstKeyPts_ == AV_NOPTS_VALUE) firstKeyPts_ = packet.pts;
   lastPicture_.addPacket(packet);
+  hiddenPictures_.addPacket(packet);
   packetCount_.addPacket(packet);
   const bool isShown = (packet.flags & AV_PKT_FLAG_DISCARD) == 0 && packet.size > 0;
   if (onePicturePerPacket_ && isShown && packet.pts != AV_NOPTS_VALUE) awaited_.insert(packet.pts);
@@ -183,6 +185,8 @@ bool Integrity::hasPartOfPicture() const {
 
 std::string Integrity::missing(bool fromItsBeginning) const {
   if (std::string bytes = missingBytes(); !bytes.empty()) return bytes;
+  if (fromItsBeginning && hiddenPictures_.areLost())
+    return "a wrong time in its tables hides pictures";
   if (fromItsBeginning)
     for (std::string lack : {missingTime(), missingPackets()})
       if (!lack.empty()) return lack;

@@ -8,6 +8,7 @@
 #include <thread>
 
 #include "host/cmhost/av.h"
+#include "host/cmhost/hidden_pictures.h"
 #include "host/cmhost/input_file.h"
 #include "host/cmhost/last_picture.h"
 #include "host/cmhost/packet_count.h"
@@ -20,6 +21,7 @@ namespace cmhost {
 ///  - a picture that went into the decoder and did not come out, for codecs that make exactly one
 ///    picture of each packet;
 ///  - a picture that the container counts and the demuxer does not find;
+///  - a picture that an edit list hides because its time cannot be right;
 ///  - an input that ends before its container says, where the container says so.
 class Integrity final : public AvLogListener {
  public:
@@ -94,6 +96,7 @@ class Integrity final : public AvLogListener {
   std::int64_t timesEnd_ = 0;                  ///< when the last packet ends, in microseconds
   int packetBytes_ = 0;                        ///< of the last packet of the video
   LastPicture lastPicture_;
+  HiddenPictures hiddenPictures_;
   PacketCount packetCount_;
 };
 

@@ -138,6 +138,15 @@ TEST_F(Damage, InTheHeadOfAnAsfPacket) {
   expectTold(run("in.wmv", bytes), "in.wmv");
 }
 
+// A wrong time puts a picture where the edit list hides it.
+TEST_F(Damage, InTheTimesOfAnMp4) {
+  std::string bytes = make("in.mp4", "libx264", AV_PIX_FMT_YUV420P);
+  bytes[position(bytes, "ctts") + 24] = '\x01';  // of the second picture
+  const Result result = run("in.mp4", bytes);
+  expectTold(result, "in.mp4");
+  EXPECT_NE(result.err.find("hides pictures"), std::string::npos) << result.err;
+}
+
 // Writers of AVI fill gaps with chunks of no length, which are no pictures.
 TEST_F(Damage, GapsInAnAviAreNone) {
   clip::Clip clip;
