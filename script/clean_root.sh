@@ -52,7 +52,8 @@ clean_root() {
   cp --archive "$plain/." "$root"
 }
 
-# inside COMMAND...: runs it in the root as on a machine that has just started.
+# inside COMMAND...: runs it in the root as on a machine that has just started. Of the environment, only
+# http_proxy is kept.
 inside() {
   contain bash -c '
     set -e
@@ -62,7 +63,7 @@ inside() {
     mount -t devpts -o newinstance,ptmxmode=0666 devpts "$root/dev/pts"
     mount -t tmpfs tmpfs "$root/dev/shm"
     exec chroot "$root" env -i --default-signal PATH=/usr/sbin:/usr/bin:/sbin:/bin HOME=/root LC_ALL=C.UTF-8 \
-      DEBIAN_FRONTEND=noninteractive "$@"' "$root" "$@"
+      DEBIAN_FRONTEND=noninteractive ${http_proxy:+"http_proxy=$http_proxy"} "$@"' "$root" "$@"
 }
 
 # try_packages FOLDER: installs the packages that lie in it in a root where nothing else is, and uses
