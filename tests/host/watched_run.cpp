@@ -55,9 +55,12 @@ std::string textAt(pid_t process, std::uint64_t address) {
   return bytes > 0 ? text : "?";
 }
 
-// The sanitizers look at their own threads by number.
+// The sanitizers look at their own threads by number, and clang's OpenMP runtime notes the
+// process's number in a file in memory, to know a second copy of itself.
 std::string withoutNumbers(const std::string& path) {
-  if (path.rfind("/proc/", 0) != 0) return path;
+  const bool isNumbered =
+      path.rfind("/proc/", 0) == 0 || path.rfind("/dev/shm/__KMP_REGISTERED_LIB_", 0) == 0;
+  if (!isNumbered) return path;
   std::string result;
   for (const char character : path) {
     const bool isDigit = character >= '0' && character <= '9';
