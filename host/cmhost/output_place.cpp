@@ -1,7 +1,9 @@
 #include "host/cmhost/output_place.h"
 
 #include <fcntl.h>
+#include <linux/magic.h>
 #include <sys/stat.h>
+#include <sys/statfs.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -14,28 +16,55 @@ namespace cmhost {
 
 namespace {
 
-bool look(const OutputPlace& place, struct stat& status) {
-  return ::fstatat(place.folder.number(), place.name.c_str(), &status, AT_SYMLINK_NOFOLLOW) == 0;
+constexpr int mostLinks = 40;  // as the system has it
+
+bool isSameFile(const struct stat& one, const struct stat& other) {
+  return one.st_dev == other.st_dev && one.st_ino == other.st_ino;
 }
 
-// Splits `target` and opens its folder.
-OutputPlace openPlace(const std::string& path, const std::string& target) {
+// False when nothing has that name.
+bool look(const std::string& path, const OutputPlace& place, struct stat& entry) {
+  const char* const name = place.name.c_str();
+  if (::fstatat(place.folder.number(), name, &entry, AT_SYMLINK_NOFOLLOW) == 0) return true;
+  if (errno != ENOENT) failWriting(path, errno);
+  return false;
+}
+
+// Splits `target`, which is seen from `from`, and opens its folder.
+OutputPlace openPlace(const std::string& path, const std::string& target,
+                      const OutputPlace* from = nullptr) {
   OutputPlace place;
   const std::size_t slash = target.rfind('/');
-  if (slash != std::string::npos) place.shownFolder = target.substr(0, slash + 1);
+  place.shownFolder = slash != std::string::npos ? target.substr(0, slash + 1) : "";
   place.name = target.substr(place.shownFolder.size());
   if (place.name.empty()) failWriting(path, EISDIR);
-  const char* const folder = place.shownFolder.empty() ? "." : place.shownFolder.c_str();
-  place.folder = FileDescriptor(::open(folder, O_PATH | O_DIRECTORY | O_CLOEXEC));
+  const std::string folder = place.shownFolder.empty() ? "." : place.shownFolder;
+  place.folder = FileDescriptor(::openat(from != nullptr ? from->folder.number() : AT_FDCWD,
+                                         folder.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC));
   if (place.folder.number() < 0) failWriting(path, errno);
+  if (from != nullptr && target[0] != '/') place.shownFolder.insert(0, from->shownFolder);
   return place;
 }
 
-bool isPlanted(const OutputPlace& place, const struct stat& link) {
+// Somebody else has put it into a folder that everybody may write to.
+bool isPlanted(const OutputPlace& place, const struct stat& entry) {
   struct stat folder = {};
   return ::fstat(place.folder.number(), &folder) == 0 && (folder.st_mode & S_ISVTX) != 0 &&
-         (folder.st_mode & S_IWOTH) != 0 && link.st_uid != ::geteuid() &&
-         link.st_uid != folder.st_uid;
+         (folder.st_mode & S_IWOTH) != 0 && entry.st_uid != ::geteuid() &&
+         entry.st_uid != folder.st_uid;
+}
+
+// The links of /proc lead to open files, not to the names that they show.
+bool isInProc(const OutputPlace& place) {
+  struct statfs system = {};
+  return ::fstatfs(place.folder.number(), &system) == 0 && system.f_type == PROC_SUPER_MAGIC;
+}
+
+std::string targetOf(const std::string& path, const OutputPlace& link) {
+  char target[PATH_MAX];
+  const ssize_t size = ::readlinkat(link.folder.number(), link.name.c_str(), target, sizeof target);
+  if (size < 0) failWriting(path, errno);
+  return std::string(target, static_cast<std::size_t>(size));
 }
 
 std::string pathOf(const FileDescriptor& file) {
@@ -45,33 +74,18 @@ std::string pathOf(const FileDescriptor& file) {
   return std::string(target, size > 0 && size < PATH_MAX ? static_cast<std::size_t>(size) : 0);
 }
 
-// The place of `file`, to which the system came through the link `path`.
+// The place of `file`, to which the system came through a link of /proc.
 OutputPlace placeOf(const std::string& path, const FileDescriptor& file) {
   struct stat opened = {};
   struct stat found = {};
   const std::string target = pathOf(file);
   if (!target.empty() && target[0] == '/') {
     OutputPlace place = openPlace(path, target);
-    if (::fstat(file.number(), &opened) == 0 && look(place, found) &&
-        opened.st_dev == found.st_dev && opened.st_ino == found.st_ino)
+    if (::fstat(file.number(), &opened) == 0 && look(path, place, found) &&
+        isSameFile(opened, found))
       return place;
   }
   throw Failure(path + " is a link to a file whose own name cannot be found; name that file");
-}
-
-// Where the system makes the file to which a link without a target leads: it makes one, whose place
-// is looked up and which is then removed.
-OutputPlace placeBehindDanglingLink(const std::string& path) {
-  constexpr int flags = O_WRONLY | O_CREAT | O_NONBLOCK | O_CLOEXEC;
-  const FileDescriptor file(::open(path.c_str(), flags, S_IRUSR | S_IWUSR));
-  if (file.number() < 0) failWriting(path, errno);
-  OutputPlace place = placeOf(path, file);
-  struct stat status = {};
-  const bool isOurs = ::fstat(file.number(), &status) == 0 && S_ISREG(status.st_mode) &&
-                      status.st_size == 0 && status.st_uid == ::geteuid();
-  if (!isOurs) throw Failure(path + " has come to lead to a file meanwhile");
-  if (::unlinkat(place.folder.number(), place.name.c_str(), 0) != 0) failWriting(path, errno);
-  return place;
 }
 
 }  // namespace
@@ -84,19 +98,29 @@ std::optional<OutputPlace> findPlace(const std::string& path) {
   if (exists && ::fstat(there.number(), &status) != 0) failWriting(path, errno);
   if (exists && S_ISDIR(status.st_mode))
     throw Failure(path + " is a directory; name a file to write");
-  if (exists && !S_ISREG(status.st_mode)) return std::nullopt;
 
+  // Link by link: where a link without a target leads, the system says only by making a file there.
   OutputPlace place = openPlace(path, path);
   struct stat entry = {};
-  if (look(place, entry)) {
-    if (S_ISLNK(entry.st_mode)) {
-      if (isPlanted(place, entry)) failWriting(path, EACCES);
-      place = exists ? placeOf(path, there) : placeBehindDanglingLink(path);
+  bool taken = look(path, place, entry);
+  for (int links = 0; taken && S_ISLNK(entry.st_mode); ++links) {
+    if (isPlanted(place, entry)) failWriting(path, EACCES);
+    if (links == mostLinks) failWriting(path, ELOOP);
+    if (exists && isInProc(place)) {
+      if (!S_ISREG(status.st_mode)) return std::nullopt;
+      place = placeOf(path, there);
+    } else {
+      place = openPlace(path, targetOf(path, place), &place);
     }
-  } else if (errno != ENOENT) {
-    failWriting(path, errno);
+    taken = look(path, place, entry);
   }
-  if (exists) place.takenBy = status.st_mode & (S_IRWXU | S_IRWXG | S_IRWXO);
+  if (taken != exists || (taken && !isSameFile(entry, status)))
+    throw Failure(path + " has come to lead elsewhere meanwhile");
+  if (taken && !S_ISREG(entry.st_mode)) {
+    if (isPlanted(place, entry)) failWriting(path, EACCES);
+    return std::nullopt;
+  }
+  if (taken) place.takenBy = entry.st_mode & (S_IRWXU | S_IRWXG | S_IRWXO);
   return place;
 }
 

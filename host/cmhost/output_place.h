@@ -21,9 +21,11 @@ struct OutputPlace {
 /// Finds the place to which `path` leads; nothing when what is there is no regular file, but a pipe
 /// or a device, to be opened by its path.
 ///
-/// The system follows links, by its own rules; a link to no file yet leads to the place where the
-/// system would make one. A link that somebody else has put into a folder that everybody may write
-/// to (sticky, as /tmp) is not followed, as if `fs.protected_symlinks` were always set.
+/// Links at the end of the path are followed; a link to no file yet leads to the place where the
+/// system would make one, and nothing is made there. A link or a pipe that somebody else has put
+/// into a folder that everybody may write to (sticky, as /tmp) is refused, at every link of a
+/// chain, as if `fs.protected_symlinks` and `fs.protected_fifos` were always set. Like these, that
+/// leaves out links to the folders of a path: the system follows them by its own rules.
 ///
 /// Throws `Failure` for a folder and for what the system refuses. Only a file that is not there is
 /// taken as missing: any other error is reported.

@@ -3,6 +3,7 @@
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
+#include <sys/inotify.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -105,6 +106,36 @@ TEST_F(OutputPlaceTest, LinkToNothingYet) {
   EXPECT_TRUE(fs::is_symlink(folder / "first"));
 }
 
+TEST_F(OutputPlaceTest, NothingIsMadeBehindALink) {
+  fs::create_directories(folder / "there");
+  fs::create_symlink("there/new.nut", folder / "link");
+  const cmhost::FileDescriptor events(::inotify_init1(IN_NONBLOCK | IN_CLOEXEC));
+  ASSERT_GE(::inotify_add_watch(events.number(), (folder / "there").c_str(), IN_CREATE), 0);
+  EXPECT_TRUE(findPlace(folder / "link"));
+  char event[1024];
+  EXPECT_EQ(::read(events.number(), event, sizeof event), -1);
+  EXPECT_EQ(errno, EAGAIN);
+}
+
+TEST_F(OutputPlaceTest, LinkToALinkOfProc) {
+  makeFile("old.nut", 0600);
+  const cmhost::FileDescriptor file(::open((folder / "old.nut").c_str(), O_RDWR | O_CLOEXEC));
+  fs::create_symlink("/proc/self/fd/" + std::to_string(file.number()), folder / "link");
+  const auto place = findPlace(folder / "link");
+  ASSERT_TRUE(place);
+  EXPECT_EQ(place->name, "old.nut");
+  expectFolder(*place, folder.path());
+}
+
+TEST_F(OutputPlaceTest, ShownFolderIsThatOfTheTarget) {
+  fs::create_directories(folder / "there/deeper");
+  fs::create_symlink("deeper/new.nut", folder / "there/second");
+  fs::create_symlink("there/second", folder / "first");
+  fs::create_symlink(folder / "there/new.nut", folder / "absolute");
+  EXPECT_EQ(findPlace(folder / "first")->shownFolder, folder / "there/deeper/");
+  EXPECT_EQ(findPlace(folder / "absolute")->shownFolder, folder / "there/");
+}
+
 TEST_F(OutputPlaceTest, FolderThatIsALink) {
   fs::create_directories(folder / "there");
   fs::create_symlink("there", folder / "folder");
@@ -140,7 +171,7 @@ TEST_F(OutputPlaceTest, WhatMayNotBeSeenIsNotMissing) {
   ASSERT_EQ(::chmod((folder / "locked").c_str(), 0700), 0);
 }
 
-TEST_F(OutputPlaceTest, LinkPlantedInASharedFolder) {
+TEST_F(OutputPlaceTest, LinkPlantedInAOutputPlaceInSharedFolder) {
   makeFile("precious.nut", 0600);
   fs::create_directories(folder / "shared");
   ASSERT_EQ(::chmod((folder / "shared").c_str(), 01777), 0);
@@ -156,6 +187,46 @@ TEST_F(OutputPlaceTest, LinkPlantedInASharedFolder) {
   EXPECT_FALSE(fs::exists(folder / "new.nut"));
   ASSERT_EQ(::chmod((folder / "shared").c_str(), 0755), 0);
   EXPECT_TRUE(findPlace(folder / "shared/planted"));
+}
+
+class OutputPlaceInSharedFolder : public OutputPlaceTest {
+ protected:
+  void SetUp() override {
+    fs::create_directories(folder / "shared");
+    ASSERT_EQ(::chmod((folder / "shared").c_str(), 01777), 0);
+    ASSERT_EQ(::mkfifo((folder / "pipe").c_str(), 0600), 0);
+    makeFile("precious.nut", 0600);
+  }
+
+  bool giveAway(const std::string& name) const {
+    return ::lchown((folder / name).c_str(), nobody, nobody) == 0;
+  }
+};
+
+TEST_F(OutputPlaceInSharedFolder, PlantedLinkToAPipe) {
+  fs::create_symlink("../pipe", folder / "shared/link");
+  EXPECT_FALSE(findPlace(folder / "shared/link"));
+  if (!giveAway("shared/link")) GTEST_SKIP() << "only root can plant a link of somebody else";
+  expectRefused(folder / "shared/link", " cannot be written: Permission denied");
+}
+
+TEST_F(OutputPlaceInSharedFolder, PlantedLinkBehindAnother) {
+  fs::create_symlink("../precious.nut", folder / "shared/link");
+  fs::create_symlink("shared/link", folder / "own");
+  fs::create_symlink("own", folder / "first");
+  EXPECT_TRUE(findPlace(folder / "first"));
+  if (!giveAway("shared/link")) GTEST_SKIP() << "only root can plant a link of somebody else";
+  expectRefused(folder / "own", " cannot be written: Permission denied");
+  expectRefused(folder / "first", " cannot be written: Permission denied");
+}
+
+TEST_F(OutputPlaceInSharedFolder, PlantedPipe) {
+  ASSERT_EQ(::mkfifo((folder / "shared/pipe").c_str(), 0622), 0);
+  EXPECT_FALSE(findPlace(folder / "shared/pipe"));
+  if (!giveAway("shared/pipe")) GTEST_SKIP() << "only root can plant a pipe of somebody else";
+  expectRefused(folder / "shared/pipe", " cannot be written: Permission denied");
+  ASSERT_EQ(::chmod((folder / "shared").c_str(), 0755), 0);
+  EXPECT_FALSE(findPlace(folder / "shared/pipe"));
 }
 
 TEST_F(OutputPlaceTest, FileWithoutANameOfItsOwn) {
