@@ -89,7 +89,8 @@ template <typename T>
 void copy_rectangle(const T* src, std::size_t src_stride, T* dst, std::size_t dst_stride,
                     std::size_t width, std::size_t height) {
   for (std::size_t row = 0; row < height; ++row) {
-    std::memcpy(dst + row * dst_stride, src + row * src_stride, width * sizeof(T));
+    const void* const from = src + row * src_stride;  // which need not be aligned
+    std::memcpy(dst + row * dst_stride, from, width * sizeof(T));
   }
 }
 
