@@ -13,6 +13,7 @@
 #include "host/cmhost/messages.h"
 #include "host/cmhost/options.h"
 #include "host/cmhost/run.h"
+#include "host/cmhost/signal_stack.h"
 #include "host/cmhost/sudden_end.h"
 
 namespace {
@@ -57,6 +58,7 @@ int main(int argc, char** argv) {
   std::signal(SIGPIPE, SIG_IGN);  // told by the write that fails, as is the next
   std::signal(SIGXFSZ, SIG_IGN);
   cmhost::captureAvLog();
+  const cmhost::SignalStack signalStack;
   cmhost::sudden_end::install();
   try {
     int exitCode = cmhost::exitDone;

@@ -20,7 +20,6 @@ namespace cmhost::sudden_end {
 namespace {
 
 constexpr int crashes[] = {SIGABRT, SIGBUS, SIGFPE, SIGILL, SIGSEGV, SIGSYS, SIGTRAP};
-constexpr std::size_t signalStackBytes = 65536;
 
 // What a signal handler may touch: lock-free atomics and memory that is always there.
 static_assert(std::atomic<pid_t>::is_always_lock_free && std::atomic<bool>::is_always_lock_free);
@@ -127,24 +126,9 @@ ModulePresence::ModulePresence(const std::string& path) {
 
 ModulePresence::~ModulePresence() { moduleIsPresent = false; }
 
-ModuleCall::ModuleCall(const char* during) {
-  callDuring = during;
-  stack_t stack = {};
-  if (::sigaltstack(nullptr, &stack) != 0 || (stack.ss_flags & SS_DISABLE) == 0) return;
-  signalStack_ = std::make_unique<char[]>(signalStackBytes);
-  stack.ss_sp = signalStack_.get();
-  stack.ss_size = signalStackBytes;
-  stack.ss_flags = 0;
-  ::sigaltstack(&stack, nullptr);
-}
+ModuleCall::ModuleCall(const char* during) { callDuring = during; }
 
-ModuleCall::~ModuleCall() {
-  callDuring = nullptr;
-  if (signalStack_ == nullptr) return;
-  stack_t none = {};
-  none.ss_flags = SS_DISABLE;
-  ::sigaltstack(&none, nullptr);
-}
+ModuleCall::~ModuleCall() { callDuring = nullptr; }
 
 void leave(const char* during, const char* what, const char* detail) {
   if (isFirstEnd()) {

@@ -1,6 +1,5 @@
 #pragma once
 
-#include <memory>
 #include <string>
 
 /// Ends of the process that the program did not choose, as a module may bring them about: `exit`,
@@ -10,6 +9,7 @@ namespace cmhost::sudden_end {
 
 /// Watches for these ends from now on. `exit` counts as one only while a module is loaded. It and
 /// an uncaught exception then give exit code 1; after a crash the signal ends the process as usual.
+/// An overflow of a thread's stack is told where the thread has a `SignalStack`.
 void install();
 
 /// A module is in the process while this lives. One at a time.
@@ -22,16 +22,13 @@ class ModulePresence {
 };
 
 /// This thread is in the module while this lives. `during` completes a message, as "in its
-/// factory"; it is kept by address. Gives the thread a stack for signals if it has none.
+/// factory"; it is kept by address.
 class ModuleCall {
  public:
   explicit ModuleCall(const char* during);
   ~ModuleCall();
   ModuleCall(const ModuleCall&) = delete;
   ModuleCall& operator=(const ModuleCall&) = delete;
-
- private:
-  std::unique_ptr<char[]> signalStack_;
 };
 
 /// Ends the process with exit code 1 and the line "MODULE: the module `what` `during`: `detail`".

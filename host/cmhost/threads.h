@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "host/cmhost/failure.h"
+#include "host/cmhost/signal_stack.h"
 
 namespace cmhost {
 
@@ -12,11 +13,14 @@ namespace cmhost {
 constexpr const char* threadLimits =
     "the limit on processes (ulimit -u), on the tasks of the container or on memory is reached";
 
-/// Starts a thread. Throws `Failure` that says what is short.
+/// Starts a thread with a stack for signals. Throws `Failure` that says what is short.
 template <typename Body>
 std::thread startThread(Body body) {
   try {
-    return std::thread(std::move(body));
+    return std::thread([body = std::move(body)]() mutable {
+      const SignalStack signalStack;
+      body();
+    });
   } catch (const std::system_error& error) {
     throw Failure("a thread cannot be started: " + error.code().message() + "; " + threadLimits);
   }

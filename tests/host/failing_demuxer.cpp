@@ -1,0 +1,42 @@
+// To be preloaded: reading from an input fails in the way that FAILING_DEMUXER says, on the thread
+// that it says: `overflows_in_main`, `overflows_in_thread`, `throws_in_thread`.
+#include <dlfcn.h>
+#include <sys/types.h>
+#include <unistd.h>
+
+#include <cstdlib>
+#include <new>
+#include <string>
+
+struct AVFormatContext;
+struct AVPacket;
+
+#if defined(__clang__)
+#define WITHOUT_SANITIZERS __attribute__((no_sanitize("address", "undefined", "thread"), noinline))
+#else
+#define WITHOUT_SANITIZERS __attribute__((no_sanitize("address", "undefined"), noinline))
+#endif
+
+namespace {
+
+volatile bool forEver = true;
+
+WITHOUT_SANITIZERS int overflowStack(volatile char* before) {
+  volatile char here[4096];
+  here[0] = before != nullptr ? before[0] : '\0';
+  return forEver ? overflowStack(here) + here[0] : 0;
+}
+
+}  // namespace
+
+extern "C" __attribute__((visibility("default"))) int av_read_frame(AVFormatContext* format,
+                                                                    AVPacket* packet) {
+  using Read = decltype(&av_read_frame);
+  static const auto read = reinterpret_cast<Read>(::dlsym(RTLD_NEXT, "av_read_frame"));
+  const char* const value = std::getenv("FAILING_DEMUXER");
+  const std::string failure = value != nullptr ? value : "";
+  const std::string thread = ::gettid() == ::getpid() ? "main" : "thread";
+  if (failure == "overflows_in_" + thread) return overflowStack(nullptr);
+  if (failure == "throws_in_" + thread) throw std::bad_alloc();
+  return read(format, packet);
+}
