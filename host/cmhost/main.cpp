@@ -50,16 +50,7 @@ int failed(const char* reason, int exitCode = cmhost::exitFailed) {
   return signal != 0 ? cmhost::exitSignal + signal : exitCode;
 }
 
-}  // namespace
-
-int main(int argc, char** argv) {
-  fillStandardStreams();
-  keepPicturesMemory();
-  std::signal(SIGPIPE, SIG_IGN);  // told by the write that fails, as is the next
-  std::signal(SIGXFSZ, SIG_IGN);
-  cmhost::captureAvLog();
-  const cmhost::SignalStack signalStack;
-  cmhost::sudden_end::install();
+int runProgram(int argc, char** argv) {
   try {
     int exitCode = cmhost::exitDone;
     const auto options = cmhost::parseCommandLine(argc, argv, exitCode);
@@ -76,4 +67,17 @@ int main(int argc, char** argv) {
   } catch (...) {
     return failed("an exception of an unknown kind");
   }
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  fillStandardStreams();
+  keepPicturesMemory();
+  std::signal(SIGPIPE, SIG_IGN);  // told by the write that fails, as is the next
+  std::signal(SIGXFSZ, SIG_IGN);
+  cmhost::captureAvLog();
+  const cmhost::SignalStack signalStack;
+  cmhost::sudden_end::install();
+  return cmhost::sudden_end::finish(runProgram(argc, argv));
 }

@@ -41,6 +41,7 @@ std::string loaderReason() {
 
 void Module::Unload::operator()(void* library) const {
   guard->call(unloading, [&] { ::dlclose(library); });
+  if (::dlopen(guard->path().c_str(), RTLD_NOW | RTLD_NOLOAD) != nullptr) sudden_end::avoidExit();
 }
 
 void Module::Destroy::operator()(QOR::CM::RComponent* component) const {

@@ -21,6 +21,14 @@ class ModulePresence {
   ModulePresence& operator=(const ModulePresence&) = delete;
 };
 
+/// A module's library could not be unloaded. `exit` would run its destructors, which nothing
+/// watches any more: `finish` is to do without.
+void avoidExit();
+
+/// Ends the program with `code`, which is returned to be returned from `main` if nothing of a
+/// module would run then.
+int finish(int code);
+
 /// This thread is in the module while this lives. `during` completes a message, as "in its
 /// factory"; it is kept by address.
 class ModuleCall {

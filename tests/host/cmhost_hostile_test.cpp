@@ -43,9 +43,9 @@ class HostileModule : public testing::Test {
   }
 
   /// The module that behaves as `behaviour` says.
-  std::string module(const std::string& behaviour) const {
+  std::string module(const std::string& behaviour, const char* file = HOSTILE_MODULE) const {
     std::string path = modules / (behaviour + ".so");
-    EXPECT_EQ(::symlink(HOSTILE_MODULE, path.c_str()), 0) << path;
+    EXPECT_EQ(::symlink(file, path.c_str()), 0) << path;
     return path;
   }
 
@@ -226,6 +226,32 @@ TEST_F(HostileModule, PutsFramesThatAreNotDue) {
   expectFailure("puts_again_at_the_end", "the module put frame 29 twice");
   expectFailure("puts_backwards", "the module put frame 0 after frame 1");
   expectFailure("puts_its_own_frames", "the module put a frame that is not the host's");
+}
+
+// The destructors of a module that cannot be unloaded would run after the output has its name.
+TEST_F(HostileModule, ThatStaysLoadedDoesNothingAtTheEnd) {
+  if (addressSanitizer) GTEST_SKIP() << "the process ends by exit, for the search for leaks";
+  for (const std::string behaviour :
+       {"spins_in_unload", "exits_in_unload", "segfaults_in_unload"}) {
+    SCOPED_TRACE(behaviour);
+    const std::string path = module(behaviour, HOSTILE_MODULE_THAT_STAYS);
+    program::Streams streams;
+    streams.wrapper = {"timeout", "-s", "KILL", "20"};
+    Process run(folder.path(), {"--overwrite", "--module", path, "in.y4m", "out.nut"}, streams);
+    const Result result = run.wait();
+    EXPECT_EQ(result.exitCode, 0) << result.err;
+    EXPECT_NE(result.err.find("30 frames in "), std::string::npos) << result.err;
+    EXPECT_EQ(clip::read(folder / "out.nut").pictures.size(), static_cast<std::size_t>(frames));
+    Process failing(folder.path(),
+                    {"--output-format", "nut", "--module", path, "in.y4m", "/dev/full"}, streams);
+    const Result failed = failing.wait();
+    EXPECT_EQ(failed.exitCode, 1);
+    EXPECT_NE(failed.err.find("/dev/full cannot be written"), std::string::npos) << failed.err;
+    Process inspecting(folder.path(), {"--inspect", path}, streams);
+    const Result inspected = inspecting.wait();
+    EXPECT_EQ(inspected.exitCode, 0) << inspected.err;
+    EXPECT_NE(inspected.out.find("configured: "), std::string::npos) << inspected.out;
+  }
 }
 
 // What a module may do.
