@@ -107,7 +107,7 @@ void Output::keepPartial() {
     try {
       if (!framesEnded_) endFrames();
       muxer_->finish();
-    } catch (const Failure&) {
+    } catch (...) {
       // What there is is kept without its end.
     }
     avio_flush(file_->io());

@@ -132,7 +132,7 @@ int run(const Options& options) {
     pipeline.reset();
     module.unload();  // whatever it still does must not come after the output has its name
     output.commit();
-  } catch (const Failure&) {
+  } catch (...) {
     progress.clear();
     output.keepPartial();
     throw;
