@@ -96,9 +96,12 @@ void Output::commit() {
   if (preview_ != nullptr) preview_->put();
   if (digests_ != nullptr) digests_->put();
   if (file_ != nullptr) file_->put();  // last: when the video is there, everything is
-  if (preview_ != nullptr && frames_ <= options_.previewFrame)
-    throw Failure(preview_->name() + " is not written: there is no frame " +
-                  std::to_string(options_.previewFrame) + ", only " + frameCount(frames_));
+}
+
+std::string Output::missingPreview() const {
+  if (preview_ == nullptr || frames_ > options_.previewFrame) return {};
+  return preview_->name() + " is not written: there is no frame " +
+         std::to_string(options_.previewFrame) + ", only " + frameCount(frames_);
 }
 
 void Output::keepPartial() {

@@ -39,6 +39,9 @@ class Output {
   /// is written. Throws `Failure`.
   void commit();
 
+  /// What to say when the frame of the preview did not come; else nothing.
+  std::string missingPreview() const;
+
   /// Closes what a failure has left of the video, when it is to be kept, and says where it lies.
   void keepPartial();
 

@@ -138,6 +138,10 @@ int run(const Options& options) {
     throw;
   }
   progress.clear();
+  if (const std::string missing = output.missingPreview(); !missing.empty()) {
+    if (!input.stopped()) throw Failure(missing);
+    printWarning(missing);
+  }
   if (input.stopped())
     printNote("interrupted: " + output.name() + " is closed properly and holds " +
               frameCount(output.frames()));

@@ -71,6 +71,14 @@ TEST_F(Interrupt, TerminationLikewise) {
   expectHolds(interrupt(SIGTERM, {"--encoder", "mpeg4", "-", "out.mp4"}), SIGTERM, "out.mp4");
 }
 
+TEST_F(Interrupt, BeforeTheFrameOfThePreview) {
+  const Result result = interrupt(SIGINT, {"--preview", "look.png@100", "-", "out.mkv"});
+  expectHolds(result, SIGINT, "out.mkv");
+  const char* const warning =
+      "cmhost: warning: look.png is not written: there is no frame 100, only ";
+  EXPECT_NE(result.err.find(warning), std::string::npos) << result.err;
+}
+
 TEST_F(Interrupt, BeforeTheFirstFrame) {
   Pipe in;
   program::Streams streams;
