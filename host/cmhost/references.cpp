@@ -41,7 +41,7 @@ const ReachingDemuxer* reachingDemuxer(const char* name) {
       {"imf", "a composition", AllowedReferences::files, {"<Id>"}},
       {"vobsub", "an index of subtitles", AllowedReferences::files, {"id: "}},
       {"svg_pipe", "a drawing", AllowedReferences::files, {"href=\""}},
-      {"sdp", "a description of a network stream", AllowedReferences::network, {"m="}},
+      {"sdp", "a description of a network stream", AllowedReferences::network, {"\nc=", "\nm="}},
       {"avisynth", "a script", std::nullopt, {}},
       {"vapoursynth", "a script", std::nullopt, {}},
   };
