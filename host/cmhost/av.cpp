@@ -66,6 +66,22 @@ void AvLogListener::stopListening() {
   if (listener == this) listener = nullptr;
 }
 
+void refuseDamage(AVCodecContext& decoder) {
+  decoder.err_recognition = AV_EF_CRCCHECK;
+  switch (decoder.codec_id) {
+    case AV_CODEC_ID_FFV1:
+    case AV_CODEC_ID_HEVC:
+      decoder.err_recognition |= AV_EF_EXPLODE;
+      break;
+    case AV_CODEC_ID_MPEG4:
+      // With a thread a frame, the mark may come after the frame; and it aborts when asked to fail.
+      decoder.thread_type = FF_THREAD_SLICE;
+      break;
+    default:
+      break;
+  }
+}
+
 std::string avErrorReason(int error) {
   const std::lock_guard<std::mutex> lock(logMutex);
   char text[AV_ERROR_MAX_STRING_SIZE] = "";

@@ -68,6 +68,10 @@ class AvLogListener {
   void stopListening();
 };
 
+/// Sets up a decoder that is not open yet so that a damaged picture does not pass for a good one:
+/// some decoders then return an error, the others mark the frame.
+void refuseDamage(AVCodecContext& decoder);
+
 /// The media libraries' words for a negative return value, with what they last logged as an error,
 /// which often names the reason. The kept message is taken.
 std::string avErrorReason(int error);

@@ -23,24 +23,6 @@ bool isPicture(const AVStream& stream) {
          (stream.disposition & AV_DISPOSITION_ATTACHED_PIC) == 0;
 }
 
-// A damaged picture must not pass for a good one. Some decoders then return an error when asked to,
-// the others mark the frame.
-void refuseDamage(AVCodecContext& decoder) {
-  decoder.err_recognition = AV_EF_CRCCHECK;
-  switch (decoder.codec_id) {
-    case AV_CODEC_ID_FFV1:
-    case AV_CODEC_ID_HEVC:
-      decoder.err_recognition |= AV_EF_EXPLODE;
-      break;
-    case AV_CODEC_ID_MPEG4:
-      // With a thread a frame, the mark may come after the frame; and it aborts when asked to fail.
-      decoder.thread_type = FF_THREAD_SLICE;
-      break;
-    default:
-      break;
-  }
-}
-
 }  // namespace
 
 Input::Input(const Options& options)
@@ -54,6 +36,7 @@ Input::Input(const Options& options)
   openDecoder();
   if (const std::string damage = integrity_.reported(); !damage.empty()) skipOrFail(damage);
   if (options.start > 0) seekToStart(options.start);
+  file_.keepEnd();
 }
 
 void Input::openFormat(const Options& options) {
@@ -200,12 +183,17 @@ void Input::feedDecoder() {
       return;
     }
     references_.checkOpened();
-    if (result == AVERROR_EOF) {
+    const bool endsWhileGrowing = file_.endsWhileGrowing();
+    if (result == AVERROR_EOF || (result < 0 && endsWhileGrowing)) {
       if (file_.io()->error < 0) failDamaged(avErrorReason(file_.io()->error));
       sendToDecoder(nullptr);
       return;
     }
     if (result < 0) failDamaged(references_.withHint(avErrorReason(result)));
+    if (endsWhileGrowing && isLeftOut()) {
+      av_packet_unref(packet_.get());
+      continue;
+    }
     const bool isVideo = packet_->stream_index == video_->index;
     if (isVideo) noteFirstPacket();
     const bool whole = (packet_->flags & AV_PKT_FLAG_CORRUPT) == 0;
@@ -217,6 +205,20 @@ void Input::feedDecoder() {
   }
   sendToDecoder(packet_.get());
   av_packet_unref(packet_.get());
+}
+
+// The last packet of a stream may be cut where the file grows; one before it may not.
+bool Input::isLeftOut() {
+  const int stream = packet_->stream_index;
+  if (leftOut_.count(stream) != 0)
+    failDamaged("a packet of stream " + std::to_string(stream) + " is incomplete");
+  const bool isVideo = stream == video_->index;
+  const bool isWhole =
+      (packet_->flags & AV_PKT_FLAG_CORRUPT) == 0 && (!isVideo || integrity_.lastPacketIsWhole());
+  if (isWhole) return false;
+  if (isVideo) integrity_.leaveOutLastPacket();
+  leftOut_.insert(stream);
+  return true;
 }
 
 // A recording of a broadcast starts anywhere, and so may a part; what comes before its first whole
@@ -270,17 +272,20 @@ void Input::passOnRest() {
     const int result = integrity_.readPacket(*format_, *packet_);
     stopped_ = interruption::received() != 0;
     references_.checkOpened();
+    const bool endsWhileGrowing = file_.endsWhileGrowing();
     if (result < 0) {
-      if (result != AVERROR_EOF && !stopped_) failDamaged(avErrorReason(result));
+      if (result != AVERROR_EOF && !stopped_ && !endsWhileGrowing)
+        failDamaged(avErrorReason(result));
       return;
     }
     const bool isVideo = packet_->stream_index == video_->index;
     const bool isBehind =
         isVideo && packet_->dts != AV_NOPTS_VALUE && packet_->dts > nextPts_ + behind;
-    if (!isVideo && !stopped_ && (packet_->flags & AV_PKT_FLAG_CORRUPT) != 0)
+    const bool isCut = (packet_->flags & AV_PKT_FLAG_CORRUPT) != 0;
+    if (!isVideo && !stopped_ && isCut && !endsWhileGrowing)
       failDamaged("a packet of stream " + std::to_string(packet_->stream_index) + " is incomplete");
     const AVRational timeBase = format_->streams[packet_->stream_index]->time_base;
-    if (!isVideo && !stopped_ && packet_->pts != AV_NOPTS_VALUE &&
+    if (!isVideo && !stopped_ && !isCut && packet_->pts != AV_NOPTS_VALUE &&
         av_compare_ts(packet_->pts, timeBase, nextPts_, video_->time_base) < 0)
       passOn(*packet_);
     av_packet_unref(packet_.get());
@@ -320,6 +325,9 @@ void Input::checkComplete() const {
     printWarning(name() +
                  " was not finished, or was written to a pipe: whether its end is missing " +
                  "cannot be told");
+  if (file_.hasGrown())
+    printWarning(name() + " has grown while it was read; the first " +
+                 std::to_string(file_.size()) + " bytes of it were taken");
   if (decodedFrames_ > 0) return;
   if (startsLater_ && nextPts_ > 0)
     throw Failure(name() + " ends before --start: its last frame is at " +

@@ -2,6 +2,7 @@
 
 #include <cstdint>
 #include <functional>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -65,6 +66,7 @@ class Input {
   void feedDecoder();
   void sendToDecoder(const AVPacket* packet);
   void stopReading();
+  bool isLeftOut();
   bool startsAnywhere() const;
   void skipOrFail(const std::string& what);
   bool isBeforeStart(std::int64_t time, AVRational timeBase) const;
@@ -97,6 +99,7 @@ class Input {
   bool atFirstPacket_ = true;        ///< of the video
   bool beginsWithSequence_ = false;  ///< so does the first packet, in MPEG video
   bool stopped_ = false;
+  std::set<int> leftOut_;        ///< streams whose last packet has been left out
   std::int64_t nextPts_ = 0;     ///< in the file, for a frame without a time stamp
   double lastFrameSeconds_ = 0;  ///< of the last frame decoded, in the file
 };

@@ -45,11 +45,19 @@ std::int64_t InputFile::size() const {
   return end_ >= 0 ? end_ : size_;
 }
 
+std::int64_t InputFile::position() const { return ::lseek(file_.number(), 0, SEEK_CUR); }
+
 // Demuxers may look beyond the end.
 void InputFile::noteEnd() {
   std::int64_t now = 0;
-  if (seekable() && isRegular(file_.number(), &now))
-    end_ = std::min<std::int64_t>(now, ::lseek(file_.number(), 0, SEEK_CUR));
+  if (!endIsKept() && seekable() && isRegular(file_.number(), &now))
+    end_ = std::min(now, position());
+}
+
+// Opening a file may look for its end and return to its beginning.
+void InputFile::keepEnd() {
+  if (end_ >= 0 && position() < end_) end_ = -1;
+  keepsEnd_ = true;
 }
 
 bool InputFile::hasGrown() const {
@@ -84,7 +92,10 @@ int InputFile::read(void* self, std::uint8_t* buffer, int size) {
   auto* const input = static_cast<InputFile*>(self);
   for (;;) {
     if (!input->waitForBytes()) return AVERROR_EXIT;
-    const ssize_t bytes = ::read(input->file_.number(), buffer, static_cast<std::size_t>(size));
+    const std::int64_t most =
+        input->endIsKept() ? std::clamp<std::int64_t>(input->end_ - input->position(), 0, size)
+                           : size;
+    const ssize_t bytes = ::read(input->file_.number(), buffer, static_cast<std::size_t>(most));
     if (bytes == 0) {
       input->noteEnd();
       return AVERROR_EOF;

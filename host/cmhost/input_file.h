@@ -30,8 +30,18 @@ class InputFile {
   /// it so far.
   std::int64_t size() const;
 
+  /// What follows is read once, in order: the input ends where reading first finds the file's end,
+  /// even if more is appended after that.
+  void keepEnd();
+
   /// Whether the file has become longer since it was opened.
   bool hasGrown() const;
+
+  /// Whether the end that has been kept is one of a file that has grown, and may lie anywhere.
+  bool endsWhileGrowing() const { return endIsKept() && hasGrown(); }
+
+  /// Whether reading has found the end after `keepEnd`. On the reading thread.
+  bool endIsKept() const { return keepsEnd_ && end_ >= 0; }
 
   /// How long it should be, see `file_structure.h`; -1 when it does not say.
   std::int64_t declaredSize() const;
@@ -46,6 +56,7 @@ class InputFile {
   static int read(void* self, std::uint8_t* buffer, int size);
   static std::int64_t seek(void* self, std::int64_t offset, int whence);
   bool waitForBytes() const;
+  std::int64_t position() const;
   void noteEnd();
 
   std::string name_;
@@ -54,7 +65,8 @@ class InputFile {
   std::atomic<bool> interrupted_{false};
   std::int64_t size_ = -1;  ///< of a file when it was opened; -1: no regular file
   std::int64_t end_ = -1;   ///< where reading found the file's end
-  PassedBytes passed_;      ///< out of a pipe
+  bool keepsEnd_ = false;
+  PassedBytes passed_;  ///< out of a pipe
   IoPtr io_;
 };
 

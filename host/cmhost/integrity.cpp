@@ -79,8 +79,15 @@ bool Integrity::isDamage(const AvLogLine& line) const {
 
 void Integrity::logged(const AvLogLine& line) {
   if (!isDamage(line)) return;
+  const std::thread::id thread = std::this_thread::get_id();
+  if (thread == tryingThread_) {
+    trialFailed_ = trialFailed_ || trialCounts_;
+    return;
+  }
+  const bool isAtEnd = thread == readingThread_ && file_.endIsKept();
   const std::lock_guard<std::mutex> lock(mutex_);
-  if (reported_.empty()) reported_ = line.text;  // the first word on a matter says most
+  std::string& reported = isAtEnd ? reportedAtEnd_ : reported_;
+  if (reported.empty()) reported = line.text;  // the first word on a matter says most
 }
 
 int Integrity::readPacket(AVFormatContext& format, AVPacket& packet) {
@@ -92,7 +99,23 @@ int Integrity::readPacket(AVFormatContext& format, AVPacket& packet) {
 
 std::string Integrity::reported() {
   const std::lock_guard<std::mutex> lock(mutex_);
-  return std::exchange(reported_, {});
+  std::string atEnd = std::exchange(reportedAtEnd_, {});
+  if (atEnd.empty() || file_.hasGrown()) return std::exchange(reported_, {});
+  return atEnd;
+}
+
+bool Integrity::lastPacketIsWhole() {
+  tryingThread_ = std::this_thread::get_id();
+  trialFailed_ = false;
+  const bool isDecoded = lastPicture_.decodes([this](bool counts) { trialCounts_ = counts; });
+  const bool isWhole = isDecoded && !trialFailed_ && !lastPicture_.isCut(LastPicture::Threads::own);
+  tryingThread_ = std::thread::id();
+  return isWhole;
+}
+
+void Integrity::leaveOutLastPacket() {
+  awaited_.erase(packetPts_);
+  lastPicture_.leaveOut();
 }
 
 void Integrity::addPacket(const AVPacket& packet) {
@@ -105,6 +128,7 @@ void Integrity::addPacket(const AVPacket& packet) {
   }
   if (packet.stream_index != video_->index) return;
   packetBytes_ = packet.size;
+  packetPts_ = packet.pts;
   const bool isKey = (packet.flags & AV_PKT_FLAG_KEY) != 0;
   if (isKey && firstKeyPts_ == AV_NOPTS_VALUE) firstKeyPts_ = packet.pts;
   lastPicture_.addPacket(packet);
@@ -144,7 +168,7 @@ std::string Integrity::missingPictures() const {
 
 std::string Integrity::missingPackets() const {
   const std::int64_t expected = packetCount_.expected();
-  if (expected == 0 || file_.hasGrown()) return "";
+  if (expected == 0) return "";
   const std::int64_t found = packetCount_.found();
   return "it should hold " + std::to_string(expected) + " pictures, but only " +
          std::to_string(found) + (found == 1 ? " was found" : " were found");
@@ -159,7 +183,7 @@ std::string Integrity::missingBytes() const {
 }
 
 bool Integrity::hasOpenEnd() const {
-  return isContainer(*format_, "avi") && file_.declaredSize() < 0;
+  return isContainer(*format_, "avi") && !file_.hasGrown() && file_.declaredSize() < 0;
 }
 
 // The header of these containers says how long the file lasts. Some writers leave out the last
@@ -184,14 +208,16 @@ bool Integrity::hasPartOfPicture() const {
 }
 
 std::string Integrity::missing(bool fromItsBeginning) const {
+  const bool endsAnywhere = file_.hasGrown();
   if (std::string bytes = missingBytes(); !bytes.empty()) return bytes;
   if (fromItsBeginning && hiddenPictures_.areLost())
     return "a wrong time in its tables hides pictures";
-  if (fromItsBeginning)
+  if (fromItsBeginning && !endsAnywhere)
     for (std::string lack : {missingTime(), missingPackets()})
       if (!lack.empty()) return lack;
   if (std::string pictures = missingPictures(); !pictures.empty()) return pictures;
-  return hasPartOfPicture() || lastPicture_.isCut() ? "its last picture is incomplete" : "";
+  const bool isCut = (!endsAnywhere && hasPartOfPicture()) || lastPicture_.isCut();
+  return isCut ? "its last picture is incomplete" : "";
 }
 
 }  // namespace cmhost

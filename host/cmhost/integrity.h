@@ -23,6 +23,7 @@ namespace cmhost {
 ///  - a picture that the container counts and the demuxer does not find;
 ///  - a picture that an edit list hides because its time cannot be right;
 ///  - an input that ends before its container says, where the container says so.
+/// A file that has grown since it was opened ends anywhere: what is cut there is left out.
 class Integrity final : public AvLogListener {
  public:
   explicit Integrity(const InputFile& file) : file_(file) {}
@@ -45,11 +46,19 @@ class Integrity final : public AvLogListener {
   /// The file is open, and `video` is the stream that will be decoded.
   void begin(const AVFormatContext& format, const AVStream& video);
 
-  /// What the demuxer and the decoder have logged since the last call; empty when nothing.
+  /// What the demuxer and the decoder have logged since the last call; empty when nothing. What the
+  /// demuxer lacked at the end of a file that grows does not count.
   std::string reported();
 
   /// Reads the next packet of any stream, as `av_read_frame` does.
   int readPacket(AVFormatContext& format, AVPacket& packet);
+
+  /// Whether the last packet of the video is complete, as far as its container or decoding it on
+  /// its own can tell. False when neither can. On the thread that reads, without a `Reading`.
+  bool lastPacketIsWhole();
+
+  /// The last packet of the video will not be decoded.
+  void leaveOutLastPacket();
 
   /// The decoder has given a picture.
   void addPicture(const AVFrame& picture);
@@ -82,7 +91,11 @@ class Integrity final : public AvLogListener {
 
   const InputFile& file_;
   std::mutex mutex_;
-  std::string reported_;                          ///< the first line that says most
+  std::string reported_;                         ///< the first line that says most
+  std::string reportedAtEnd_;                    ///< the same, when reading had found the end
+  std::atomic<std::thread::id> tryingThread_{};  ///< the one that decodes a last packet on trial
+  bool trialCounts_ = false;                     ///< it has come to that packet
+  bool trialFailed_ = false;
   std::atomic<std::thread::id> readingThread_{};  ///< the one inside the demuxer
   std::atomic<bool> decoding_{false};
   std::atomic<bool> endsWithPicture_{false};  ///< nothing but its own end ends a picture
@@ -95,6 +108,7 @@ class Integrity final : public AvLogListener {
   std::int64_t packetsEnd_ = 0;                ///< byte after the last packet
   std::int64_t timesEnd_ = 0;                  ///< when the last packet ends, in microseconds
   int packetBytes_ = 0;                        ///< of the last packet of the video
+  std::int64_t packetPts_ = AV_NOPTS_VALUE;    ///< of the same
   LastPicture lastPicture_;
   HiddenPictures hiddenPictures_;
   PacketCount packetCount_;

@@ -55,17 +55,24 @@ AVAdler addPicture(const AVFrame& frame, AVAdler sum) {
   return av_adler32_update(sum, bytes.data(), static_cast<unsigned int>(size));
 }
 
+CodecPtr newDecoder(const AVCodecParameters& parameters, LastPicture::Threads threads) {
+  const AVCodec* const codec = avcodec_find_decoder(parameters.codec_id);
+  CodecPtr decoder = orThrow<CodecPtr>(avcodec_alloc_context3(codec));
+  if (avcodec_parameters_to_context(decoder.get(), &parameters) < 0) throw std::bad_alloc();
+  decoder->thread_count = 1;
+  if (threads == LastPicture::Threads::many)
+    decoder->thread_count = threadsFor(av_image_get_buffer_size(
+        static_cast<AVPixelFormat>(parameters.format), parameters.width, parameters.height, 1));
+  return decoder;
+}
+
 // A checksum of all pictures that come of the packets. What the decoder complains about has been
 // seen when they were decoded for the first time.
 AVAdler decode(const AVCodecParameters& parameters, const std::vector<PacketPtr>& packets,
-               const AVPacket& last) {
-  const AVCodec* const codec = avcodec_find_decoder(parameters.codec_id);
-  const CodecPtr decoder = orThrow<CodecPtr>(avcodec_alloc_context3(codec));
-  if (avcodec_parameters_to_context(decoder.get(), &parameters) < 0) throw std::bad_alloc();
-  decoder->thread_count = threadsFor(av_image_get_buffer_size(
-      static_cast<AVPixelFormat>(parameters.format), parameters.width, parameters.height, 1));
+               const AVPacket& last, LastPicture::Threads threads) {
+  const CodecPtr decoder = newDecoder(parameters, threads);
   AVAdler sum = 1;
-  if (avcodec_open2(decoder.get(), codec, nullptr) < 0) return sum;
+  if (avcodec_open2(decoder.get(), decoder->codec, nullptr) < 0) return sum;
   const FramePtr frame = newFrame();
   const auto feed = [&](const AVPacket* packet) {
     avcodec_send_packet(decoder.get(), packet);
@@ -80,12 +87,18 @@ AVAdler decode(const AVCodecParameters& parameters, const std::vector<PacketPtr>
 }  // namespace
 
 void LastPicture::begin(const AVFormatContext& format, const AVStream& stream) {
-  static constexpr const char* undelimited[] = {"h264", "hevc", "mpegts", "mpegtsraw"};
+  static constexpr const char* inventing[] = {"h264", "hevc", "mpegts", "mpegtsraw"};
+  const AVInputFormat& container = *format.iformat;
   const AVCodecID codec = stream.codecpar->codec_id;
-  if (codec != AV_CODEC_ID_H264 && codec != AV_CODEC_ID_HEVC) return;
-  if (std::any_of(std::begin(undelimited), std::end(undelimited),
-                  [&](const char* name) { return std::strcmp(format.iformat->name, name) == 0; }))
-    parameters_ = stream.codecpar;
+  mayBeInvented_ = (codec == AV_CODEC_ID_H264 || codec == AV_CODEC_ID_HEVC) &&
+                   std::any_of(std::begin(inventing), std::end(inventing), [&](const char* name) {
+                     return std::strcmp(container.name, name) == 0;
+                   });
+  // Raw streams; transport and program streams; and those whose demuxers do not mark a cut packet.
+  constexpr int undelimited = AVFMT_GENERIC_INDEX | AVFMT_TS_DISCONT;
+  const bool isUnmarked =
+      std::strcmp(container.name, "nut") == 0 || std::strcmp(container.name, "asf") == 0;
+  if (isUnmarked || (container.flags & undelimited) != 0) parameters_ = stream.codecpar;
 }
 
 void LastPicture::addPacket(const AVPacket& packet) {
@@ -98,18 +111,38 @@ void LastPicture::addPacket(const AVPacket& packet) {
   if (!isKey && packets_.empty()) return;  // since the last key frame, too much has come
   packets_.push_back(orThrow<PacketPtr>(av_packet_clone(&packet)));
   bytes_ += static_cast<std::size_t>(packet.size);
-  if (packets_.size() > mostPackets || bytes_ > mostBytes) packets_.clear();
+  const bool isTooMuch = packets_.size() > mostPackets || bytes_ > mostBytes;
+  if (isTooMuch && packets_.size() > 1) packets_.clear();
 }
 
-bool LastPicture::isCut() const {
-  if (packets_.empty()) return false;
+bool LastPicture::isCut(Threads threads) const {
+  if (!mayBeInvented_ || packets_.empty()) return false;
   const AVPacket& last = *packets_.back();
   const std::size_t bytes = sliceEnd(last, parameters_->codec_id);
   if (bytes == 0) return false;
   const auto sumWithTail = [&](std::uint8_t tail) {
-    return decode(*parameters_, packets_, *withTail(last, bytes, tail));
+    return decode(*parameters_, packets_, *withTail(last, bytes, tail), threads);
   };
   return sumWithTail(0x55) != sumWithTail(0xAA);
+}
+
+bool LastPicture::decodes(const std::function<void(bool)>& count) const {
+  if (parameters_ == nullptr) return true;
+  if (packets_.empty()) return false;
+  const CodecPtr decoder = newDecoder(*parameters_, Threads::own);
+  refuseDamage(*decoder);
+  if (avcodec_open2(decoder.get(), decoder->codec, nullptr) < 0) return false;
+  const FramePtr frame = newFrame();
+  const auto succeeds = [&](const AVPacket* packet) {
+    int result = avcodec_send_packet(decoder.get(), packet);
+    while (result >= 0) result = avcodec_receive_frame(decoder.get(), frame.get());
+    return result == AVERROR(EAGAIN) || result == AVERROR_EOF;
+  };
+  for (std::size_t i = 0; i + 1 < packets_.size(); ++i) succeeds(packets_[i].get());
+  count(true);
+  const bool lastSucceeds = succeeds(packets_.back().get()) && succeeds(nullptr);
+  count(false);
+  return lastSucceeds;
 }
 
 }  // namespace cmhost

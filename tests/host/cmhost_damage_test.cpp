@@ -1,10 +1,8 @@
 // Damage of every kind is told with its place, and leaves no output.
 #include <gtest/gtest.h>
-#include <unistd.h>
 
 #include <algorithm>
 #include <filesystem>
-#include <fstream>
 
 #include "tests/host/clip.h"
 #include "tests/host/program.h"
@@ -218,51 +216,6 @@ TEST_F(Damage, AviWithoutItsLengthIsTakenWithAWarning) {
   EXPECT_EQ(result.exitCode, 0) << result.err;
   EXPECT_NE(result.err.find("warning: in.avi was not finished"), std::string::npos) << result.err;
   EXPECT_EQ(clip::read(folder / "out.nut").pictures.size(), 24U);
-}
-
-// A run that cannot go on while nobody reads its output, over a file that grows meanwhile.
-class Growing : public Damage {
- protected:
-  Result runWhile(const std::string& name, const std::string& begin, const std::string& rest) {
-    program::writeFile(folder / name, begin);
-    program::Pipe out;
-    program::Streams streams;
-    streams.out = out.writeEnd();
-    program::Process process(folder.path(), {name, "-"}, streams);
-    out.closeWriteEnd();
-    char first = 0;
-    EXPECT_EQ(::read(out.readEnd(), &first, 1), 1);  // it is under way
-    std::ofstream(folder / name, std::ios::binary | std::ios::app) << rest;
-    output = first + out.readAll();
-    return process.wait();
-  }
-
-  std::size_t frames() const {
-    std::size_t count = 0;
-    for (std::size_t at = 0; (at = output.find("FRAME\n", at)) != std::string::npos; ++at) ++count;
-    return count;
-  }
-
-  // More than waits in the pipe and inside the program.
-  static constexpr int many = 400;
-  std::string output;
-};
-
-TEST_F(Growing, IsTakenAsItWasAtTheEnd) {
-  const std::string whole = make("in.mkv", "ffv1", AV_PIX_FMT_YUV420P, many);
-  const Result result =
-      runWhile("in.mkv", whole.substr(0, whole.size() / 2), whole.substr(whole.size() / 2));
-  EXPECT_EQ(result.exitCode, 0) << result.err;
-  EXPECT_EQ(frames(), std::size_t{many});
-}
-
-TEST_F(Growing, NeedsNoEndYet) {
-  const std::string whole = make("in.nut", "ffv1", AV_PIX_FMT_YUV420P, many);
-  const std::size_t index = position(whole, "\x4E\x58\xDD\x67\x2F\x23\xE6\x4E");
-  const Result result = runWhile("in.nut", whole.substr(0, whole.size() / 2),
-                                 whole.substr(whole.size() / 2, index - whole.size() / 2));
-  EXPECT_EQ(result.exitCode, 0) << result.err;
-  EXPECT_EQ(frames(), std::size_t{many});
 }
 
 }  // namespace
