@@ -23,6 +23,7 @@ using Clock = std::chrono::steady_clock;
 using Seconds = std::chrono::duration<double>;
 
 constexpr int frames = 24;
+constexpr std::size_t frameBytes = 6 + 160 * 120 * 3 / 2;  // "FRAME\n" and the planes
 constexpr const char* inputName = "in.y4m";
 constexpr const char* hashName = "hashes";
 constexpr const char* previewName = "look.png";
@@ -46,11 +47,13 @@ struct Case {
   double moment = 0;          // in seconds, from the start
   bool byTimeout = false;     // timeout(1) sends it, to the process and to its group
   double second = -1;         // seconds after the first signal; negative: none
+  int given = -1;             // frames that come by a pipe before the signal; negative: a file
 
   std::string text() const {
     return output + ", " + name + " at " + std::to_string(moment) +
            (whileWriting ? " of writing" : "") + (byTimeout ? " by timeout" : "") +
-           (second >= 0 ? ", again after " + std::to_string(second) : "");
+           (second >= 0 ? ", again after " + std::to_string(second) : "") +
+           (given >= 0 ? ", after " + std::to_string(given) + " frames by a pipe" : "");
   }
 };
 
@@ -81,12 +84,28 @@ class Signals : public testing::Test {
       std::this_thread::sleep_for(std::chrono::microseconds(200));
   }
 
-  std::vector<std::string> arguments(const std::string& output) const {
+  static void waitUntilAFrameIsMarked(const Folder& folder) {
+    const auto isMarked = [&] {
+      for (const std::string& name : folder.names())
+        if (name.rfind(previewName, 0) == 0 && !program::readFile(folder / name).empty())
+          return true;
+      return false;
+    };
+    const auto end = Clock::now() + std::chrono::seconds(20);
+    while (!isMarked() && Clock::now() < end)
+      std::this_thread::sleep_for(std::chrono::milliseconds(1));
+  }
+
+  std::vector<std::string> arguments(const std::string& output, const std::string& input) const {
     std::vector<std::string> words = {"--hash", hashName, "--preview", previewName};
     // Its usual encoder does not write the same bytes every time.
     if (output == "out.mp4") words.insert(words.end(), {"--encoder", "mpeg4"});
-    words.insert(words.end(), {made / inputName, output});
+    words.insert(words.end(), {input, output});
     return words;
+  }
+
+  std::vector<std::string> arguments(const std::string& output) const {
+    return arguments(output, made / inputName);
   }
 
   // What a run of so many frames leaves that nothing disturbs.
@@ -121,8 +140,39 @@ class Signals : public testing::Test {
     return chosen;
   }
 
-  static Result runCase(const Case& chosen, const Folder& folder,
-                        const std::vector<std::string>& words) {
+  // One that leaves nothing, one that leaves a part, one that leaves everything, whatever the
+  // machine is busy with.
+  static std::vector<Case> caseOfEachKind() {
+    std::vector<Case> cases(3);
+    for (Case& each : cases) {
+      each.output = std::string("out.") + containers[0];
+      std::tie(each.number, each.name) = signals[0];
+    }
+    cases[0].given = 0;
+    cases[1].given = frames / 2;
+    cases[2].byTimeout = true;
+    cases[2].moment = 600;  // after its end
+    return cases;
+  }
+
+  Result runFromPipe(const Case& chosen, const Folder& folder) const {
+    const std::string all = program::readFile(made / inputName);
+    const std::size_t header = all.size() - frames * frameBytes;
+    const auto given = static_cast<std::size_t>(chosen.given);
+    program::Pipe in;
+    program::Streams streams;
+    streams.in = in.readEnd();
+    Process process(folder.path(), arguments(chosen.output, "-"), streams);
+    EXPECT_TRUE(in.write(all.substr(0, header + given * frameBytes)));
+    in.waitUntilEmpty();
+    if (chosen.given > 0) waitUntilAFrameIsMarked(folder);
+    process.signal(chosen.number);
+    return process.wait();
+  }
+
+  Result runCase(const Case& chosen, const Folder& folder) const {
+    if (chosen.given >= 0) return runFromPipe(chosen, folder);
+    const auto words = arguments(chosen.output);
     program::Streams streams;
     // After its signal, timeout sends SIGCONT, which takes away the SIGSTOP with which
     // LeakSanitizer attaches to a process that ends: both would wait for ever.
@@ -156,10 +206,11 @@ class Signals : public testing::Test {
 
   void expectWholeOrNothing(const Case& chosen) {
     const Folder folder;
-    const Result result = runCase(chosen, folder, arguments(chosen.output));
+    const Result result = runCase(chosen, folder);
     const std::vector<std::string> names = folder.names();
     const int told = framesTold(result.err);
     if (told == 0) {
+      ++none;
       // The signal came before it was handled, which timeout tells as an exit code, or before there
       // was a frame.
       const char* const early = "interrupted before the first frame was marked";
@@ -183,6 +234,7 @@ class Signals : public testing::Test {
   std::mt19937 random;
   int whole = 0;  // runs that left all frames
   int parts = 0;  // runs that left the frames until the signal
+  int none = 0;   // runs that left nothing
   Folder made;
   double longestRun = 0;      // in seconds
   double longestWriting = 0;  // the part of it with a temporary file
@@ -195,16 +247,21 @@ TEST_F(Signals, LeaveAWholeFileOrNothing) {
   const int runs = program::numberFrom("SIGNALS_RUNS", usualRuns);
   std::printf("SIGNALS_SEED=%d SIGNALS_RUNS=%d\n", seed, runs);
   random.seed(static_cast<unsigned int>(seed));
+  for (const Case& chosen : caseOfEachKind()) {
+    SCOPED_TRACE(chosen.text());
+    expectWholeOrNothing(chosen);
+  }
+  EXPECT_EQ(std::make_tuple(none, parts, whole), std::make_tuple(1, 1, 1));
   for (int i = 0; i < runs && !HasFailure(); ++i) {
     const Case chosen = randomCase();
     SCOPED_TRACE("seed " + std::to_string(seed) + ", run " + std::to_string(i) + ": " +
                  chosen.text());
     expectWholeOrNothing(chosen);
   }
-  const int none = runs - whole - parts;
   std::printf("%d runs left all frames, %d those until the signal, %d nothing\n", whole, parts,
               none);
-  EXPECT_TRUE(runs < 200 || (whole > 0 && parts > 0 && none > 0));
+  // So many random moments find each kind too.
+  EXPECT_TRUE(runs < 200 || (whole > 1 && parts > 1 && none > 1));
 }
 
 }  // namespace
