@@ -15,6 +15,9 @@ if(CM_WARNINGS_AS_ERRORS)
 endif()
 
 # Hardening: none of it touches arithmetic. What a compiler lacks for its processor is left out.
+# Of cf-protection only the instructions (endbr64) are in the binaries: the linker marks a binary for
+# IBT and SHSTK only if every object has the mark, and Debian's start files lack it. The marks are
+# not forced, since they would promise what those files do not keep.
 include(CheckPIESupported)
 include(CheckCXXCompilerFlag)
 check_pie_supported(LANGUAGES CXX)
