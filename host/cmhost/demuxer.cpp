@@ -25,11 +25,27 @@ const AVInputFormat* demuxerByName(const std::string& name) {
   return demuxer;
 }
 
+bool beginsAsPlaylist(AVIOContext& io) {
+  static constexpr char mark[] = "#EXTM3U";
+  constexpr int length = sizeof mark - 1;
+  char begin[length] = {};
+  const int count = avio_read(&io, reinterpret_cast<unsigned char*>(begin), length);
+  return avio_seek(&io, 0, SEEK_SET) >= 0 && count == length &&
+         std::memcmp(begin, mark, length) == 0;
+}
+
 // The demuxer of picture sequences opens files by the input's name, as a pattern.
 const AVInputFormat* demuxerByContent(InputFile& file, const AVFormatContext& format, int& error) {
   const AVInputFormat* demuxer = nullptr;
   error = av_probe_input_buffer2(file.io(), &demuxer, file.name().c_str(), nullptr, 0,
                                  static_cast<unsigned int>(format.format_probesize));
+  // Newer media libraries find a playlist only under a playlist's name, and may go by any other.
+  const AVInputFormat* const playlists = av_find_input_format("hls");
+  if ((error >= 0 || error == AVERROR_INVALIDDATA) && playlists != nullptr &&
+      beginsAsPlaylist(*file.io())) {
+    error = 0;
+    return playlists;
+  }
   const bool isSequence = demuxer != nullptr && std::strcmp(demuxer->name, "image2") == 0;
   return isSequence ? av_find_input_format("image2pipe") : demuxer;
 }

@@ -2,7 +2,6 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <cstring>
 #include <filesystem>
 
 #include "tests/host/clip.h"
@@ -80,20 +79,23 @@ TEST_F(References, AreNotOpened) {
     }
 }
 
-// Newer media libraries take a playlist under its own names only, and nothing for one otherwise.
 TEST_F(References, PlaylistsAreNotOpened) {
   writeClip("clip.ts", "mpeg2video");
   const std::string address = "http://127.0.0.1:9/x.ts";
   for (const char* const name : {"e.m3u8", "e.m3u", "e.mp4", "e.ts"}) {
-    const bool isOwnName = std::strncmp(name, "e.m3u", 5) == 0;
-    const auto parts = [&](const char* reference, const char* option) {
-      return isOwnName ? std::vector<std::string>{name, reference, option}
-                       : std::vector<std::string>{name};
-    };
     program::writeFile(folder / name, hls({"clip.ts"}));
-    expectRefusal(name, parts("'clip.ts'", "--allow-references file"));
+    expectRefusal(name, {name, "'clip.ts'", "--allow-references file"});
     program::writeFile(folder / name, hls({address}));
-    expectRefusal(name, parts("'http://127.0.0.1:9/x.ts'", "--allow-references network"));
+    expectRefusal(name, {name, "'http://127.0.0.1:9/x.ts'", "--allow-references network"});
+  }
+}
+
+// No media library recognises these by their content.
+TEST_F(References, PlainPlaylistsAreNotOpened) {
+  writeClip("clip.ts", "mpeg2video");
+  for (const char* const name : {"e.m3u8", "e.mp4"}) {
+    program::writeFile(folder / name, "#EXTM3U\nclip.ts\n");
+    expectRefusal(name, {name, "a playlist (hls)", "'clip.ts'", "--allow-references file"});
   }
 }
 
