@@ -23,7 +23,7 @@ namespace {
 
 // A busy machine takes its time, but not the program's.
 constexpr rlim_t processorSeconds = 20;
-constexpr auto longestWait = std::chrono::seconds(180);
+constexpr auto longestWait = std::chrono::seconds(60);
 
 // What is watched, with the argument that is a path to open. Calls without one are forbidden.
 struct Watched {
