@@ -23,6 +23,10 @@ bool isPicture(const AVStream& stream) {
          (stream.disposition & AV_DISPOSITION_ATTACHED_PIC) == 0;
 }
 
+std::string incompletePacket(const AVPacket& packet) {
+  return "a packet of stream " + std::to_string(packet.stream_index) + " is incomplete";
+}
+
 }  // namespace
 
 Input::Input(const Options& options)
@@ -197,8 +201,7 @@ void Input::feedDecoder() {
     const bool isVideo = packet_->stream_index == video_->index;
     if (isVideo) noteFirstPacket();
     const bool whole = (packet_->flags & AV_PKT_FLAG_CORRUPT) == 0;
-    if (!whole)
-      skipOrFail("a packet of stream " + std::to_string(packet_->stream_index) + " is incomplete");
+    if (!whole) skipOrFail(incompletePacket(*packet_));
     if (isVideo && !isBeforeKeyFrame()) break;
     if (whole && !isVideo) passOn(*packet_);
     av_packet_unref(packet_.get());
@@ -210,8 +213,7 @@ void Input::feedDecoder() {
 // The last packet of a stream may be cut where the file grows; one before it may not.
 bool Input::isLeftOut() {
   const int stream = packet_->stream_index;
-  if (leftOut_.count(stream) != 0)
-    failDamaged("a packet of stream " + std::to_string(stream) + " is incomplete");
+  if (leftOut_.count(stream) != 0) failDamaged(incompletePacket(*packet_));
   const bool isVideo = stream == video_->index;
   const bool isWhole =
       (packet_->flags & AV_PKT_FLAG_CORRUPT) == 0 && (!isVideo || integrity_.lastPacketIsWhole());
@@ -283,7 +285,7 @@ void Input::passOnRest() {
         isVideo && packet_->dts != AV_NOPTS_VALUE && packet_->dts > nextPts_ + behind;
     const bool isCut = (packet_->flags & AV_PKT_FLAG_CORRUPT) != 0;
     if (!isVideo && !stopped_ && isCut && !endsWhileGrowing)
-      failDamaged("a packet of stream " + std::to_string(packet_->stream_index) + " is incomplete");
+      failDamaged(incompletePacket(*packet_));
     const AVRational timeBase = format_->streams[packet_->stream_index]->time_base;
     if (!isVideo && !stopped_ && !isCut && packet_->pts != AV_NOPTS_VALUE &&
         av_compare_ts(packet_->pts, timeBase, nextPts_, video_->time_base) < 0)

@@ -9,26 +9,10 @@
 #include <new>
 #include <string>
 
+#include "tests/support/stack_overflow.h"
+
 struct AVFormatContext;
 struct AVPacket;
-
-#if defined(__clang__)
-#define WITHOUT_SANITIZERS __attribute__((no_sanitize("address", "undefined", "thread"), noinline))
-#else
-#define WITHOUT_SANITIZERS __attribute__((no_sanitize("address", "undefined"), noinline))
-#endif
-
-namespace {
-
-volatile bool forEver = true;
-
-WITHOUT_SANITIZERS int overflowStack(volatile char* before) {
-  volatile char here[4096];
-  here[0] = before != nullptr ? before[0] : '\0';
-  return forEver ? overflowStack(here) + here[0] : 0;
-}
-
-}  // namespace
 
 extern "C" __attribute__((visibility("default"))) int av_read_frame(AVFormatContext* format,
                                                                     AVPacket* packet) {
@@ -37,7 +21,7 @@ extern "C" __attribute__((visibility("default"))) int av_read_frame(AVFormatCont
   const char* const value = std::getenv("FAILING_DEMUXER");
   const std::string failure = value != nullptr ? value : "";
   const std::string thread = ::gettid() == ::getpid() ? "main" : "thread";
-  if (failure == "overflows_in_" + thread) return overflowStack(nullptr);
+  if (failure == "overflows_in_" + thread) return overflowStack();
   static int packets = 0;
   if (failure == "throws_in_" + thread && ++packets >= 20) throw std::bad_alloc();
   return read(format, packet);

@@ -12,12 +12,7 @@
 #include <thread>
 
 #include "lib/cm/CMComponent.h"
-
-#if defined(__clang__)
-#define WITHOUT_SANITIZERS __attribute__((no_sanitize("address", "undefined", "thread"), noinline))
-#else
-#define WITHOUT_SANITIZERS __attribute__((no_sanitize("address", "undefined"), noinline))
-#endif
+#include "tests/support/stack_overflow.h"
 
 namespace {
 
@@ -74,12 +69,6 @@ void trap() {
 #endif
 }
 
-WITHOUT_SANITIZERS int overflowStack(volatile char* before, bool forEver) {
-  volatile char here[4096];
-  here[0] = before != nullptr ? before[0] : '\0';
-  return forEver ? overflowStack(here, forEver) + here[0] : 0;
-}
-
 [[noreturn]] void spin() {
   for (volatile bool forever = true; forever;) {
   }
@@ -113,7 +102,7 @@ constexpr Deed deeds[] = {
     {"throws_explosive", [] { throw Explosive(); }},
     {"throws_number", [] { throw 5; }},
     {"segfaults", writeToNowhere},
-    {"overflows", [] { overflowStack(nullptr, is("overflows_in_process")); }},
+    {"overflows", [] { overflowStack(); }},
     {"aborts", [] { std::abort(); }},
     {"traps", trap},
 };

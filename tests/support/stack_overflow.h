@@ -1,0 +1,16 @@
+#pragma once
+
+/// For functions that do on purpose what sanitizers report.
+#if defined(__clang__)
+#define WITHOUT_SANITIZERS __attribute__((no_sanitize("address", "undefined", "thread"), noinline))
+#else
+#define WITHOUT_SANITIZERS __attribute__((no_sanitize("address", "undefined"), noinline))
+#endif
+
+/// Overflows the stack of this thread. The parameter is for its own calls.
+WITHOUT_SANITIZERS inline int overflowStack(volatile char* before = nullptr) {
+  static volatile bool forEver = true;
+  volatile char here[4096];
+  here[0] = before != nullptr ? before[0] : '\0';
+  return forEver ? overflowStack(here) + here[0] : 0;
+}
