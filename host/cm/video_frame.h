@@ -21,10 +21,10 @@ class CM_API VideoFrame final : public QOR::CM::RVideoFrame {
   static QOR::RPtr<VideoFrame> create(unsigned int fourcc, unsigned int size,
                                       FrameProperties properties);
 
-  /// A frame whose picture is the `size` bytes at `data`, which stay as they are as long as
-  /// `properties` lives.
+  /// A frame whose picture is the `size` bytes at `data`, which stay unchanged as long as `owner`
+  /// lives. Frames made like this one share its properties but not its owner.
   static QOR::RPtr<VideoFrame> wrap(unsigned int fourcc, unsigned int size, unsigned char* data,
-                                    FrameProperties properties);
+                                    FrameProperties properties, FrameProperties owner);
 
   unsigned char* data() const override { return data_; }
 
@@ -39,21 +39,23 @@ class CM_API VideoFrame final : public QOR::CM::RVideoFrame {
  private:
   friend class QOR::CM::RVideoFrame;
 
-  struct Free {
+  struct Release {
+    unsigned int size;
     void operator()(unsigned char* picture) const;
   };
-  using Picture = std::unique_ptr<unsigned char, Free>;
+  using Picture = std::unique_ptr<unsigned char, Release>;
 
   static Picture newPicture(unsigned int size);
 
-  VideoFrame(unsigned int fourcc, unsigned int size, FrameProperties properties, Picture picture,
-             unsigned char* data);
+  VideoFrame(unsigned int fourcc, unsigned int size, FrameProperties properties,
+             FrameProperties owner, Picture picture, unsigned char* data);
   ~VideoFrame() override;
 
   unsigned int fourcc_;
   unsigned int size_;
   FrameProperties properties_;
-  Picture picture_;  ///< null when the picture is somebody else's
+  FrameProperties owner_;  ///< of the picture; null when it is this frame's own
+  Picture picture_;        ///< null when the picture has another owner
   unsigned char* data_;
 };
 

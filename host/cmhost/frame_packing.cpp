@@ -14,6 +14,8 @@ namespace {
 
 class DecodedFrame final : public lumbase::object_refcount {
  public:
+  using Pointer = QOR::RPtr<const DecodedFrame>;
+
   DecodedFrame(FramePtr frame, std::int64_t number) : frame_(std::move(frame)), number_(number) {}
   const AVFrame& frame() const { return *frame_; }
   std::int64_t number() const { return number_; }
@@ -28,6 +30,15 @@ class DecodedFrame final : public lumbase::object_refcount {
 const DecodedFrame& propertiesOf(const QOR::CM::RFrame& put) {
   const auto& frame = dynamic_cast<const cm::VideoFrame&>(put);
   return dynamic_cast<const DecodedFrame&>(*frame.properties());
+}
+
+FramePtr propertiesOnly(const AVFrame& frame) {
+  FramePtr result = newFrame();
+  if (av_frame_copy_props(result.get(), &frame) < 0) throw std::bad_alloc();
+  result->format = frame.format;
+  result->width = frame.width;
+  result->height = frame.height;
+  return result;
 }
 
 struct PlaneSize {
@@ -110,12 +121,15 @@ unsigned int packedSize(const PictureLayout& layout, int width, int height) {
 }
 
 QOR::RPtr<cm::VideoFrame> packFrame(FramePtr decoded, const PictureLayout& layout,
-                                    std::int64_t number) {
+                                    std::int64_t number, bool keepPicture) {
   const AVFrame& from = *decoded;
-  const QOR::RPtr<const DecodedFrame> properties(new DecodedFrame(std::move(decoded), number));
   const unsigned int bytes = packedSize(layout, from.width, from.height);
+  const bool attachPicture = keepPicture || !sameChroma(layout, from.width, from.height);
+  const DecodedFrame::Pointer owner(new DecodedFrame(std::move(decoded), number));
+  const DecodedFrame::Pointer properties =
+      attachPicture ? owner : DecodedFrame::Pointer(new DecodedFrame(propertiesOnly(from), number));
   if (isPacked(from, layout))
-    return cm::VideoFrame::wrap(layout.fourcc, bytes, from.data[0], properties);
+    return cm::VideoFrame::wrap(layout.fourcc, bytes, from.data[0], properties, owner);
   QOR::RPtr<cm::VideoFrame> frame = cm::VideoFrame::create(layout.fourcc, bytes, properties);
   unsigned char* to = frame->data();
   for (int plane = 0; plane < 3; ++plane) {

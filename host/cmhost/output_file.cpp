@@ -2,6 +2,7 @@
 
 #include <fcntl.h>
 #include <poll.h>
+#include <sys/socket.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -9,7 +10,6 @@
 #include <cerrno>
 #include <climits>
 #include <cstdio>
-#include <limits>
 #include <utility>
 
 extern "C" {
@@ -73,32 +73,44 @@ void OutputFile::openPlace(const std::string& path) {
   file_ = staged_->takeFile();
 }
 
-// Writing must not wait where nobody can end it. Standard output may be shared with other
-// processes, which would not expect it to change: a pipe is opened anew through its name in /proc,
-// and what cannot be is written in pieces that fit when it is said to be ready.
+// Writing must not wait where nothing can end the wait. Standard output may be shared with other
+// processes, which do not expect its flags to change: a pipe or a device is opened again through
+// its name in /proc, a socket is asked with each call not to wait.
 void OutputFile::openPipe() {
-  waits_ = true;
+  waiting_ = Waiting::beforeEachWrite;
   widenPipe(file_.number());
   struct stat status = {};
-  if (::fstat(file_.number(), &status) == 0 && S_ISFIFO(status.st_mode)) {
+  if (::fstat(file_.number(), &status) != 0) return;
+  if (S_ISSOCK(status.st_mode)) waiting_ = Waiting::whenSocketIsFull;
+  if (S_ISFIFO(status.st_mode) || S_ISCHR(status.st_mode)) {
     const std::string self = "/proc/self/fd/" + std::to_string(file_.number());
     FileDescriptor own(::open(self.c_str(), O_WRONLY | O_CLOEXEC | O_NONBLOCK));
     if (own.number() >= 0) file_ = std::move(own);
   }
-  const bool neverWaits = (::fcntl(file_.number(), F_GETFL) & O_NONBLOCK) != 0;
-  mostAtOnce_ = neverWaits ? std::numeric_limits<int>::max() : PIPE_BUF;
+  if ((::fcntl(file_.number(), F_GETFL) & O_NONBLOCK) != 0) waiting_ = Waiting::whenFull;
 }
 
+bool OutputFile::waitForReader() {
+  pollfd waits[] = {{file_.number(), POLLOUT, 0}, {abandoned_.descriptor(), POLLIN, 0}};
+  while (::poll(waits, 2, -1) < 0 && errno == EINTR) continue;
+  return waits[1].revents == 0;
+}
+
+// Returns the number of bytes written, or the error as a negative number.
 int OutputFile::writeSome(const std::uint8_t* bytes, int size) {
+  if (waiting_ != Waiting::never && isAbandoned_) return -ECANCELED;
   auto count = static_cast<std::size_t>(size);
-  if (waits_) {
-    pollfd waits[] = {{file_.number(), POLLOUT, 0}, {abandoned_.descriptor(), POLLIN, 0}};
-    if (::poll(waits, 2, -1) < 0) return -errno;
-    if (waits[1].revents != 0) return -ECANCELED;
-    count = std::min(count, mostAtOnce_);
+  if (waiting_ == Waiting::beforeEachWrite) {
+    if (!waitForReader()) return -ECANCELED;
+    count = std::min<std::size_t>(count, PIPE_BUF);  // never waits with these after poll()
   }
-  const ssize_t written = ::write(file_.number(), bytes, count);
-  return written < 0 ? -errno : static_cast<int>(written);
+  const ssize_t written = waiting_ == Waiting::whenSocketIsFull
+                              ? ::send(file_.number(), bytes, count, MSG_DONTWAIT)
+                              : ::write(file_.number(), bytes, count);
+  if (written >= 0) return static_cast<int>(written);
+  const int error = errno;
+  if (error == EAGAIN && !waitForReader()) return -ECANCELED;
+  return -error;
 }
 
 int OutputFile::write(void* self, WrittenByte* buffer, int size) {
@@ -119,12 +131,17 @@ std::int64_t OutputFile::seek(void* self, std::int64_t offset, int whence) {
   return seekRegular(static_cast<OutputFile*>(self)->file_.number(), offset, whence);
 }
 
+void OutputFile::abandon() {
+  isAbandoned_ = true;
+  abandoned_.raise();
+}
+
 void OutputFile::check() const {
   if (writeError_ != 0) failWriting(name_, writeError_);
 }
 
 void OutputFile::checkReader() const {
-  if (!waits_) return;
+  if (waiting_ == Waiting::never) return;
   pollfd state = {file_.number(), 0, 0};
   if (::poll(&state, 1, 0) > 0 && (state.revents & POLLERR) != 0) failWriting(name_, EPIPE);
 }

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <atomic>
 #include <cstdint>
 #include <optional>
 #include <string>
@@ -42,8 +43,9 @@ class OutputFile {
   /// Throws `Failure` when whoever read the pipe has gone. Any thread.
   void checkReader() const;
 
-  /// Ends a write that waits for a pipe's reader; every write fails from now on. Any thread.
-  void abandon() { abandoned_.raise(); }
+  /// Ends a write that waits for the reader of a pipe or device; every further write to it fails.
+  /// A regular file can still be written. Any thread.
+  void abandon();
 
   /// Everything is written: synchronises and closes the file. Throws `Failure`.
   void finish();
@@ -58,10 +60,14 @@ class OutputFile {
   bool isSamePlace(const OutputFile& other) const;
 
  private:
+  /// When a write waits for the output's reader.
+  enum class Waiting { never, whenFull, whenSocketIsFull, beforeEachWrite };
+
   static int write(void* self, WrittenByte* buffer, int size);
   static std::int64_t seek(void* self, std::int64_t offset, int whence);
   void openPlace(const std::string& path);
   void openPipe();
+  bool waitForReader();
   int writeSome(const std::uint8_t* bytes, int size);
 
   std::string name_;
@@ -69,9 +75,9 @@ class OutputFile {
   std::optional<StagedFile> staged_;  ///< none when written in place
   int writeError_ = 0;
   FileDescriptor file_;
-  bool waits_ = false;          ///< writing may wait for a reader
-  std::size_t mostAtOnce_ = 0;  ///< what a write that was not told to wait never waits with
+  Waiting waiting_ = Waiting::never;
   Event abandoned_;
+  std::atomic<bool> isAbandoned_{false};
   IoPtr io_;
 };
 

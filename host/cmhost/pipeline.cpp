@@ -22,7 +22,7 @@ namespace {
 // Enough that no side waits for a thread switch; every queued frame costs its memory, as decoded
 // and as the module has it.
 std::size_t queuedFrames(const PictureLayout& layout, int width, int height) {
-  constexpr std::size_t most = 4;
+  constexpr std::size_t most = 2;
   constexpr std::size_t mostBytes = std::size_t{512} << 20;
   const std::size_t frameBytes = std::size_t{2} * packedSize(layout, width, height);
   return std::clamp<std::size_t>(mostBytes / frameBytes, 1, most);
@@ -47,13 +47,13 @@ std::string formatText(int width, int height, int format) {
 }  // namespace
 
 Pipeline::Pipeline(Input& input, FramePtr first, Converter* converter, const PictureLayout& layout,
-                   Module& module, bool finishAfterDamage)
+                   Module& module, Mode mode)
     : input_(input),
       first_(std::move(first)),
       converter_(converter),
       layout_(layout),
       module_(module),
-      finishAfterDamage_(finishAfterDamage),
+      mode_(mode),
       width_(first_->width),
       height_(first_->height),
       format_(first_->format),
@@ -178,11 +178,13 @@ void Pipeline::decodingThread() {
     for (FramePtr frame = std::move(first_); frame != nullptr; frame = input_.nextFrame()) {
       checkLike(*frame);
       if (converter_ != nullptr) frame = converter_->convert(*frame);
-      if (!inputQueue_->frames().put(packFrame(std::move(frame), layout_, framesGiven_))) return;
+      if (!inputQueue_->frames().put(
+              packFrame(std::move(frame), layout_, framesGiven_, mode_.keepOriginals)))
+        return;
       ++framesGiven_;
     }
   } catch (const Failure&) {
-    if (!finishAfterDamage_) throw;
+    if (!mode_.finishAfterDamage) throw;
     const std::lock_guard<std::mutex> lock(mutex_);
     damage_ = std::current_exception();
   }

@@ -21,11 +21,15 @@ namespace cmhost {
 /// The threads of a run and the queues between them. The first failure of any thread ends them all.
 class Pipeline {
  public:
+  struct Mode {
+    bool finishAfterDamage;  ///< frames from before a failure of the input are still finished
+    bool keepOriginals;      ///< the output gets the unmarked pictures too
+  };
+
   /// `first` is the first frame that `input` gave; every frame that follows is like it. `converter`
-  /// may be null. With `finishAfterDamage`, frames that came before a failure of the input are
-  /// finished before it ends the run.
+  /// may be null.
   Pipeline(Input& input, FramePtr first, Converter* converter, const PictureLayout& layout,
-           Module& module, bool finishAfterDamage);
+           Module& module, Mode mode);
 
   /// Ends the threads.
   ~Pipeline();
@@ -71,7 +75,7 @@ class Pipeline {
   Converter* const converter_;
   const PictureLayout& layout_;
   Module& module_;
-  const bool finishAfterDamage_;
+  const Mode mode_;
   const int width_;
   const int height_;
   const int format_;

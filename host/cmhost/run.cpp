@@ -116,7 +116,7 @@ int run(const Options& options) {
   normaliseRange(*like, layout);
 
   std::optional<Pipeline> pipeline(std::in_place, input, std::move(first), converter.get(), layout,
-                                   module, options.keepPartial);
+                                   module, Pipeline::Mode{options.keepPartial, options.compare});
   ConfigurationKeys keys = {{layoutKey, layout.fourcc}};
   keys.insert(keys.end(), options.keys.begin(), options.keys.end());
   pipeline->configure(keys);
