@@ -85,7 +85,7 @@ InputFormatPtr openDemuxer(InputFile& file, References& references, const Option
   context->interrupt_callback = {isInterrupted, &file};
   references.guard(*context);
   Dictionary dictionary(options.inputOptions);
-  error = av_opt_set_dict(context.get(), &dictionary);
+  error = av_opt_set_dict(context.get(), dictionary.entries());
   if (error < 0) return nullptr;
   const AVInputFormat* const demuxer = options.inputFormat.empty()
                                            ? demuxerByContent(file, *context, error)
@@ -96,7 +96,7 @@ InputFormatPtr openDemuxer(InputFile& file, References& references, const Option
 
   const MemoryCap cap(openingGibibytes << 30);
   AVFormatContext* opened = context.release();  // freed when it cannot be opened
-  error = avformat_open_input(&opened, file.name().c_str(), demuxer, &dictionary);
+  error = avformat_open_input(&opened, file.name().c_str(), demuxer, dictionary.entries());
   InputFormatPtr format(error >= 0 ? opened : nullptr);
   if (error == AVERROR(ENOMEM))
     throw Failure(file.name() + " is not opened: that takes more than " +

@@ -25,7 +25,15 @@ class Dictionary {
   void setDefault(const char* key, const char* value) {
     av_dict_set(&entries_, key, value, AV_DICT_DONT_OVERWRITE);
   }
-  AVDictionary** operator&() { return &entries_; }
+
+  /// Empty when there is no such entry.
+  std::string value(const char* key) const {
+    const AVDictionaryEntry* const entry = av_dict_get(entries_, key, nullptr, 0);
+    return entry != nullptr ? entry->value : "";
+  }
+
+  /// For functions of the media libraries, which may change the entries.
+  AVDictionary** entries() { return &entries_; }
 
   /// The first entry left; null when none is.
   const AVDictionaryEntry* first() const {

@@ -1,6 +1,7 @@
 #include "host/cmhost/encoder.h"
 
 extern "C" {
+#include <libavutil/avstring.h>
 #include <libavutil/imgutils.h>
 #include <libavutil/pixdesc.h>
 }
@@ -23,17 +24,28 @@ struct DefaultOption {
   const char* encoder;
   const char* key;
   const char* value;
+  const char* removedBy;  ///< the user's options that it would contradict
 };
 
 // What the encoders' own defaults lack for this work: exact or visibly clean pictures, and FFV1 as
-// archives keep it, every frame for itself and with checksums.
+// archives keep it, every frame a key frame and with checksums. A rate, quality or quantiser that
+// the user names takes the place of the default one. The encoders of VP8 and VP9 need a rate next
+// to a crf: its limit, or 0 for none.
 constexpr DefaultOption defaultOptions[] = {
-    {"ffv1", "level", "3"},     {"ffv1", "slicecrc", "1"}, {"ffv1", "g", "1"},
-    {"libx264", "crf", "18"},   {"libx265", "crf", "18"},  {"libvpx-vp9", "crf", "20"},
-    {"libvpx-vp9", "b", "0"},   {"libvpx", "crf", "10"},   {"libvpx", "b", "20M"},
-    {"libsvtav1", "crf", "25"}, {"mpeg4", "b", "20M"},     {"mpeg2video", "b", "20M"},
-    {"mpeg1video", "b", "10M"}, {"mjpeg", "b", "60M"},
+    {"ffv1", "level", "3", ""},       {"ffv1", "slicecrc", "1", ""},
+    {"ffv1", "g", "1", ""},           {"libx264", "crf", "18", "b,qp"},
+    {"libx265", "crf", "18", "b,qp"}, {"libvpx-vp9", "crf", "20", "b,lossless"},
+    {"libvpx-vp9", "b", "0", ""},     {"libvpx", "crf", "10", "b"},
+    {"libvpx", "b", "20M", ""},       {"libsvtav1", "crf", "25", "b,qp"},
+    {"mpeg4", "b", "20M", ""},        {"mpeg2video", "b", "20M", ""},
+    {"mpeg1video", "b", "10M", ""},   {"mjpeg", "b", "60M", ""},
 };
+
+bool isContradicted(const DefaultOption& option, const Options::KeyValues& named) {
+  return std::any_of(named.begin(), named.end(), [&option](const auto& each) {
+    return av_match_name(each.first.c_str(), option.removedBy) != 0;
+  });
+}
 
 bool isInterlaced(AVFieldOrder order) {
   return order != AV_FIELD_UNKNOWN && order != AV_FIELD_PROGRESSIVE;
@@ -164,13 +176,23 @@ void Encoder::describe(const Input& input, const AVFrame& first) {
       threadsFor(av_image_get_buffer_size(encoder_->pix_fmt, encoder_->width, encoder_->height, 1));
 }
 
+// This encoder does not log through the media library, and prints a banner.
+void Encoder::silence(Dictionary& dictionary) const {
+  if (std::strcmp(codec_->name, "libx265") != 0) return;
+  const std::string named = dictionary.value("x265-params");
+  dictionary.set("x265-params", ("log-level=error" + (named.empty() ? "" : ":" + named)).c_str());
+}
+
 void Encoder::open(const Options& options) {
   Dictionary dictionary;
   for (const DefaultOption& option : defaultOptions)
-    if (std::strcmp(option.encoder, codec_->name) == 0) dictionary.set(option.key, option.value);
+    if (std::strcmp(option.encoder, codec_->name) == 0 &&
+        !isContradicted(option, options.encoderOptions))
+      dictionary.set(option.key, option.value);
   for (const auto& [key, value] : options.encoderOptions)
     dictionary.set(key.c_str(), value.c_str());
-  const int result = avcodec_open2(encoder_.get(), codec_, &dictionary);
+  silence(dictionary);
+  const int result = avcodec_open2(encoder_.get(), codec_, dictionary.entries());
   if (result < 0)
     throw Failure(std::string("the encoder ") + codec_->name +
                   " cannot start: " + openErrorReason(result));

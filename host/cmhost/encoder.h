@@ -5,6 +5,7 @@
 #include <string>
 
 #include "host/cmhost/av.h"
+#include "host/cmhost/dictionary.h"
 #include "host/cmhost/input.h"
 #include "host/cmhost/muxer.h"
 #include "host/cmhost/options.h"
@@ -33,6 +34,7 @@ class Encoder {
   AVPixelFormat choosePixelFormat(const PictureLayout& layout, AVColorRange range) const;
   AVRational chooseTimeBase(AVRational frameRate) const;
   void describe(const Input& input, const AVFrame& first);
+  void silence(Dictionary& dictionary) const;
   void open(const Options& options);
   void send(const AVFrame* frame);
 

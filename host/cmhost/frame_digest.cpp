@@ -1,70 +1,67 @@
 #include "host/cmhost/frame_digest.h"
 
 extern "C" {
-#include <libavutil/mem.h>
-#include <libavutil/pixdesc.h>
+#include <libavutil/imgutils.h>
 }
 
-#include <cstdio>
+#include "host/cmhost/failure.h"
 
 namespace cmhost {
 
-FrameDigests::Md5::Md5() : state_(av_md5_alloc(), &av_free) {
-  if (state_ == nullptr) throw std::bad_alloc();
-  av_md5_init(state_.get());
+FrameDigests::FrameDigests(const std::string& path, OutputFile::Mode mode)
+    : file_(path, mode), packet_(newPacket()) {
+  AVFormatContext* format = nullptr;
+  if (avformat_alloc_output_context2(&format, nullptr, "framemd5", nullptr) < 0)
+    throw Failure("--hash: the media library has no framemd5 muxer");
+  format_.reset(format);
+  format_->pb = file_.io();
+  format_->flags |= AVFMT_FLAG_BITEXACT;  // without the library's version
+  format_->flush_packets = 0;             // not a write for each line
 }
 
-void FrameDigests::Md5::add(const std::uint8_t* bytes, std::size_t count) {
-  av_md5_update(state_.get(), bytes, count);
+// Time is counted as ffmpeg counts it: in frames where there is a frame rate, and from the first
+// time stamp of any stream.
+void FrameDigests::start(const Input& input, const AVFrame& first) {
+  const AVRational rate = input.frameRate();
+  inputTimeBase_ = input.video().time_base;
+  if (input.format().start_time != AV_NOPTS_VALUE)
+    origin_ = av_rescale_q(input.format().start_time, av_get_time_base_q(), inputTimeBase_);
+  timeBase_ = rate.num > 0 ? av_inv_q(rate) : inputTimeBase_;
+  AVStream* const stream = avformat_new_stream(format_.get(), nullptr);
+  if (stream == nullptr) throw std::bad_alloc();
+  stream->time_base = timeBase_;
+  AVCodecParameters& parameters = *stream->codecpar;
+  parameters.codec_type = AVMEDIA_TYPE_VIDEO;
+  parameters.codec_id = AV_CODEC_ID_RAWVIDEO;
+  parameters.format = first.format;
+  parameters.width = first.width;
+  parameters.height = first.height;
+  stream->sample_aspect_ratio = parameters.sample_aspect_ratio =
+      av_guess_sample_aspect_ratio(&input.format(), &input.video(), const_cast<AVFrame*>(&first));
+  check(avformat_write_header(format_.get(), nullptr));
 }
 
-std::string FrameDigests::Md5::end() {
-  std::uint8_t digest[16];
-  av_md5_final(state_.get(), digest);
-  std::string text;
-  for (const std::uint8_t byte : digest) {
-    char digits[3];
-    std::snprintf(digits, sizeof digits, "%02x", byte);
-    text += digits;
-  }
-  return text;
-}
-
-void FrameDigests::add(const AVFrame& frame, AVRational timeBase) {
+void FrameDigests::add(const AVFrame& frame) {
   const auto format = static_cast<AVPixelFormat>(frame.format);
-  const AVPixFmtDescriptor& descriptor = *av_pix_fmt_desc_get(format);
-  Md5 digest;
-  for (int plane = 0; plane < 3; ++plane) {
-    const int width = AV_CEIL_RSHIFT(frame.width, plane > 0 ? descriptor.log2_chroma_w : 0);
-    const int height = AV_CEIL_RSHIFT(frame.height, plane > 0 ? descriptor.log2_chroma_h : 0);
-    for (int y = 0; y < height; ++y) {
-      const std::uint8_t* const row =
-          frame.data[plane] + static_cast<std::ptrdiff_t>(y) * frame.linesize[plane];
-      digest.add(row, static_cast<std::size_t>(width));
-      run_.add(row, static_cast<std::size_t>(width));
-    }
-  }
-  if (frames_ == 0) {
-    picture_ = std::to_string(frame.width) + "x" + std::to_string(frame.height) + " " +
-               av_get_pix_fmt_name(format);
-    print("# MD5 of each frame's planes\n# frame seconds size format md5\n");
-  }
-  char time[64];
-  std::snprintf(time, sizeof time, "%.6f", static_cast<double>(frame.pts) * av_q2d(timeBase));
-  print(std::to_string(frames_) + " " + time + " " + picture_ + " " + digest.end() + "\n");
-  ++frames_;
-  file_.check();
+  const int bytes = av_image_get_buffer_size(format, frame.width, frame.height, 1);
+  if (bytes < 0 || av_new_packet(packet_.get(), bytes) < 0) throw std::bad_alloc();
+  av_image_copy_to_buffer(packet_->data, bytes, frame.data, frame.linesize, format, frame.width,
+                          frame.height, 1);
+  packet_->pts = packet_->dts = av_rescale_q(frame.pts - origin_, inputTimeBase_, timeBase_);
+  packet_->duration = av_rescale_q(durationOf(frame), inputTimeBase_, timeBase_);
+  const int result = av_write_frame(format_.get(), packet_.get());
+  av_packet_unref(packet_.get());
+  check(result);
 }
 
 void FrameDigests::finish() {
-  print("# MD5 of all frames' planes in a row\n# all frames size format md5\n");
-  print("all " + std::to_string(frames_) + " " + picture_ + " " + run_.end() + "\n");
+  check(av_write_trailer(format_.get()));
   file_.finish();
 }
 
-void FrameDigests::print(const std::string& line) {
-  avio_write(file_.io(), reinterpret_cast<const unsigned char*>(line.data()),
-             static_cast<int>(line.size()));
+void FrameDigests::check(int result) {
+  file_.check();
+  if (result < 0) throw Failure(file_.name() + " cannot be written: " + avErrorReason(result));
 }
 
 }  // namespace cmhost

@@ -1,33 +1,29 @@
 #pragma once
 
-extern "C" {
-#include <libavutil/md5.h>
-}
-
-#include <array>
 #include <cstdint>
-#include <memory>
 #include <string>
 
 #include "host/cmhost/av.h"
+#include "host/cmhost/input.h"
 #include "host/cmhost/output_file.h"
 
 namespace cmhost {
 
-/// A list of the marked frames' digests for regression tests: a line a frame and one for the run.
-///
-/// A frame's digest is the MD5 of its planes' samples, one plane after the other and row after row,
-/// chroma sizes rounded up; the run's is that of all frames' samples in a row. They are what any
-/// tool computes of the same frames as raw video.
+/// The MD5 of every marked frame as raw video, in the format of the media library's `framemd5`
+/// muxer: ffmpeg writes the same file for the same frames.
 class FrameDigests {
  public:
-  /// Throws `Failure`.
-  FrameDigests(const std::string& path, OutputFile::Mode mode) : file_(path, mode) {}
+  /// Opens the file. Throws `Failure`.
+  FrameDigests(const std::string& path, OutputFile::Mode mode);
 
-  /// Adds a frame of one of the layouts' pixel formats. Throws `Failure`.
-  void add(const AVFrame& frame, AVRational timeBase);
+  /// Writes the header for frames like `first`. Once, before `add`. Throws `Failure`.
+  void start(const Input& input, const AVFrame& first);
 
-  /// Writes the run's line, the last. Throws `Failure`.
+  /// Adds a frame of one of the layouts' pixel formats, its `pts` in the time base of the input's
+  /// video stream. Throws `Failure`.
+  void add(const AVFrame& frame);
+
+  /// Writes the end of the file. Throws `Failure`.
   void finish();
 
   /// Gives the file its name. Throws `Failure`.
@@ -36,22 +32,14 @@ class FrameDigests {
   const OutputFile& file() const { return file_; }
 
  private:
-  class Md5 {
-   public:
-    Md5();
-    void add(const std::uint8_t* bytes, std::size_t count);
-    std::string end();
-
-   private:
-    std::unique_ptr<AVMD5, void (*)(void*)> state_;
-  };
-
-  void print(const std::string& line);
+  void check(int result);
 
   OutputFile file_;
-  Md5 run_;
-  std::int64_t frames_ = 0;
-  std::string picture_;  ///< size and pixel format
+  OutputFormatPtr format_;
+  AVRational inputTimeBase_{};
+  AVRational timeBase_{};
+  std::int64_t origin_ = 0;  ///< the input's first time stamp
+  PacketPtr packet_;
 };
 
 }  // namespace cmhost

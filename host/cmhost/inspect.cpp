@@ -4,6 +4,7 @@
 #include <unistd.h>
 
 #include <cstdio>
+#include <nlohmann/json.hpp>
 #include <sstream>
 #include <string>
 #include <vector>
@@ -15,21 +16,10 @@
 #include "host/cmhost/messages.h"
 #include "host/cmhost/module.h"
 #include "host/cmhost/picture_layout.h"
-#include "signal/dispatch.h"
-#include "signal/processor_variant.h"
 
 namespace cmhost {
 
 namespace {
-
-// What the module's own copy of the primitives selects: its start-up is the same.
-struct StartUp {
-  int status = ippStaticInit();
-  const char* variant = ns_signal::current_variant().name;
-  int index = ippJumpIndexForMergedLibs;
-  unsigned long long features = ippGetEnabledCpuFeatures();
-  int threads = ownGetNumThreads();
-};
 
 struct Configured {
   bool taken = false;
@@ -103,16 +93,12 @@ std::string sizeText(const Options& options) {
          fourccText(options.inspectLayout);
 }
 
-std::string asText(const Options& options, const Module& module, const StartUp& startUp,
-                   const Configured& configured) {
+std::string asText(const Options& options, const Module& module, const Configured& configured) {
   std::ostringstream text;
   text << "module:      " << escaped(module.path()) << '\n'
        << "factory:     " << Module::factoryName << '\n'
        << "component:   type '" << escaped(fourccText(module.type())) << "' (" << hex(module.type())
        << ")\n"
-       << "start-up:    variant " << startUp.variant << " (index " << startUp.index
-       << "), feature mask " << hex(startUp.features) << ", threads " << startUp.threads
-       << ", status " << startUp.status << '\n'
        << "configured:  " << escaped(sizeText(options)) << ": "
        << (configured.taken ? "result 0" : escaped(configured.reason)) << '\n';
   const char* label = "prints:     ";
@@ -123,30 +109,25 @@ std::string asText(const Options& options, const Module& module, const StartUp& 
   return text.str();
 }
 
-std::string asJson(const Options& options, const Module& module, const StartUp& startUp,
-                   const Configured& configured) {
-  std::ostringstream text;
-  text << "{\n"
-       << "  \"module\": " << jsonString(module.path()) << ",\n"
-       << "  \"factory\": " << jsonString(Module::factoryName) << ",\n"
-       << "  \"type\": " << jsonString(fourccText(module.type())) << ",\n"
-       << "  \"start_up\": {\"variant\": " << jsonString(startUp.variant)
-       << ", \"index\": " << startUp.index
-       << ", \"feature_mask\": " << jsonString(hex(startUp.features))
-       << ", \"threads\": " << startUp.threads << ", \"status\": " << startUp.status << "},\n"
-       << "  \"configuration\": {\"width\": " << options.inspectWidth
-       << ", \"height\": " << options.inspectHeight
-       << ", \"layout\": " << jsonString(fourccText(options.inspectLayout))
-       << ", \"taken\": " << (configured.taken ? "true" : "false")
-       << ", \"reason\": " << (configured.taken ? "null" : jsonString(configured.reason))
-       << ", \"printed\": [";
-  const char* separator = "";
-  for (const std::string& line : configured.printed) {
-    text << separator << jsonString(line);
-    separator = ", ";
-  }
-  text << "]}\n}\n";
-  return text.str();
+// ASCII only, so that nothing acts on a terminal. Bytes that are not UTF-8 are replaced: JSON
+// cannot hold them.
+std::string jsonText(const nlohmann::ordered_json& value) {
+  return value.dump(2, ' ', true, nlohmann::ordered_json::error_handler_t::replace) + "\n";
+}
+
+std::string asJson(const Options& options, const Module& module, const Configured& configured) {
+  nlohmann::ordered_json reason;
+  if (!configured.taken) reason = configured.reason;
+  return jsonText({{"module", module.path()},
+                   {"factory", Module::factoryName},
+                   {"type", fourccText(module.type())},
+                   {"configuration",
+                    {{"width", options.inspectWidth},
+                     {"height", options.inspectHeight},
+                     {"layout", fourccText(options.inspectLayout)},
+                     {"taken", configured.taken},
+                     {"reason", reason},
+                     {"printed", configured.printed}}}});
 }
 
 }  // namespace
@@ -156,15 +137,13 @@ int inspect(const Options& options) {
   bool taken = false;
   try {
     Module module(options.module, options.moduleTimeout);
-    const StartUp startUp;
     const Configured configured = configure(module, options);
-    found = (options.json ? asJson : asText)(options, module, startUp, configured);
+    found = (options.json ? asJson : asText)(options, module, configured);
     taken = configured.taken;
     module.unload();
   } catch (const Failure& failure) {
     if (options.json)
-      printResult("{\n  \"module\": " + jsonString(options.module) +
-                  ",\n  \"error\": " + jsonString(failure.what()) + "\n}\n");
+      printResult(jsonText({{"module", options.module}, {"error", failure.what()}}));
     throw;
   }
   printResult(found);

@@ -3,6 +3,7 @@
 #include <unistd.h>
 
 #include <csignal>
+#include <cstdlib>
 #include <exception>
 #include <new>
 
@@ -76,6 +77,7 @@ int main(int argc, char** argv) {
   keepPicturesMemory();
   std::signal(SIGPIPE, SIG_IGN);  // told by the write that fails, as is the next
   std::signal(SIGXFSZ, SIG_IGN);
+  ::setenv("SVT_LOG", "1", 0);  // this AV1 encoder prints a banner unless told to print errors only
   cmhost::captureAvLog();
   const cmhost::SignalStack signalStack;
   cmhost::sudden_end::install();

@@ -121,21 +121,6 @@ std::string escaped(const std::string& text) {
   });
 }
 
-std::string jsonString(const std::string& text) {
-  std::string quoted;
-  for (const char character : text) {
-    if (character == '"' || character == '\\') quoted += '\\';
-    quoted += character;
-  }
-  return '"' +
-         replaceControls(quoted,
-                         [](const Character& character) {
-                           const auto code = static_cast<unsigned int>(character.code);
-                           return formatted(character.isValid ? "\\u%04x" : "\\\\x%02x", code);
-                         }) +
-         '"';
-}
-
 std::string frameCount(std::int64_t frames) {
   return std::to_string(frames) + (frames == 1 ? " frame" : " frames");
 }

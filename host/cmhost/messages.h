@@ -19,10 +19,6 @@ void printResult(const std::string& text);
 /// \u{NNNN}. The result is UTF-8 and one line.
 std::string escaped(const std::string& text);
 
-/// `text` as a JSON string with its quotes. The same characters are escaped, by JSON's own means;
-/// bytes that are not UTF-8, which JSON cannot hold, become the characters \xNN.
-std::string jsonString(const std::string& text);
-
 /// "1 frame", "2 frames".
 std::string frameCount(std::int64_t frames);
 

@@ -1,6 +1,7 @@
 #include "host/cmhost/muxer.h"
 
 extern "C" {
+#include <libavutil/avstring.h>
 #include <libavutil/display.h>
 #include <libavutil/pixdesc.h>
 }
@@ -16,6 +17,9 @@ extern "C" {
 namespace cmhost {
 
 namespace {
+
+// Matroska's tag of a video whose packets carry alpha.
+constexpr const char* alphaModeKey = "alpha_mode";
 
 const AVOutputFormat& chooseContainer(const OutputFile& file, const std::string& name) {
   const AVOutputFormat* const format = name.empty()
@@ -74,6 +78,17 @@ void warnOfRotation(const AVStream& stream) {
                " degrees clockwise, and the mark with it");
 }
 
+// The module's layouts have no alpha, and the encoded video none either.
+void warnOfAlpha(const AVStream& stream) {
+  const AVDictionaryEntry* const mode = av_dict_get(stream.metadata, alphaModeKey, nullptr, 0);
+  const AVPixFmtDescriptor* const format =
+      av_pix_fmt_desc_get(static_cast<AVPixelFormat>(stream.codecpar->format));
+  const bool hasAlpha = format != nullptr && (format->flags & AV_PIX_FMT_FLAG_ALPHA) != 0 &&
+                        (format->flags & AV_PIX_FMT_FLAG_PAL) == 0;
+  if (hasAlpha || (mode != nullptr && std::strcmp(mode->value, "1") == 0))
+    printWarning("the alpha channel of the video is dropped");
+}
+
 void copySideData(const AVStream& from, AVStream& to) {
   const StreamSideData all = sideDataOf(from);
   for (int i = 0; i < all.count; ++i) {
@@ -102,11 +117,18 @@ void makeAttachment(const AVStream& cover, AVStream& to, bool isPng) {
   av_dict_set(&to.metadata, "filename", isPng ? "cover.png" : "cover.jpg", AV_DICT_DONT_OVERWRITE);
 }
 
+// AVI takes sound with a block size for sound of a constant rate, and would compute a wrong length.
+bool hasFramesOfAnySize(AVCodecID codec) {
+  return codec == AV_CODEC_ID_AAC || codec == AV_CODEC_ID_MP2 || codec == AV_CODEC_ID_MP3 ||
+         codec == AV_CODEC_ID_AC3 || codec == AV_CODEC_ID_EAC3;
+}
+
 AVStream& addCopyOf(const AVStream& from, AVFormatContext& format) {
   AVStream* const to = avformat_new_stream(&format, nullptr);
   if (to == nullptr || avcodec_parameters_copy(to->codecpar, from.codecpar) < 0)
     throw std::bad_alloc();
   to->codecpar->codec_tag = 0;  // the container's own, for the same codec
+  if (hasFramesOfAnySize(to->codecpar->codec_id)) to->codecpar->block_align = 0;
   to->time_base = from.time_base;
   to->avg_frame_rate = from.avg_frame_rate;
   to->r_frame_rate = from.r_frame_rate;
@@ -183,12 +205,15 @@ Muxer::Muxer(OutputFile& file, const std::string& formatName) : file_(file) {
   format_->pb = file.io();
   format_->io_open = refuseToOpen;
   format_->flags |= AVFMT_FLAG_BITEXACT;  // the same run writes the same bytes
+  // Whoever reads a pipe gets each packet at once; a file is written in larger pieces.
+  if (file.io()->seekable != 0) format_->flush_packets = 0;
 }
 
 void Muxer::addVideo(const AVCodecContext& encoder, const Input& input) {
   const AVStream& from = input.video();
   warnOfLostTags(container(), encoder);
   warnOfRotation(from);
+  warnOfAlpha(from);
   video_ = avformat_new_stream(format_.get(), nullptr);
   if (video_ == nullptr || avcodec_parameters_from_context(video_->codecpar, &encoder) < 0)
     throw std::bad_alloc();
@@ -199,6 +224,7 @@ void Muxer::addVideo(const AVCodecContext& encoder, const Input& input) {
   video_->disposition = from.disposition;
   av_dict_copy(&video_->metadata, from.metadata, 0);
   av_dict_set(&video_->metadata, "encoder", nullptr, 0);
+  av_dict_set(&video_->metadata, alphaModeKey, nullptr, 0);
   copySideData(from, *video_);
   av_dict_copy(&format_->metadata, input.format().metadata, 0);
   copyChapters(input.format(), *format_);
@@ -235,7 +261,16 @@ bool Muxer::takes(const AVStream& from) const {
   return result >= 0;
 }
 
+// These keep the time code as a tag of the video, or make a track from that.
+bool Muxer::writesTimeCodeOf(const AVStream& from) const {
+  static constexpr const char* containers = "mov,mp4,mxf,matroska,webm";
+  return av_match_name(container().name, containers) != 0 &&
+         from.codecpar->codec_tag == MKTAG('t', 'm', 'c', 'd') &&
+         av_dict_get(video_->metadata, "timecode", nullptr, 0) != nullptr;
+}
+
 void Muxer::addCopy(const AVStream& from) {
+  if (writesTimeCodeOf(from)) return;
   if (!takes(from)) {
     printWarning(streamText(from) + " is left out: the container '" + container().name +
                  "' does not take it");

@@ -42,6 +42,7 @@ class Muxer {
 
  private:
   bool takes(const AVStream& from) const;
+  bool writesTimeCodeOf(const AVStream& from) const;
   void addCopy(const AVStream& from);
   void write(AVPacket& packet);
   void check(int result, const char* doing);

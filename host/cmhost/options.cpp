@@ -125,6 +125,15 @@ void declare(CLI::App& app, Options& options, Texts& texts) {
   app.set_version_flag("--version", versionText());
 }
 
+// An unknown option makes its value an operand, so the operands left over would be blamed with it.
+void refuseRest(const CLI::App& app) {
+  for (const std::string& word : app.remaining())
+    if (word.size() > 1 && word[0] == '-')
+      throw CLI::ValidationError("unrecognized option '" + word + "'");
+  for (const std::string& word : app.remaining())
+    throw CLI::ValidationError("extra operand '" + word + "'");
+}
+
 void checkTogether(const CLI::App& app, const Options& options) {
   if (options.inspect) {
     for (const char* const other :
@@ -183,8 +192,10 @@ std::optional<Options> parseCommandLine(int argc, char** argv, int& exitCode) {
   Texts texts;
   CLI::App app("", "cmhost");
   declare(app, options, texts);
+  app.allow_extras();
   try {
     app.parse(argc, argv);
+    refuseRest(app);
     interpret(app, texts, options);
     return options;
   } catch (const CLI::CallForHelp&) {

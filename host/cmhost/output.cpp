@@ -59,8 +59,11 @@ std::string Output::description() const {
 
 void Output::start(const Input& input, const AVFrame& first, const PictureLayout& layout) {
   layout_ = &layout;
-  timeBase_ = input.video().time_base;
-  if (file_ == nullptr) return;
+  if (file_ != nullptr) startVideo(input, first, layout);
+  if (digests_ != nullptr) digests_->start(input, first);
+}
+
+void Output::startVideo(const Input& input, const AVFrame& first, const PictureLayout& layout) {
   const FramePtr like = orThrow<FramePtr>(av_frame_clone(&first));
   if (options_.compare) like->width = sideBySideWidth(first.width);
   encoder_ = std::make_unique<Encoder>(options_, input, *like, layout, *muxer_);
@@ -70,7 +73,7 @@ void Output::start(const Input& input, const AVFrame& first, const PictureLayout
 }
 
 void Output::put(FramePtr marked, const AVFrame& original) {
-  if (digests_ != nullptr) digests_->add(*marked, timeBase_);
+  if (digests_ != nullptr) digests_->add(*marked);
   if (options_.compare) marked = sideBySide(original, *marked, *layout_);
   if (preview_ != nullptr && frames_ == options_.previewFrame) preview_->write(*marked);
   if (encoder_ != nullptr) encoder_->encode(std::move(marked));

@@ -59,6 +59,8 @@ class Output {
   const std::string& name() const;
 
  private:
+  void startVideo(const Input& input, const AVFrame& first, const PictureLayout& layout);
+
   const Options& options_;
   std::unique_ptr<OutputFile> file_;  ///< null when the video goes nowhere; then the two below too
   std::unique_ptr<Muxer> muxer_;
@@ -66,7 +68,6 @@ class Output {
   std::unique_ptr<Preview> preview_;
   std::unique_ptr<FrameDigests> digests_;
   const PictureLayout* layout_ = nullptr;
-  AVRational timeBase_{};
   bool started_ = false;  ///< the header is written
   bool framesEnded_ = false;
   bool finished_ = false;  ///< the video is written with its end

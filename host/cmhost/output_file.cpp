@@ -9,7 +9,6 @@
 #include <algorithm>
 #include <cerrno>
 #include <climits>
-#include <cstdio>
 #include <utility>
 
 extern "C" {
@@ -17,6 +16,7 @@ extern "C" {
 }
 
 #include "host/cmhost/failure.h"
+#include "host/cmhost/standard_output.h"
 
 namespace cmhost {
 
@@ -40,18 +40,10 @@ FileDescriptor openInPlace(const std::string& path) {
 
 }  // namespace
 
-FileDescriptor OutputFile::takeStandardOutput() {
-  std::fflush(stdout);
-  FileDescriptor output(::fcntl(STDOUT_FILENO, F_DUPFD_CLOEXEC, 3));
-  if (output.number() < 0 || ::dup2(STDERR_FILENO, STDOUT_FILENO) < 0)
-    throw Failure("standard output cannot be used: " + systemText(errno));
-  return output;
-}
-
 OutputFile::OutputFile(const std::string& path, Mode mode) : name_(path), mode_(mode) {
   if (path == "-") {
     name_ = "standard output";
-    file_ = takeStandardOutput();
+    file_ = standard_output::take();
     if (!isRegular(file_.number())) openPipe();
     io_ = newWriter(this, &OutputFile::write, nullptr);  // even a file may be appended to by others
   } else {
@@ -82,7 +74,8 @@ void OutputFile::openPipe() {
   struct stat status = {};
   if (::fstat(file_.number(), &status) != 0) return;
   if (S_ISSOCK(status.st_mode)) waiting_ = Waiting::whenSocketIsFull;
-  if (S_ISFIFO(status.st_mode) || S_ISCHR(status.st_mode)) {
+  const bool isWritable = (::fcntl(file_.number(), F_GETFL) & O_ACCMODE) != O_RDONLY;
+  if (isWritable && (S_ISFIFO(status.st_mode) || S_ISCHR(status.st_mode))) {
     const std::string self = "/proc/self/fd/" + std::to_string(file_.number());
     FileDescriptor own(::open(self.c_str(), O_WRONLY | O_CLOEXEC | O_NONBLOCK));
     if (own.number() >= 0) file_ = std::move(own);

@@ -21,11 +21,7 @@ class OutputFile {
     bool synchronise = true;   ///< what is written is on the disk before it gets its name
   };
 
-  /// Standard output, whose descriptor this object takes for itself: from then on everything that
-  /// anybody prints on standard output goes to standard error.
-  static FileDescriptor takeStandardOutput();
-
-  /// Opens the place of `path` for writing; "-" is standard output, which is taken. Throws
+  /// Opens the place of `path` for writing; "-" is standard output, which must be reserved. Throws
   /// `Failure`, also for an existing regular file that may not be replaced.
   OutputFile(const std::string& path, Mode mode);
 

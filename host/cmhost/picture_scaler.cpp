@@ -54,7 +54,7 @@ bool isFullRange(const AVFrame& frame) {
 }
 
 bool isRgb(AVPixelFormat format) {
-  return (av_pix_fmt_desc_get(format)->flags & AV_PIX_FMT_FLAG_RGB) != 0;
+  return (av_pix_fmt_desc_get(format)->flags & (AV_PIX_FMT_FLAG_RGB | AV_PIX_FMT_FLAG_PAL)) != 0;
 }
 
 PictureScaler::PictureScaler(const AVFrame& like, AVPixelFormat to)

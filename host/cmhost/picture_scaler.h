@@ -16,6 +16,7 @@ AVColorSpace usualMatrix(int height);
 /// Whether samples use all 256 values, by the frame's tag or by its pixel format's name.
 bool isFullRange(const AVFrame& frame);
 
+/// Whether pictures of this format hold RGB, in samples or in a palette.
 bool isRgb(AVPixelFormat format);
 
 /// Brings pictures to another pixel format, size, matrix and range unchanged, in the media

@@ -16,6 +16,7 @@ extern "C" {
 #include "host/cmhost/output.h"
 #include "host/cmhost/pipeline.h"
 #include "host/cmhost/progress.h"
+#include "host/cmhost/standard_output.h"
 
 namespace cmhost {
 
@@ -99,6 +100,7 @@ class Watch {
 }  // namespace
 
 int run(const Options& options) {
+  standard_output::reserve(options.quiet);
   Input input(options);
   Output output(options);
   Module module(options.module, options.moduleTimeout);

@@ -186,4 +186,62 @@ TEST_F(Copies, SecondVideoIsCopiedOrLeftOutAndToldOf) {
   EXPECT_EQ(open(folder / "out.avi")->nb_streams, 1U);
 }
 
+// A block size, which AVI has for sound of a constant rate, would make the sound too short.
+TEST_F(Copies, CompressedSoundFromAviKeepsItsLength) {
+  for (const std::string sound : {"aac", "mp2", "ac3"}) {
+    SCOPED_TRACE(sound);
+    program::ffmpeg(folder.path(),
+                    "-f lavfi -i testsrc2=size=160x120:rate=25 -f lavfi -i sine -t 4 -pix_fmt "
+                    "yuv420p -c:v mpeg4 -c:a " +
+                        sound + " in.avi");
+    last = program::run(folder.path(), {"--overwrite", "in.avi", "out.avi"});
+    ASSERT_EQ(last.exitCode, 0) << last.err;
+    const InputPtr output = open(folder / "out.avi");
+    ASSERT_EQ(output->nb_streams, 2U);
+    const AVStream& stream = *output->streams[1];
+    EXPECT_NEAR(static_cast<double>(stream.duration) * av_q2d(stream.time_base), 4, 0.1);
+    AVPacket* packet = av_packet_alloc();
+    double end = 0;
+    while (av_read_frame(output.get(), packet) >= 0) {
+      if (packet->stream_index == 1)
+        end = static_cast<double>(packet->pts + packet->duration) * av_q2d(stream.time_base);
+      av_packet_unref(packet);
+    }
+    EXPECT_NEAR(end, 4, 0.1);
+    av_packet_free(&packet);
+  }
+}
+
+TEST_F(Copies, TimeCodeTrackIsNotSaidToBeMissing) {
+  program::ffmpeg(folder.path(),
+                  "-f lavfi -i testsrc2=size=160x120:rate=25 -t 1 -pix_fmt yuv420p -c:v mpeg4 "
+                  "-timecode 01:02:03:04 in.mov");
+  for (const std::string name : {"out.mov", "out.mp4", "out.mkv"}) {
+    SCOPED_TRACE(name);
+    run("in.mov", name);
+    EXPECT_FALSE(warned()) << last.err;
+    EXPECT_NE(program::probe(folder.path(), name, "stream_tags=timecode").find("01:02:03:04"),
+              std::string::npos);
+  }
+  run("in.mov", "out.avi");
+  EXPECT_NE(last.err.find("stream 1 (data"), std::string::npos) << last.err;
+}
+
+TEST_F(Copies, DroppedAlphaIsSaid) {
+  program::ffmpeg(folder.path(),
+                  "-f lavfi -i testsrc2=size=160x120:rate=25,format=yuva420p -t 0.2 -c:v libvpx "
+                  "-auto-alt-ref 0 in.webm");
+  ASSERT_NE(program::probe(folder.path(), "in.webm", "stream_tags=alpha_mode").find("=1"),
+            std::string::npos);
+  run("in.webm", "out.webm");
+  EXPECT_NE(last.err.find("the alpha channel of the video is dropped"), std::string::npos)
+      << last.err;
+  EXPECT_EQ(program::probe(folder.path(), "out.webm", "stream_tags=alpha_mode"), "");
+  program::ffmpeg(folder.path(),
+                  "-f lavfi -i testsrc2=size=160x120,format=rgba -t 0.2 -c:v png in.mov");
+  last = program::run(folder.path(), {"--convert", "Y44P", "in.mov", "out.mkv"});
+  EXPECT_NE(last.err.find("the alpha channel of the video is dropped"), std::string::npos)
+      << last.err;
+}
+
 }  // namespace

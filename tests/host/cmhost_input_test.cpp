@@ -29,8 +29,9 @@ class BadInput : public testing::Test {
     arguments.insert(arguments.end(), {name, "out.mkv"});
     const Result run = program::run(folder.path(), arguments);
     EXPECT_EQ(run.exitCode, 1) << run.err;
-    EXPECT_EQ(run.err.rfind("cmhost: error: ", 0), 0U) << run.err;
-    EXPECT_EQ(std::count(run.err.begin(), run.err.end(), '\n'), 1) << run.err;
+    const std::string messages = run.messages();
+    EXPECT_EQ(messages.rfind("cmhost: error: ", 0), 0U) << run.err;
+    EXPECT_EQ(messages.size(), messages.find('\n') + 1) << run.err;
     for (const std::string& part : parts)
       EXPECT_NE(run.err.find(part), std::string::npos) << part << " is not in: " << run.err;
     const auto names = folder.names();

@@ -37,9 +37,10 @@ class Output : public testing::Test {
 TEST_F(Output, SummaryIsOneLine) {
   const Result result = run({"in.mkv", "out.mkv"});
   EXPECT_EQ(result.exitCode, 0);
-  EXPECT_EQ(result.err.rfind("cmhost: 20 frames in ", 0), 0U) << result.err;
-  EXPECT_EQ(result.err.find('\n'), result.err.size() - 1) << result.err;
-  EXPECT_NE(result.err.find("out.mkv"), std::string::npos) << result.err;
+  const std::string messages = result.messages();
+  EXPECT_EQ(messages.rfind("cmhost: 20 frames in ", 0), 0U) << messages;
+  EXPECT_EQ(messages.find('\n'), messages.size() - 1) << messages;
+  EXPECT_NE(messages.find("out.mkv"), std::string::npos) << messages;
 }
 
 TEST_F(Output, StandardOutputBelongsToTheVideo) {

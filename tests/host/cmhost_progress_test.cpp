@@ -78,11 +78,30 @@ TEST_F(Progress, NothingElsewhereUnlessAskedFor) {
   const Result silent = program::run(folder.path(), {"in.y4m", "null:"});
   EXPECT_EQ(silent.err.find("frame 20 of"), std::string::npos) << silent.err;
   const Result always = program::run(folder.path(), {"--progress=always", "in.y4m", "null:"});
-  EXPECT_EQ(always.err.rfind("cmhost: frame 20 of 20 (100%), ", 0), 0U) << always.err;
+  EXPECT_EQ(always.messages().rfind("cmhost: frame 20 of 20 (100%), ", 0), 0U) << always.err;
   EXPECT_EQ(always.err.find('\x1b'), std::string::npos) << always.err;
   const Result quiet = program::run(folder.path(), {"-q", "in.y4m", "null:"});
   EXPECT_EQ(quiet.exitCode, 0);
   EXPECT_EQ(quiet.err, "");
+}
+
+TEST_F(Progress, QuietIsQuietInPipesToo) {
+  const Result piped = program::run(folder.path(), {"-q", "in.y4m", "-"});
+  EXPECT_EQ(piped.err, "");
+  EXPECT_EQ(piped.out.rfind("YUV4MPEG2 ", 0), 0U);
+  const Result hashed = program::run(folder.path(), {"-q", "--hash", "-", "in.y4m", "null:"});
+  EXPECT_EQ(hashed.err, "");
+  EXPECT_EQ(hashed.out.find("Size"), std::string::npos) << hashed.out;
+}
+
+TEST_F(Progress, ModulesLinesComeWhereTheyArePrinted) {
+  for (const std::string output : {"null:", "out.mkv", "-"}) {
+    const Result result = program::run(folder.path(), {"in.y4m", output});
+    const std::size_t module = result.err.find("Size: ");
+    const std::size_t summary = result.err.find("cmhost: 20 frames in ");
+    EXPECT_LT(module, summary) << result.err;
+    EXPECT_NE(summary, std::string::npos) << result.err;
+  }
 }
 
 TEST_F(Progress, QuietRunsStillTellErrors) {

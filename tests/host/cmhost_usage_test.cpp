@@ -117,6 +117,8 @@ TEST(Usage, WrongOnes) {
       {"--preview", ".png", "in.mkv", "out.mkv"},
       {"--preview", "look.png@x", "in.mkv", "out.mkv"},
       {"--progress", "sometimes", "in.mkv", "out.mkv"},
+      {"--crf", "18", "in.mkv", "out.mkv"},
+      {"in.mkv", "out.mkv", "other.mkv"},
   };
   for (const auto& arguments : wrong) {
     const auto result = run(arguments);
@@ -129,6 +131,13 @@ TEST(Usage, WrongOnes) {
     EXPECT_EQ(result.err.find('\n'), result.err.size() - 1) << result.err;
     EXPECT_NE(result.err.find("--help"), std::string::npos) << result.err;
   }
+}
+
+TEST(Usage, UnknownOptionIsBlamedAlone) {
+  EXPECT_EQ(run({"--crf", "18", "in.mkv", "out.mkv"}).err,
+            "cmhost: error: unrecognized option '--crf'; see cmhost --help\n");
+  EXPECT_EQ(run({"in.mkv", "out.mkv", "other.mkv"}).err,
+            "cmhost: error: extra operand 'other.mkv'; see cmhost --help\n");
 }
 
 }  // namespace

@@ -6,7 +6,6 @@
 namespace {
 
 using cmhost::escaped;
-using cmhost::jsonString;
 
 TEST(Messages, OrdinaryTextStays) {
   for (const char* const text :
@@ -40,14 +39,6 @@ TEST(Messages, BytesThatAreNotUtf8AreWrittenOut) {
   EXPECT_EQ(escaped("\xed\xa0\x80"), R"(\xed\xa0\x80)");            // half a surrogate pair
   EXPECT_EQ(escaped("\xf4\x90\x80\x80"), R"(\xf4\x90\x80\x80)");    // above U+10FFFF
   EXPECT_EQ(escaped("\xed\x9f\xbf\xf4\x8f\xbf\xbf"), "\xed\x9f\xbf\xf4\x8f\xbf\xbf");
-}
-
-TEST(Messages, JsonIsUtf8WithoutControlCharacters) {
-  EXPECT_EQ(jsonString("plain \u00e9"), "\"plain \u00e9\"");
-  EXPECT_EQ(jsonString(R"(a "b" \c)"), R"("a \"b\" \\c")");
-  EXPECT_EQ(jsonString(std::string("\0\n\x1b\x7f", 4)), R"("\u0000\u000a\u001b\u007f")");
-  EXPECT_EQ(jsonString("\u009b\u202e"), R"("\u009b\u202e")");
-  EXPECT_EQ(jsonString("\xff"), R"("\\xff")");
 }
 
 TEST(Messages, Counts) {

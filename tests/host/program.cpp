@@ -10,10 +10,12 @@
 #include <algorithm>
 #include <chrono>
 #include <csignal>
+#include <cstdio>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
+#include <sstream>
 #include <stdexcept>
 #include <string>
 #include <thread>
@@ -58,6 +60,14 @@ int waitFor(pid_t child, std::chrono::seconds longest, Result& result) {
 int numberFrom(const char* variable, int usual) {
   const char* const text = std::getenv(variable);
   return text != nullptr ? std::stoi(text) : usual;
+}
+
+std::string Result::messages() const {
+  std::string result;
+  std::istringstream stream(err);
+  for (std::string line; std::getline(stream, line);)
+    if (line.rfind("cmhost: ", 0) == 0) result += line + "\n";
+  return result;
 }
 
 Variable::Variable(const char* name, const std::string& value) : name_(name) {
@@ -136,6 +146,29 @@ Result Process::wait(std::chrono::seconds longest) {
 Result run(const std::string& folder, const std::vector<std::string>& arguments,
            const Streams& streams) {
   return Process(folder, arguments, streams).wait();
+}
+
+namespace {
+
+std::string shell(const std::string& folder, const std::string& command) {
+  std::FILE* const pipe = ::popen(("cd '" + folder + "' && " + command).c_str(), "r");
+  if (pipe == nullptr) throw std::runtime_error("no process");
+  std::string result;
+  char part[4096];
+  for (std::size_t count; (count = std::fread(part, 1, sizeof part, pipe)) > 0;)
+    result.append(part, count);
+  if (::pclose(pipe) != 0) throw std::runtime_error("it fails: " + command);
+  return result;
+}
+
+}  // namespace
+
+std::string ffmpeg(const std::string& folder, const std::string& words) {
+  return shell(folder, "ffmpeg -nostdin -v error -y " + words);
+}
+
+std::string probe(const std::string& folder, const std::string& file, const std::string& entries) {
+  return shell(folder, "ffprobe -v error -of default=nw=1 -show_entries " + entries + " " + file);
 }
 
 Pipe::Pipe() : ends_{-1, -1} {

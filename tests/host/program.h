@@ -24,6 +24,9 @@ struct Result {
   std::string err;         ///< what it wrote on standard error
   long peakKilobytes = 0;  ///< of memory held at once
   double processorSeconds = 0;  ///< of all its threads
+
+  /// The lines on standard error that are the program's own and not the module's.
+  std::string messages() const;
 };
 
 /// Where the standard streams come from and go to; descriptors that the caller keeps. -1: standard
@@ -99,6 +102,13 @@ class Process {
 /// Runs `cmhost` to its end.
 Result run(const std::string& folder, const std::vector<std::string>& arguments,
            const Streams& streams = {});
+
+/// Runs `ffmpeg` with these words of a shell command in a folder, existing files replaced. Returns
+/// what it writes on standard output. Throws `std::runtime_error` when it fails.
+std::string ffmpeg(const std::string& folder, const std::string& words);
+
+/// What `ffprobe` finds in a file, an entry on each line: `entries` as its -show_entries has them.
+std::string probe(const std::string& folder, const std::string& file, const std::string& entries);
 
 /// A pipe whose ends are closed with it.
 class Pipe {
