@@ -11,11 +11,11 @@
 
 #include "host/cm/frame_queue.h"
 #include "host/cm/video_description.h"
-#include "host/cmhost/failure.h"
-#include "host/cmhost/file_io.h"
-#include "host/cmhost/messages.h"
-#include "host/cmhost/module.h"
-#include "host/cmhost/picture_layout.h"
+#include "host/cmhost/module/module.h"
+#include "host/cmhost/picture/picture_layout.h"
+#include "host/cmhost/support/failure.h"
+#include "host/cmhost/support/file_io.h"
+#include "host/cmhost/support/messages.h"
 
 namespace cmhost {
 

@@ -7,15 +7,15 @@
 #include <exception>
 #include <new>
 
-#include "host/cmhost/av.h"
-#include "host/cmhost/failure.h"
 #include "host/cmhost/inspect.h"
-#include "host/cmhost/interruption.h"
-#include "host/cmhost/messages.h"
+#include "host/cmhost/module/sudden_end.h"
 #include "host/cmhost/options.h"
 #include "host/cmhost/run.h"
-#include "host/cmhost/signal_stack.h"
-#include "host/cmhost/sudden_end.h"
+#include "host/cmhost/support/av.h"
+#include "host/cmhost/support/failure.h"
+#include "host/cmhost/support/interruption.h"
+#include "host/cmhost/support/messages.h"
+#include "host/cmhost/support/signal_stack.h"
 
 namespace {
 

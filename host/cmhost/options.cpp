@@ -8,12 +8,12 @@ extern "C" {
 #include <libavutil/parseutils.h>
 }
 
-#include "host/cmhost/av.h"
-#include "host/cmhost/failure.h"
 #include "host/cmhost/help_text.h"
-#include "host/cmhost/messages.h"
-#include "host/cmhost/module.h"
-#include "host/cmhost/picture_layout.h"
+#include "host/cmhost/module/module.h"
+#include "host/cmhost/picture/picture_layout.h"
+#include "host/cmhost/support/av.h"
+#include "host/cmhost/support/failure.h"
+#include "host/cmhost/support/messages.h"
 
 namespace cmhost {
 

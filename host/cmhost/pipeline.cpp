@@ -9,11 +9,11 @@ extern "C" {
 }
 
 #include "host/cm/video_description.h"
-#include "host/cmhost/failure.h"
-#include "host/cmhost/frame_packing.h"
-#include "host/cmhost/memory_cap.h"
-#include "host/cmhost/messages.h"
-#include "host/cmhost/threads.h"
+#include "host/cmhost/input/memory_cap.h"
+#include "host/cmhost/picture/frame_packing.h"
+#include "host/cmhost/support/failure.h"
+#include "host/cmhost/support/messages.h"
+#include "host/cmhost/support/threads.h"
 
 namespace cmhost {
 

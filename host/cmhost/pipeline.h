@@ -10,11 +10,11 @@
 #include <vector>
 
 #include "host/cm/frame_queue.h"
-#include "host/cmhost/converter.h"
-#include "host/cmhost/input.h"
-#include "host/cmhost/module.h"
-#include "host/cmhost/output.h"
-#include "host/cmhost/picture_layout.h"
+#include "host/cmhost/input/input.h"
+#include "host/cmhost/module/module.h"
+#include "host/cmhost/output/output.h"
+#include "host/cmhost/picture/converter.h"
+#include "host/cmhost/picture/picture_layout.h"
 
 namespace cmhost {
 

@@ -10,13 +10,13 @@ extern "C" {
 #include <optional>
 #include <utility>
 
-#include "host/cmhost/failure.h"
-#include "host/cmhost/interruption.h"
-#include "host/cmhost/messages.h"
-#include "host/cmhost/output.h"
+#include "host/cmhost/output/output.h"
+#include "host/cmhost/output/standard_output.h"
 #include "host/cmhost/pipeline.h"
 #include "host/cmhost/progress.h"
-#include "host/cmhost/standard_output.h"
+#include "host/cmhost/support/failure.h"
+#include "host/cmhost/support/interruption.h"
+#include "host/cmhost/support/messages.h"
 
 namespace cmhost {
 

@@ -1,5 +1,5 @@
 // cmhost's own look at a container's outermost lengths, over files and pipes of any content.
-#include "host/cmhost/file_structure.h"
+#include "host/cmhost/input/integrity/file_structure.h"
 
 #include <sys/mman.h>
 #include <unistd.h>

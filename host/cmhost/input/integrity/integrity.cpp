@@ -1,0 +1,223 @@
+#include "host/cmhost/input/integrity/integrity.h"
+
+#include <algorithm>
+#include <cstring>
+#include <iterator>
+#include <utility>
+
+#include "host/cmhost/input/memory_limits.h"
+#include "host/cmhost/support/av_versions.h"
+#include "host/cmhost/support/messages.h"
+
+namespace cmhost {
+
+namespace {
+
+bool isContainer(const AVFormatContext& format, const char* name) {
+  return std::strcmp(format.iformat->name, name) == 0;
+}
+
+// Codecs of which every packet is one picture. Not among them: those with pictures that are never
+// shown, and those that may have a packet for each field.
+bool hasPicturePerPacket(AVCodecID codec) {
+  if (codec == AV_CODEC_ID_HEVC || codec == AV_CODEC_ID_FFV1) return true;
+  if (codec == AV_CODEC_ID_CFHD) return false;
+  const AVCodecDescriptor* const descriptor = avcodec_descriptor_get(codec);
+  return descriptor != nullptr && (descriptor->props & AV_CODEC_PROP_INTRA_ONLY) != 0;
+}
+
+AVRational frameDuration(const AVFormatContext& format, const AVStream& video) {
+  const AVRational rate = av_guess_frame_rate(const_cast<AVFormatContext*>(&format),
+                                              const_cast<AVStream*>(&video), nullptr);
+  return rate.num > 0 ? av_inv_q(rate) : AVRational{1, 20};
+}
+
+std::string secondsText(std::int64_t time, AVRational timeBase) {
+  return cmhost::secondsText(static_cast<double>(time) * av_q2d(timeBase));
+}
+
+// What is logged as an error and loses nothing of the video.
+bool isHarmless(const AvLogLine& line) {
+  static constexpr const char* texts[] = {
+      "read_timestamp",            // a vain search for the length of a file that is not finished
+      "error opening alias",       // a time code that is kept in another file
+      "chapter track not found",   // chapters that a copy has left out
+      "mmco: unref short failure"  // a picture that is no longer needed is not there
+  };
+  return std::any_of(std::begin(texts), std::end(texts), [&line](const char* text) {
+    return line.text.find(text) != std::string::npos;
+  });
+}
+
+}  // namespace
+
+Integrity::~Integrity() { stopListening(); }
+
+void Integrity::begin(const AVFormatContext& format, const AVStream& video) {
+  format_ = &format;
+  video_ = &video;
+  onePicturePerPacket_ = hasPicturePerPacket(video.codecpar->codec_id);
+  lastPicture_.begin(format, video);
+  hiddenPictures_.begin(format);
+  packetCount_.begin(format, video);
+  endsWithPicture_ = isContainer(format, "mjpeg") || isContainer(format, "jpeg_pipe");
+  decoding_ = true;
+}
+
+// An error means, by the media libraries' definition, that something is lost, though the call may
+// succeed. Parts of demuxers log under names of their own. What decoders log before decoding began
+// came from a look at the first packets, which are decoded again.
+bool Integrity::isDamage(const AvLogLine& line) const {
+  const bool isError = line.level <= AV_LOG_ERROR && !isHarmless(line);
+  if (line.category == AV_CLASS_CATEGORY_DEMUXER) return isError || line.isRepair;
+  if (line.category == AV_CLASS_CATEGORY_NA || line.category == AV_CLASS_CATEGORY_BITSTREAM_FILTER)
+    return isError && readingThread_ == std::this_thread::get_id();
+  if (line.category != AV_CLASS_CATEGORY_DECODER || !decoding_) return false;
+  const bool lacksEnd = line.text.find("EOI missing") != std::string::npos;
+  return isError || line.isRepair || (lacksEnd && endsWithPicture_);
+}
+
+void Integrity::logged(const AvLogLine& line) {
+  if (!isDamage(line)) return;
+  const std::thread::id thread = std::this_thread::get_id();
+  if (thread == tryingThread_) {
+    trialFailed_ = trialFailed_ || trialCounts_;
+    return;
+  }
+  const bool isAtEnd = thread == readingThread_ && file_.endIsKept();
+  const std::lock_guard<std::mutex> lock(mutex_);
+  std::string& reported = isAtEnd ? reportedAtEnd_ : reported_;
+  if (reported.empty()) reported = line.text;  // the first word on a matter says most
+}
+
+int Integrity::readPacket(AVFormatContext& format, AVPacket& packet) {
+  const Reading reading(*this);
+  const int result = av_read_frame(&format, &packet);
+  if (result >= 0) addPacket(packet);
+  return result;
+}
+
+std::string Integrity::reported() {
+  const std::lock_guard<std::mutex> lock(mutex_);
+  std::string atEnd = std::exchange(reportedAtEnd_, {});
+  if (atEnd.empty() || file_.hasGrown()) return std::exchange(reported_, {});
+  return atEnd;
+}
+
+bool Integrity::lastPacketIsWhole() {
+  tryingThread_ = std::this_thread::get_id();
+  trialFailed_ = false;
+  const bool isDecoded = lastPicture_.decodes([this](bool counts) { trialCounts_ = counts; });
+  const bool isWhole = isDecoded && !trialFailed_ && !lastPicture_.isCut(LastPicture::Threads::own);
+  tryingThread_ = std::thread::id();
+  return isWhole;
+}
+
+void Integrity::leaveOutLastPacket() {
+  awaited_.erase(packetPts_);
+  lastPicture_.leaveOut();
+}
+
+void Integrity::addPacket(const AVPacket& packet) {
+  packetsEnd_ = std::max(packetsEnd_, packet.pos + packet.size);
+  const std::int64_t time = packet.pts != AV_NOPTS_VALUE ? packet.pts : packet.dts;
+  if (time != AV_NOPTS_VALUE) {
+    const AVRational timeBase = format_->streams[packet.stream_index]->time_base;
+    const std::int64_t end = time + std::max<std::int64_t>(packet.duration, 0);
+    timesEnd_ = std::max(timesEnd_, av_rescale_q(end, timeBase, av_get_time_base_q()));
+  }
+  if (packet.stream_index != video_->index) return;
+  packetBytes_ = packet.size;
+  packetPts_ = packet.pts;
+  const bool isKey = (packet.flags & AV_PKT_FLAG_KEY) != 0;
+  if (isKey && firstKeyPts_ == AV_NOPTS_VALUE) firstKeyPts_ = packet.pts;
+  lastPicture_.addPacket(packet);
+  hiddenPictures_.addPacket(packet);
+  packetCount_.addPacket(packet);
+  const bool isShown = (packet.flags & AV_PKT_FLAG_DISCARD) == 0 && packet.size > 0;
+  if (onePicturePerPacket_ && isShown && packet.pts != AV_NOPTS_VALUE) awaited_.insert(packet.pts);
+}
+
+void Integrity::addPicture(const AVFrame& picture) {
+  packetCount_.addPicture();
+  if (firstPts_ == AV_NOPTS_VALUE) firstPts_ = picture.pts;
+  if (isInterlacedFrame(picture) && video_->codecpar->codec_id != AV_CODEC_ID_HEVC)
+    onePicturePerPacket_ = false;
+  awaited_.erase(picture.pts);
+}
+
+// What is shown before the first key frame may refer to what came before it. AV_NOPTS_VALUE is
+// below all others.
+std::set<std::int64_t>::const_iterator Integrity::firstDue() const {
+  return awaited_.lower_bound(std::max(firstPts_, firstKeyPts_));
+}
+
+std::int64_t Integrity::picturesBeforeFirst() const {
+  return onePicturePerPacket_ ? std::distance(awaited_.begin(), firstDue()) : 0;
+}
+
+std::string Integrity::missingPictures() const {
+  if (!onePicturePerPacket_) return "";
+  const auto first = firstDue();
+  const auto count = std::distance(first, awaited_.end());
+  if (count == 0) return "";
+  const std::string place = secondsText(*first, video_->time_base);
+  return count == 1 ? "the picture at " + place + " is missing"
+                    : std::to_string(count) + " pictures are missing, the first at " + place;
+}
+
+std::string Integrity::missingPackets() const {
+  const std::int64_t expected = packetCount_.expected();
+  if (expected == 0) return "";
+  const std::int64_t found = packetCount_.found();
+  return "it should hold " + std::to_string(expected) + " pictures, but only " +
+         std::to_string(found) + (found == 1 ? " was found" : " were found");
+}
+
+std::string Integrity::missingBytes() const {
+  if (file_.hasGrown()) return "";  // and may go on growing: it ends where it ends
+  const std::int64_t missing = file_.declaredSize() - file_.size();
+  if (missing <= 0) return "";
+  return missing == 1 ? "its end is missing"
+                      : "at least " + std::to_string(missing) + " bytes are missing at its end";
+}
+
+bool Integrity::hasOpenEnd() const {
+  return isContainer(*format_, "avi") && !file_.hasGrown() && file_.declaredSize() < 0;
+}
+
+// The header of these containers says how long the file lasts. Some writers leave out the last
+// picture's own time, some round to seconds.
+std::string Integrity::missingTime() const {
+  const bool hasDuration = isContainer(*format_, "mxf") || isContainer(*format_, "flv");
+  if (!hasDuration || format_->duration == AV_NOPTS_VALUE ||
+      format_->duration_estimation_method == AVFMT_DURATION_FROM_BITRATE)
+    return "";
+  std::int64_t tolerance = av_rescale_q(2, frameDuration(*format_, *video_), av_get_time_base_q());
+  const bool isRounded = format_->duration % AV_TIME_BASE == 0;
+  if (isContainer(*format_, "flv") && isRounded) tolerance = AV_TIME_BASE;
+  if (timesEnd_ >= format_->duration - tolerance) return "";
+  return "it should last " + secondsText(format_->duration, av_get_time_base_q()) +
+         " but ends at " + secondsText(timesEnd_, av_get_time_base_q());
+}
+
+// In these, pictures follow one another without more than a fixed head between them.
+bool Integrity::hasPartOfPicture() const {
+  if (isContainer(*format_, "yuv4mpegpipe")) return file_.size() > packetsEnd_;
+  return isContainer(*format_, "dv") && packetBytes_ > 0 && file_.size() % packetBytes_ != 0;
+}
+
+std::string Integrity::missing(bool fromItsBeginning) const {
+  const bool endsAnywhere = file_.hasGrown();
+  if (std::string bytes = missingBytes(); !bytes.empty()) return bytes;
+  if (fromItsBeginning && hiddenPictures_.areLost())
+    return "a wrong time in its tables hides pictures";
+  if (fromItsBeginning && !endsAnywhere)
+    for (std::string lack : {missingTime(), missingPackets()})
+      if (!lack.empty()) return lack;
+  if (std::string pictures = missingPictures(); !pictures.empty()) return pictures;
+  const bool isCut = (!endsAnywhere && hasPartOfPicture()) || lastPicture_.isCut();
+  return isCut ? "its last picture is incomplete" : "";
+}
+
+}  // namespace cmhost

@@ -1,0 +1,245 @@
+#include "host/cmhost/output/encoder.h"
+
+extern "C" {
+#include <libavutil/avstring.h>
+#include <libavutil/imgutils.h>
+#include <libavutil/pixdesc.h>
+}
+
+#include <algorithm>
+#include <cstring>
+#include <iterator>
+#include <utility>
+
+#include "host/cmhost/input/memory_limits.h"
+#include "host/cmhost/support/dictionary.h"
+#include "host/cmhost/support/failure.h"
+#include "host/cmhost/support/messages.h"
+
+namespace cmhost {
+
+namespace {
+
+struct DefaultOption {
+  const char* encoder;
+  const char* key;
+  const char* value;
+  const char* removedBy;  ///< the user's options that it would contradict
+};
+
+// What the encoders' own defaults lack for this work: exact or visibly clean pictures, and FFV1 as
+// archives keep it, every frame a key frame and with checksums. A rate, quality or quantiser that
+// the user names takes the place of the default one. The encoders of VP8 and VP9 need a rate next
+// to a crf: its limit, or 0 for none.
+constexpr DefaultOption defaultOptions[] = {
+    {"ffv1", "level", "3", ""},       {"ffv1", "slicecrc", "1", ""},
+    {"ffv1", "g", "1", ""},           {"libx264", "crf", "18", "b,qp"},
+    {"libx265", "crf", "18", "b,qp"}, {"libvpx-vp9", "crf", "20", "b,lossless"},
+    {"libvpx-vp9", "b", "0", ""},     {"libvpx", "crf", "10", "b"},
+    {"libvpx", "b", "20M", ""},       {"libsvtav1", "crf", "25", "b,qp"},
+    {"mpeg4", "b", "20M", ""},        {"mpeg2video", "b", "20M", ""},
+    {"mpeg1video", "b", "10M", ""},   {"mjpeg", "b", "60M", ""},
+};
+
+bool isContradicted(const DefaultOption& option, const Options::KeyValues& named) {
+  return std::any_of(named.begin(), named.end(), [&option](const auto& each) {
+    return av_match_name(each.first.c_str(), option.removedBy) != 0;
+  });
+}
+
+bool isInterlaced(AVFieldOrder order) {
+  return order != AV_FIELD_UNKNOWN && order != AV_FIELD_PROGRESSIVE;
+}
+
+// Codecs whose streams count time in frames.
+bool countsFrames(AVCodecID codec) {
+  return codec == AV_CODEC_ID_MPEG1VIDEO || codec == AV_CODEC_ID_MPEG2VIDEO ||
+         codec == AV_CODEC_ID_MPEG4 || codec == AV_CODEC_ID_MSMPEG4V3 ||
+         codec == AV_CODEC_ID_H263 || codec == AV_CODEC_ID_DNXHD;
+}
+
+// The QuickTime family keeps any time though its muxers do not declare it.
+bool keepsAnyTime(const AVOutputFormat& container) {
+  static constexpr const char* quickTime[] = {"mov",  "mp4", "3gp",  "3g2",
+                                              "ipod", "psp", "ismv", "f4v"};
+  return (container.flags & AVFMT_VARIABLE_FPS) != 0 ||
+         std::any_of(std::begin(quickTime), std::end(quickTime),
+                     [&](const char* name) { return std::strcmp(container.name, name) == 0; });
+}
+
+// Other encoders may read a little beyond a row's end, as they may in pictures that the media
+// library allocates.
+bool readsRowsOnly(AVCodecID codec) {
+  return codec == AV_CODEC_ID_RAWVIDEO || codec == AV_CODEC_ID_WRAPPED_AVFRAME ||
+         codec == AV_CODEC_ID_FFV1;
+}
+
+FramePtr withPaddedRows(const AVFrame& frame) {
+  FramePtr copy = newFrame();
+  copy->format = frame.format;
+  copy->width = frame.width;
+  copy->height = frame.height;
+  if (av_frame_copy_props(copy.get(), &frame) < 0 || av_frame_get_buffer(copy.get(), 0) < 0)
+    throw std::bad_alloc();
+  av_frame_copy(copy.get(), &frame);
+  return copy;
+}
+
+}  // namespace
+
+Encoder::Encoder(const Options& options, const Input& input, const AVFrame& first,
+                 const PictureLayout& layout, Muxer& muxer)
+    : muxer_(muxer), inputTimeBase_(input.video().time_base), packet_(newPacket()) {
+  chooseCodec(options.encoder);
+  encoder_ = orThrow<CodecPtr>(avcodec_alloc_context3(codec_));
+  encoder_->width = first.width;
+  encoder_->height = first.height;
+  encoder_->pix_fmt = choosePixelFormat(layout, first.color_range);
+  describe(input, first);
+  open(options);
+  muxer_.addVideo(*encoder_, input);
+}
+
+void Encoder::chooseCodec(const std::string& name) {
+  const AVOutputFormat& container = muxer_.container();
+  if (!name.empty()) {
+    codec_ = avcodec_find_encoder_by_name(name.c_str());
+    if (codec_ == nullptr || codec_->type != AVMEDIA_TYPE_VIDEO)
+      throw Failure("--encoder: no video encoder is called '" + name + "'", exitUsage);
+  } else {
+    AVCodecID id = container.video_codec;
+    if (std::strcmp(container.name, "matroska") == 0) id = AV_CODEC_ID_FFV1;
+    if (std::strcmp(container.name, "nut") == 0) id = AV_CODEC_ID_RAWVIDEO;
+    if (std::strcmp(container.name, "mpeg") == 0) id = AV_CODEC_ID_MPEG2VIDEO;  // knows fields
+    codec_ = avcodec_find_encoder(id);
+    if (codec_ == nullptr)
+      throw Failure(std::string("the container '") + container.name +
+                        "' has no usual video encoder; --encoder names one",
+                    exitUsage);
+  }
+  if (avformat_query_codec(&container, codec_->id, FF_COMPLIANCE_EXPERIMENTAL) == 0)
+    throw Failure(std::string("the container '") + container.name + "' takes no video of '" +
+                      codec_->name + "'; --encoder names another",
+                  exitUsage);
+}
+
+AVPixelFormat Encoder::choosePixelFormat(const PictureLayout& layout, AVColorRange range) const {
+  const AVPixelFormat* const formats = pixelFormatsOf(*codec_);
+  if (formats == nullptr) return layout.pixelFormat;
+  bool plain = false;
+  bool fullRangeTwin = false;
+  bool otherLayout = false;
+  for (const AVPixelFormat* format = formats; *format != AV_PIX_FMT_NONE; ++format) {
+    plain |= *format == layout.pixelFormat;
+    fullRangeTwin |= *format == layout.fullRangePixelFormat;
+    otherLayout |= layoutOf(*format) != nullptr;
+  }
+  if (range == AVCOL_RANGE_JPEG && fullRangeTwin) return layout.fullRangePixelFormat;
+  if (plain) return layout.pixelFormat;
+  if (fullRangeTwin)
+    throw Failure(std::string("the encoder ") + codec_->name +
+                  " takes only full-range video and this is not; --encoder names another");
+  throw Failure(std::string("the encoder ") + codec_->name + " does not take " +
+                av_get_pix_fmt_name(layout.pixelFormat) + "; --encoder names another" +
+                (otherLayout ? ", --convert makes another layout" : ""));
+}
+
+AVRational Encoder::chooseTimeBase(AVRational frameRate) const {
+  if (frameRate.num > 0 && (!keepsAnyTime(muxer_.container()) || countsFrames(codec_->id)))
+    return av_inv_q(frameRate);
+  return inputTimeBase_;
+}
+
+// Rate, aspect and tags: the container's word where it has one, else the picture's.
+void Encoder::describe(const Input& input, const AVFrame& first) {
+  const AVStream& stream = input.video();
+  const AVRational rate = input.frameRate();
+  encoder_->framerate = rate;
+  encoder_->time_base = chooseTimeBase(rate);
+  encoder_->sample_aspect_ratio =
+      av_guess_sample_aspect_ratio(&input.format(), &input.video(), const_cast<AVFrame*>(&first));
+  encoder_->color_range = first.color_range;
+  encoder_->color_primaries = first.color_primaries;
+  encoder_->color_trc = first.color_trc;
+  encoder_->colorspace = first.colorspace;
+  encoder_->chroma_sample_location = first.chroma_location;
+  encoder_->field_order = stream.codecpar->field_order;
+  // The picture's own word, since some containers tell the order in the old stream and not in time.
+  if (isInterlacedFrame(first))
+    encoder_->field_order = isTopFieldFirst(first) ? AV_FIELD_TT : AV_FIELD_BB;
+  if (isInterlaced(encoder_->field_order))
+    encoder_->flags |= AV_CODEC_FLAG_INTERLACED_DCT | AV_CODEC_FLAG_INTERLACED_ME;
+  encoder_->flags |= AV_CODEC_FLAG_BITEXACT;
+  if ((muxer_.container().flags & AVFMT_GLOBALHEADER) != 0)
+    encoder_->flags |= AV_CODEC_FLAG_GLOBAL_HEADER;
+  encoder_->thread_count =
+      threadsFor(av_image_get_buffer_size(encoder_->pix_fmt, encoder_->width, encoder_->height, 1));
+}
+
+// This encoder does not log through the media library, and prints a banner.
+void Encoder::silence(Dictionary& dictionary) const {
+  if (std::strcmp(codec_->name, "libx265") != 0) return;
+  const std::string named = dictionary.value("x265-params");
+  dictionary.set("x265-params", ("log-level=error" + (named.empty() ? "" : ":" + named)).c_str());
+}
+
+void Encoder::open(const Options& options) {
+  Dictionary dictionary;
+  for (const DefaultOption& option : defaultOptions)
+    if (std::strcmp(option.encoder, codec_->name) == 0 &&
+        !isContradicted(option, options.encoderOptions))
+      dictionary.set(option.key, option.value);
+  for (const auto& [key, value] : options.encoderOptions)
+    dictionary.set(key.c_str(), value.c_str());
+  silence(dictionary);
+  const int result = avcodec_open2(encoder_.get(), codec_, dictionary.entries());
+  if (result < 0)
+    throw Failure(std::string("the encoder ") + codec_->name +
+                  " cannot start: " + openErrorReason(result));
+  if (const AVDictionaryEntry* const unknown = dictionary.first())
+    throw Failure(std::string("--encoder-option: the encoder ") + codec_->name +
+                      " has no option '" + unknown->key + "'",
+                  exitUsage);
+}
+
+void Encoder::encode(FramePtr frame) {
+  if (!readsRowsOnly(codec_->id)) frame = withPaddedRows(*frame);
+  frame->pict_type = AV_PICTURE_TYPE_NONE;  // the encoder's to choose, not the decoder's
+  frame->format = encoder_->pix_fmt;        // may be the twin that says full range by its name
+  const std::int64_t exact = frame->pts;
+  frame->pts = av_rescale_q(exact, inputTimeBase_, encoder_->time_base);
+  bool kept = av_compare_ts(exact, inputTimeBase_, frame->pts, encoder_->time_base) == 0;
+  if (lastPts_ != AV_NOPTS_VALUE && frame->pts <= lastPts_) {
+    frame->pts = lastPts_ + 1;
+    kept = false;
+  }
+  if (!kept && lastPts_ != AV_NOPTS_VALUE && !warnedOfTimes_) {
+    warnedOfTimes_ = true;
+    printWarning("time stamps are moved to the output's frame rate, from the one at " +
+                 secondsText(static_cast<double>(exact) * av_q2d(inputTimeBase_)) + " on");
+  }
+  lastPts_ = frame->pts;
+  if (const std::int64_t duration = durationOf(*frame); duration > 0)
+    durations_[frame->pts] = av_rescale_q(duration, inputTimeBase_, encoder_->time_base);
+  send(frame.get());
+}
+
+void Encoder::finish() { send(nullptr); }
+
+void Encoder::send(const AVFrame* frame) {
+  int result = avcodec_send_frame(encoder_.get(), frame);
+  while (result >= 0) {
+    result = avcodec_receive_packet(encoder_.get(), packet_.get());
+    if (result == AVERROR(EAGAIN) || result == AVERROR_EOF) return;
+    if (result < 0) break;
+    const auto duration = durations_.find(packet_->pts);
+    if (duration != durations_.end()) {
+      packet_->duration = duration->second;
+      durations_.erase(duration);
+    }
+    muxer_.writeVideo(*packet_, encoder_->time_base);
+  }
+  throw Failure(std::string("the encoder ") + codec_->name + " fails: " + avErrorReason(result));
+}
+
+}  // namespace cmhost

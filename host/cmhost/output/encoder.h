@@ -1,0 +1,51 @@
+#pragma once
+
+#include <cstdint>
+#include <map>
+#include <string>
+
+#include "host/cmhost/input/input.h"
+#include "host/cmhost/options.h"
+#include "host/cmhost/output/muxer.h"
+#include "host/cmhost/picture/picture_layout.h"
+#include "host/cmhost/support/av.h"
+#include "host/cmhost/support/dictionary.h"
+
+namespace cmhost {
+
+/// Encodes the marked frames and gives the packets to the muxer. One thread at a time.
+class Encoder {
+ public:
+  /// Opens the encoder that the options name, or the container's, for pictures like `first`, and
+  /// adds its stream to `muxer`. Throws `Failure`.
+  Encoder(const Options& options, const Input& input, const AVFrame& first,
+          const PictureLayout& layout, Muxer& muxer);
+
+  const char* name() const { return codec_->name; }
+
+  /// Encodes one frame, its `pts` in the time base of the input's video stream.
+  void encode(FramePtr frame);
+
+  /// Encodes what the encoder still holds.
+  void finish();
+
+ private:
+  void chooseCodec(const std::string& name);
+  AVPixelFormat choosePixelFormat(const PictureLayout& layout, AVColorRange range) const;
+  AVRational chooseTimeBase(AVRational frameRate) const;
+  void describe(const Input& input, const AVFrame& first);
+  void silence(Dictionary& dictionary) const;
+  void open(const Options& options);
+  void send(const AVFrame* frame);
+
+  Muxer& muxer_;
+  const AVCodec* codec_ = nullptr;
+  CodecPtr encoder_;
+  AVRational inputTimeBase_;
+  PacketPtr packet_;
+  std::int64_t lastPts_ = AV_NOPTS_VALUE;
+  bool warnedOfTimes_ = false;
+  std::map<std::int64_t, std::int64_t> durations_;  ///< of the frames inside the encoder, by pts
+};
+
+}  // namespace cmhost

@@ -1,0 +1,132 @@
+#include "host/cmhost/output/output.h"
+
+#include <filesystem>
+#include <utility>
+
+#include "host/cmhost/picture/side_by_side.h"
+#include "host/cmhost/support/failure.h"
+#include "host/cmhost/support/messages.h"
+
+namespace cmhost {
+
+namespace {
+
+void refuseInput(const Options& options, const std::string& path, const char* what) {
+  std::error_code ignored;
+  if (std::filesystem::equivalent(options.input, path, ignored))
+    throw Failure(std::string("INPUT and ") + what + " are the same file, " + options.input,
+                  exitUsage);
+}
+
+void refuseSamePlace(const OutputFile& one, const OutputFile& other, const std::string& what) {
+  if (one.isSamePlace(other)) throw Failure(what + " are the same file, " + one.name(), exitUsage);
+}
+
+}  // namespace
+
+Output::Output(const Options& options) : options_(options) {
+  const OutputFile::Mode mode = {options.overwrite, options.keepPartial, options.synchronise};
+  const OutputFile::Mode besides = {options.overwrite, false, options.synchronise};
+  if (!options.toNowhere()) {
+    if (!options.toStandardOutput()) refuseInput(options, options.output, "OUTPUT");
+    file_ = std::make_unique<OutputFile>(options.output, mode);
+    muxer_ = std::make_unique<Muxer>(
+        *file_, options.outputFormat.empty() && options.toStandardOutput() ? "yuv4mpegpipe"
+                                                                           : options.outputFormat);
+  }
+  if (!options.preview.empty()) {
+    refuseInput(options, options.preview, "--preview");
+    preview_ = std::make_unique<Preview>(options.preview, besides);
+    if (file_ != nullptr) refuseSamePlace(*file_, preview_->file(), "OUTPUT and --preview");
+  }
+  if (!options.hash.empty()) {
+    refuseInput(options, options.hash, "--hash");
+    digests_ = std::make_unique<FrameDigests>(options.hash, besides);
+    if (file_ != nullptr) refuseSamePlace(*file_, digests_->file(), "OUTPUT and --hash");
+    if (preview_ != nullptr)
+      refuseSamePlace(preview_->file(), digests_->file(), "--preview and --hash");
+  }
+}
+
+const std::string& Output::name() const {
+  return file_ != nullptr ? file_->name() : options_.output;
+}
+
+std::string Output::description() const {
+  if (file_ == nullptr) return name();
+  return name() + " (" + encoder_->name() + " in " + muxer_->container().name + ")";
+}
+
+void Output::start(const Input& input, const AVFrame& first, const PictureLayout& layout) {
+  layout_ = &layout;
+  if (file_ != nullptr) startVideo(input, first, layout);
+  if (digests_ != nullptr) digests_->start(input, first);
+}
+
+void Output::startVideo(const Input& input, const AVFrame& first, const PictureLayout& layout) {
+  const FramePtr like = orThrow<FramePtr>(av_frame_clone(&first));
+  if (options_.compare) like->width = sideBySideWidth(first.width);
+  encoder_ = std::make_unique<Encoder>(options_, input, *like, layout, *muxer_);
+  muxer_->addCopies(input);
+  muxer_->start();
+  started_ = true;
+}
+
+void Output::put(FramePtr marked, const AVFrame& original) {
+  if (digests_ != nullptr) digests_->add(*marked);
+  if (options_.compare) marked = sideBySide(original, *marked, *layout_);
+  if (preview_ != nullptr && frames_ == options_.previewFrame) preview_->write(*marked);
+  if (encoder_ != nullptr) encoder_->encode(std::move(marked));
+  ++frames_;
+}
+
+void Output::putOther(AVPacket& packet) {
+  if (muxer_ != nullptr) muxer_->writeCopy(packet);
+}
+
+void Output::endFrames() {
+  framesEnded_ = true;
+  if (encoder_ != nullptr) encoder_->finish();
+}
+
+void Output::commit() {
+  if (muxer_ != nullptr) {
+    muxer_->finish();
+    file_->finish();
+    finished_ = true;
+  }
+  if (digests_ != nullptr) digests_->finish();
+  if (preview_ != nullptr) preview_->put();
+  if (digests_ != nullptr) digests_->put();
+  if (file_ != nullptr) file_->put();  // last: when the video is there, everything is
+}
+
+std::string Output::missingPreview() const {
+  if (preview_ == nullptr || frames_ > options_.previewFrame) return {};
+  return preview_->name() + " is not written: there is no frame " +
+         std::to_string(options_.previewFrame) + ", only " + frameCount(frames_);
+}
+
+void Output::keepPartial() {
+  if (!started_ || file_->partialName().empty()) return;
+  if (!finished_) {
+    try {
+      if (!framesEnded_) endFrames();
+      muxer_->finish();
+    } catch (...) {
+      // What there is is kept without its end.
+    }
+    avio_flush(file_->io());
+  }
+  printNote(file_->partialName() + " keeps the " + frameCount(frames_) + " that were written");
+}
+
+void Output::checkReader() const {
+  if (file_ != nullptr) file_->checkReader();
+}
+
+void Output::abandon() {
+  if (file_ != nullptr) file_->abandon();
+}
+
+}  // namespace cmhost

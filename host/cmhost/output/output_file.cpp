@@ -1,0 +1,163 @@
+#include "host/cmhost/output/output_file.h"
+
+#include <fcntl.h>
+#include <poll.h>
+#include <sys/socket.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <climits>
+#include <utility>
+
+extern "C" {
+#include <libavutil/error.h>
+}
+
+#include "host/cmhost/output/standard_output.h"
+#include "host/cmhost/support/failure.h"
+
+namespace cmhost {
+
+namespace {
+
+constexpr int retryMilliseconds = 20;
+
+// A named pipe without a reader cannot be opened yet; this waits for one, or for a signal.
+FileDescriptor openInPlace(const std::string& path) {
+  for (;;) {
+    FileDescriptor file(::open(path.c_str(), O_WRONLY | O_CLOEXEC | O_NONBLOCK));
+    if (file.number() < 0 && errno != ENXIO) failWriting(path, errno);
+    if (file.number() >= 0) {
+      if (isRegular(file.number())) throw Failure(path + " has become a regular file meanwhile");
+      return file;
+    }
+    pollfd wait = {interruption::descriptor(), POLLIN, 0};
+    if (::poll(&wait, 1, retryMilliseconds) > 0) throw interruption::Interrupted();
+  }
+}
+
+}  // namespace
+
+OutputFile::OutputFile(const std::string& path, Mode mode) : name_(path), mode_(mode) {
+  if (path == "-") {
+    name_ = "standard output";
+    file_ = standard_output::take();
+    if (!isRegular(file_.number())) openPipe();
+    io_ = newWriter(this, &OutputFile::write, nullptr);  // even a file may be appended to by others
+  } else {
+    openPlace(path);
+    io_ = newWriter(this, &OutputFile::write, staged_ ? &OutputFile::seek : nullptr);
+  }
+}
+
+void OutputFile::openPlace(const std::string& path) {
+  auto place = findPlace(path);
+  if (!place) {
+    file_ = openInPlace(path);
+    openPipe();
+    return;
+  }
+  if (place->takenBy && !mode_.overwrite)
+    throw Failure(path + " exists already; --overwrite replaces it");
+  staged_.emplace(path, std::move(*place), mode_.keepPartial);
+  file_ = staged_->takeFile();
+}
+
+// Writing must not wait where nothing can end the wait. Standard output may be shared with other
+// processes, which do not expect its flags to change: a pipe or a device is opened again through
+// its name in /proc, a socket is asked with each call not to wait.
+void OutputFile::openPipe() {
+  waiting_ = Waiting::beforeEachWrite;
+  widenPipe(file_.number());
+  struct stat status = {};
+  if (::fstat(file_.number(), &status) != 0) return;
+  if (S_ISSOCK(status.st_mode)) waiting_ = Waiting::whenSocketIsFull;
+  const bool isWritable = (::fcntl(file_.number(), F_GETFL) & O_ACCMODE) != O_RDONLY;
+  if (isWritable && (S_ISFIFO(status.st_mode) || S_ISCHR(status.st_mode))) {
+    const std::string self = "/proc/self/fd/" + std::to_string(file_.number());
+    FileDescriptor own(::open(self.c_str(), O_WRONLY | O_CLOEXEC | O_NONBLOCK));
+    if (own.number() >= 0) file_ = std::move(own);
+  }
+  if ((::fcntl(file_.number(), F_GETFL) & O_NONBLOCK) != 0) waiting_ = Waiting::whenFull;
+}
+
+bool OutputFile::waitForReader() {
+  pollfd waits[] = {{file_.number(), POLLOUT, 0}, {abandoned_.descriptor(), POLLIN, 0}};
+  while (::poll(waits, 2, -1) < 0 && errno == EINTR) continue;
+  return waits[1].revents == 0;
+}
+
+// Returns the number of bytes written, or the error as a negative number.
+int OutputFile::writeSome(const std::uint8_t* bytes, int size) {
+  if (waiting_ != Waiting::never && isAbandoned_) return -ECANCELED;
+  auto count = static_cast<std::size_t>(size);
+  if (waiting_ == Waiting::beforeEachWrite) {
+    if (!waitForReader()) return -ECANCELED;
+    count = std::min<std::size_t>(count, PIPE_BUF);  // never waits with these after poll()
+  }
+  const ssize_t written = waiting_ == Waiting::whenSocketIsFull
+                              ? ::send(file_.number(), bytes, count, MSG_DONTWAIT)
+                              : ::write(file_.number(), bytes, count);
+  if (written >= 0) return static_cast<int>(written);
+  const int error = errno;
+  if (error == EAGAIN && !waitForReader()) return -ECANCELED;
+  return -error;
+}
+
+int OutputFile::write(void* self, WrittenByte* buffer, int size) {
+  auto* const output = static_cast<OutputFile*>(self);
+  for (int written = 0; written < size;) {
+    const int bytes = output->writeSome(buffer + written, size - written);
+    if (bytes >= 0) {
+      written += bytes;
+    } else if (bytes != -EINTR && bytes != -EAGAIN) {
+      if (output->writeError_ == 0) output->writeError_ = -bytes;
+      return AVERROR(output->writeError_);
+    }
+  }
+  return size;
+}
+
+std::int64_t OutputFile::seek(void* self, std::int64_t offset, int whence) {
+  return seekRegular(static_cast<OutputFile*>(self)->file_.number(), offset, whence);
+}
+
+void OutputFile::abandon() {
+  isAbandoned_ = true;
+  abandoned_.raise();
+}
+
+void OutputFile::check() const {
+  if (writeError_ != 0) failWriting(name_, writeError_);
+}
+
+void OutputFile::checkReader() const {
+  if (waiting_ == Waiting::never) return;
+  pollfd state = {file_.number(), 0, 0};
+  if (::poll(&state, 1, 0) > 0 && (state.revents & POLLERR) != 0) failWriting(name_, EPIPE);
+}
+
+void OutputFile::finish() {
+  avio_flush(io_.get());
+  check();
+  if (mode_.synchronise && !synchronise(file_.number())) failWriting(name_, errno);
+  if (!file_.close()) failWriting(name_, errno);
+}
+
+void OutputFile::put() {
+  if (!staged_) return;
+  staged_->put(mode_.overwrite);
+  if (mode_.synchronise) staged_->synchroniseFolder();
+}
+
+std::string OutputFile::partialName() const {
+  return staged_ && mode_.keepPartial ? staged_->temporaryPath() : std::string();
+}
+
+bool OutputFile::isSamePlace(const OutputFile& other) const {
+  return staged_ && other.staged_ && staged_->isSamePlace(*other.staged_);
+}
+
+}  // namespace cmhost

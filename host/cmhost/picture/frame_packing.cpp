@@ -1,0 +1,187 @@
+#include "host/cmhost/picture/frame_packing.h"
+
+#include <cstdint>
+#include <cstring>
+#include <limits>
+#include <memory>
+#include <utility>
+
+#include "host/cmhost/support/failure.h"
+
+namespace cmhost {
+
+namespace {
+
+class DecodedFrame final : public lumbase::object_refcount {
+ public:
+  using Pointer = QOR::RPtr<const DecodedFrame>;
+
+  DecodedFrame(FramePtr frame, std::int64_t number) : frame_(std::move(frame)), number_(number) {}
+  const AVFrame& frame() const { return *frame_; }
+  std::int64_t number() const { return number_; }
+
+ private:
+  ~DecodedFrame() override = default;
+
+  FramePtr frame_;
+  std::int64_t number_;
+};
+
+const DecodedFrame& propertiesOf(const QOR::CM::RFrame& put) {
+  const auto& frame = dynamic_cast<const cm::VideoFrame&>(put);
+  return dynamic_cast<const DecodedFrame&>(*frame.properties());
+}
+
+FramePtr propertiesOnly(const AVFrame& frame) {
+  FramePtr result = newFrame();
+  if (av_frame_copy_props(result.get(), &frame) < 0) throw std::bad_alloc();
+  result->format = frame.format;
+  result->width = frame.width;
+  result->height = frame.height;
+  return result;
+}
+
+struct PlaneSize {
+  std::size_t width;
+  std::size_t height;
+};
+
+PlaneSize contractPlane(const PictureLayout& layout, int width, int height, int plane) {
+  const int shiftX = plane > 0 ? layout.shiftX : 0;
+  const int shiftY = plane > 0 ? layout.shiftY : 0;
+  return {static_cast<std::size_t>(width >> shiftX), static_cast<std::size_t>(height >> shiftY)};
+}
+
+PlaneSize filePlane(const PictureLayout& layout, int width, int height, int plane) {
+  const int shiftX = plane > 0 ? layout.shiftX : 0;
+  const int shiftY = plane > 0 ? layout.shiftY : 0;
+  return {static_cast<std::size_t>(AV_CEIL_RSHIFT(width, shiftX)),
+          static_cast<std::size_t>(AV_CEIL_RSHIFT(height, shiftY))};
+}
+
+const std::uint8_t* row(const AVFrame& frame, int plane, std::size_t y) {
+  return frame.data[plane] + static_cast<std::ptrdiff_t>(y) * frame.linesize[plane];
+}
+
+std::uint8_t* row(AVFrame& frame, int plane, std::size_t y) {
+  return frame.data[plane] + static_cast<std::ptrdiff_t>(y) * frame.linesize[plane];
+}
+
+bool sameChroma(const PictureLayout& layout, int width, int height) {
+  return ((width & layout.shiftX) | (height & layout.shiftY)) == 0;
+}
+
+// Whether the planes lie as the contract has them.
+bool isPacked(const AVFrame& frame, const PictureLayout& layout) {
+  if (!sameChroma(layout, frame.width, frame.height)) return false;
+  const std::uint8_t* next = frame.data[0];
+  for (int plane = 0; plane < 3; ++plane) {
+    const PlaneSize size = contractPlane(layout, frame.width, frame.height, plane);
+    if (frame.data[plane] != next ||
+        frame.linesize[plane] != static_cast<std::ptrdiff_t>(size.width))
+      return false;
+    next += size.width * size.height;
+  }
+  return true;
+}
+
+void releaseFrame(void* kept, std::uint8_t* /*data*/) {
+  delete static_cast<QOR::RPtr<const QOR::CM::RFrame>*>(kept);
+}
+
+// Lets `to` refer to the picture of `frame`, and keep it.
+void referTo(const cm::VideoFrame& frame, const PictureLayout& layout, AVFrame& to) {
+  auto kept = std::make_unique<QOR::RPtr<const QOR::CM::RFrame>>(
+      static_cast<const QOR::CM::RFrame*>(&frame));
+  to.buf[0] = av_buffer_create(frame.data(), frame.size(), &releaseFrame, kept.get(),
+                               AV_BUFFER_FLAG_READONLY);
+  if (to.buf[0] == nullptr) throw std::bad_alloc();
+  static_cast<void>(kept.release());  // the buffer's now
+  std::uint8_t* next = frame.data();
+  for (int plane = 0; plane < 3; ++plane) {
+    const PlaneSize size = contractPlane(layout, to.width, to.height, plane);
+    to.data[plane] = next;
+    to.linesize[plane] = static_cast<int>(size.width);
+    next += size.width * size.height;
+  }
+}
+
+}  // namespace
+
+unsigned int packedSize(const PictureLayout& layout, int width, int height) {
+  std::size_t bytes = 0;
+  for (int plane = 0; plane < 3; ++plane) {
+    const PlaneSize size = contractPlane(layout, width, height, plane);
+    bytes += size.width * size.height;
+  }
+  if (bytes > std::numeric_limits<unsigned int>::max())
+    throw Failure("pictures of " + std::to_string(width) + "x" + std::to_string(height) +
+                  " are too large for a module");
+  return static_cast<unsigned int>(bytes);
+}
+
+QOR::RPtr<cm::VideoFrame> packFrame(FramePtr decoded, const PictureLayout& layout,
+                                    std::int64_t number, bool keepPicture) {
+  const AVFrame& from = *decoded;
+  const unsigned int bytes = packedSize(layout, from.width, from.height);
+  const bool attachPicture = keepPicture || !sameChroma(layout, from.width, from.height);
+  const DecodedFrame::Pointer owner(new DecodedFrame(std::move(decoded), number));
+  const DecodedFrame::Pointer properties =
+      attachPicture ? owner : DecodedFrame::Pointer(new DecodedFrame(propertiesOnly(from), number));
+  if (isPacked(from, layout))
+    return cm::VideoFrame::wrap(layout.fourcc, bytes, from.data[0], properties, owner);
+  QOR::RPtr<cm::VideoFrame> frame = cm::VideoFrame::create(layout.fourcc, bytes, properties);
+  unsigned char* to = frame->data();
+  for (int plane = 0; plane < 3; ++plane) {
+    const PlaneSize size = contractPlane(layout, from.width, from.height, plane);
+    for (std::size_t y = 0; y < size.height; ++y, to += size.width)
+      std::memcpy(to, row(from, plane, y), size.width);
+  }
+  return frame;
+}
+
+FramePtr unpackFrame(const QOR::CM::RFrame* put, const PictureLayout& layout) {
+  if (put == nullptr) throw Failure("the module put an empty frame on its output");
+  const auto* const frame = dynamic_cast<const cm::VideoFrame*>(put);
+  const auto* const properties =
+      frame != nullptr ? dynamic_cast<const DecodedFrame*>(frame->properties().get()) : nullptr;
+  if (properties == nullptr) throw Failure("the module put a frame that is not the host's");
+  const AVFrame& decoded = properties->frame();
+  if (frame->fourcc() != layout.fourcc ||
+      frame->size() != packedSize(layout, decoded.width, decoded.height))
+    throw Failure("the module put a frame of " + std::to_string(frame->size()) + " bytes of '" +
+                  fourccText(frame->fourcc()) + "' where " +
+                  std::to_string(packedSize(layout, decoded.width, decoded.height)) + " of '" +
+                  fourccText(layout.fourcc) + "' are due");
+
+  FramePtr result = newFrame();
+  if (av_frame_copy_props(result.get(), &decoded) < 0) throw std::bad_alloc();
+  result->format = layout.pixelFormat;
+  result->width = decoded.width;
+  result->height = decoded.height;
+  if (sameChroma(layout, decoded.width, decoded.height)) {
+    referTo(*frame, layout, *result);
+    return result;
+  }
+  if (av_frame_get_buffer(result.get(), 0) < 0) throw std::bad_alloc();
+
+  const unsigned char* from = frame->data();
+  for (int plane = 0; plane < 3; ++plane) {
+    const PlaneSize seen = contractPlane(layout, decoded.width, decoded.height, plane);
+    const PlaneSize whole = filePlane(layout, decoded.width, decoded.height, plane);
+    for (std::size_t y = 0; y < whole.height; ++y) {
+      const std::size_t width = y < seen.height ? seen.width : 0;
+      std::memcpy(row(*result, plane, y), from, width);
+      std::memcpy(row(*result, plane, y) + width, row(decoded, plane, y) + width,
+                  whole.width - width);
+      from += width;
+    }
+  }
+  return result;
+}
+
+const AVFrame& decodedFrameOf(const QOR::CM::RFrame& put) { return propertiesOf(put).frame(); }
+
+std::int64_t frameNumberOf(const QOR::CM::RFrame& put) { return propertiesOf(put).number(); }
+
+}  // namespace cmhost

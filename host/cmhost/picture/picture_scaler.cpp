@@ -1,0 +1,105 @@
+#include "host/cmhost/picture/picture_scaler.h"
+
+extern "C" {
+#include <libavutil/opt.h>
+#include <libavutil/pixdesc.h>
+}
+
+#include <cstdint>
+
+#include "host/cmhost/picture/picture_layout.h"
+#include "host/cmhost/support/failure.h"
+
+namespace cmhost {
+
+namespace {
+
+constexpr int scalerFlags =
+    SWS_BICUBIC | SWS_ACCURATE_RND | SWS_BITEXACT | SWS_FULL_CHR_H_INT | SWS_FULL_CHR_H_INP;
+
+int fieldHeight(int height, int field, int fields) {
+  return (height + fields - 1 - field) / fields;
+}
+
+void convertField(const AVFrame& from, AVFrame& to, int field, int fields, SwsContext& scaler) {
+  const std::uint8_t* source[4];
+  std::uint8_t* target[4];
+  int sourceStride[4];
+  int targetStride[4];
+  const auto* const descriptor = av_pix_fmt_desc_get(static_cast<AVPixelFormat>(from.format));
+  const bool palette = (descriptor->flags & AV_PIX_FMT_FLAG_PAL) != 0;
+  for (int plane = 0; plane < 4; ++plane) {
+    const bool rows = !(palette && plane == 1);  // the palette has no fields
+    sourceStride[plane] = from.linesize[plane] * (rows ? fields : 1);
+    targetStride[plane] = to.linesize[plane] * fields;
+    source[plane] = from.data[plane];
+    target[plane] = to.data[plane];
+    if (source[plane] != nullptr && rows) source[plane] += field * from.linesize[plane];
+    if (target[plane] != nullptr) target[plane] += field * to.linesize[plane];
+  }
+  sws_scale(&scaler, source, sourceStride, 0, fieldHeight(from.height, field, fields), target,
+            targetStride);
+}
+
+}  // namespace
+
+AVColorSpace usualMatrix(int height) {
+  return height >= 720 ? AVCOL_SPC_BT709 : AVCOL_SPC_SMPTE170M;
+}
+
+bool isFullRange(const AVFrame& frame) {
+  const PictureLayout* const layout = layoutOf(static_cast<AVPixelFormat>(frame.format));
+  return frame.color_range == AVCOL_RANGE_JPEG ||
+         (layout != nullptr && layout->fullRangePixelFormat == frame.format);
+}
+
+bool isRgb(AVPixelFormat format) {
+  return (av_pix_fmt_desc_get(format)->flags & (AV_PIX_FMT_FLAG_RGB | AV_PIX_FMT_FLAG_PAL)) != 0;
+}
+
+PictureScaler::PictureScaler(const AVFrame& like, AVPixelFormat to)
+    : to_(to),
+      whole_(newScaler(like, like.height)),
+      fields_{newScaler(like, fieldHeight(like.height, 0, 2)),
+              newScaler(like, fieldHeight(like.height, 1, 2))} {
+  if (whole_ == nullptr)
+    throw Failure(std::string("the pixel format ") +
+                  av_get_pix_fmt_name(static_cast<AVPixelFormat>(like.format)) +
+                  " cannot be converted to " + av_get_pix_fmt_name(to));
+}
+
+PictureScaler::ScalerPtr PictureScaler::newScaler(const AVFrame& like, int height) const {
+  const auto from = static_cast<AVPixelFormat>(like.format);
+  ScalerPtr scaler(sws_getContext(like.width, height, from, like.width, height, to_, scalerFlags,
+                                  nullptr, nullptr, nullptr),
+                   &sws_freeContext);
+  if (scaler == nullptr) return scaler;
+  const bool ownMatrix = !isRgb(from) && like.colorspace != AVCOL_SPC_UNSPECIFIED;
+  const int* const matrix =
+      sws_getCoefficients(ownMatrix ? like.colorspace : usualMatrix(like.height));
+  const bool sourceFull = isRgb(from) || isFullRange(like);
+  const bool targetFull = isRgb(to_) || (sourceFull && !isRgb(from));
+  sws_setColorspaceDetails(scaler.get(), matrix, sourceFull ? 1 : 0, matrix, targetFull ? 1 : 0, 0,
+                           1 << 16, 1 << 16);
+  return scaler;
+}
+
+FramePtr PictureScaler::convert(const AVFrame& frame) {
+  FramePtr result = newFrame();
+  if (av_frame_copy_props(result.get(), &frame) < 0) throw std::bad_alloc();
+  result->format = to_;
+  result->width = frame.width;
+  result->height = frame.height;
+  if (av_frame_get_buffer(result.get(), 0) < 0) throw std::bad_alloc();
+
+  const bool byFields = isInterlacedFrame(frame) && fields_[0] != nullptr && fields_[1] != nullptr;
+  if (byFields) {
+    convertField(frame, *result, 0, 2, *fields_[0]);
+    convertField(frame, *result, 1, 2, *fields_[1]);
+  } else {
+    convertField(frame, *result, 0, 1, *whole_);
+  }
+  return result;
+}
+
+}  // namespace cmhost

@@ -1,0 +1,104 @@
+#include "host/cmhost/support/av.h"
+
+#include <cstdarg>
+#include <cstdio>
+#include <cstring>
+#include <mutex>
+
+#include "host/cmhost/support/threads.h"
+
+namespace cmhost {
+
+namespace {
+
+std::mutex logMutex;
+std::string lastError;
+AvLogListener* listener = nullptr;
+
+AVClassCategory categoryOf(const AVClass& kind, void* source) {
+  return kind.get_category != nullptr ? kind.get_category(source) : kind.category;
+}
+
+std::string nameOf(const AVClass& kind, void* source) {
+  const char* name = kind.item_name != nullptr ? kind.item_name(source) : kind.class_name;
+  return name != nullptr ? name : "";
+}
+
+bool startsWith(const char* text, const char* start) {
+  return std::strncmp(text, start, std::strlen(start)) == 0;
+}
+
+void keepLog(void* source, int level, const char* format, va_list arguments) {
+  const AVClass* const kind = source != nullptr ? *static_cast<AVClass**>(source) : nullptr;
+  AvLogLine line;
+  line.level = level;
+  line.category = kind != nullptr ? categoryOf(*kind, source) : AV_CLASS_CATEGORY_NA;
+  line.isRepair =
+      startsWith(format, "concealing ") || startsWith(format, "freeing incomplete packet");
+  if (level > AV_LOG_WARNING && !line.isRepair) return;
+
+  char text[512];
+  std::vsnprintf(text, sizeof text, format, arguments);
+  line.text = text;
+  const std::size_t end = line.text.find_last_not_of("\n .");
+  line.text.resize(end == std::string::npos ? 0 : end + 1);
+  if (line.text.empty()) return;
+  const std::string name = kind != nullptr ? nameOf(*kind, source) : std::string();
+  if (!name.empty()) line.text.insert(0, name + ": ");
+  const std::lock_guard<std::mutex> lock(logMutex);
+  if (level <= AV_LOG_ERROR) lastError = line.text;
+  if (listener != nullptr) listener->logged(line);
+}
+
+}  // namespace
+
+void captureAvLog() { av_log_set_callback(keepLog); }
+
+AvLogListener::AvLogListener() {
+  const std::lock_guard<std::mutex> lock(logMutex);
+  listener = this;
+}
+
+AvLogListener::~AvLogListener() { stopListening(); }
+
+void AvLogListener::stopListening() {
+  const std::lock_guard<std::mutex> lock(logMutex);
+  if (listener == this) listener = nullptr;
+}
+
+void refuseDamage(AVCodecContext& decoder) {
+  decoder.err_recognition = AV_EF_CRCCHECK;
+  switch (decoder.codec_id) {
+    case AV_CODEC_ID_FFV1:
+    case AV_CODEC_ID_HEVC:
+      decoder.err_recognition |= AV_EF_EXPLODE;
+      break;
+    case AV_CODEC_ID_MPEG4:
+      // With a thread a frame, the mark may come after the frame; and it aborts when asked to fail.
+      decoder.thread_type = FF_THREAD_SLICE;
+      break;
+    default:
+      break;
+  }
+}
+
+std::string avErrorReason(int error) {
+  const std::lock_guard<std::mutex> lock(logMutex);
+  char text[AV_ERROR_MAX_STRING_SIZE] = "";
+  av_strerror(error, text, sizeof text);
+  std::string reason = text;
+  if (!lastError.empty()) reason += " (" + lastError + ")";
+  lastError.clear();
+  return reason;
+}
+
+std::string openErrorReason(int error) {
+  std::string reason = avErrorReason(error);
+  if (error == AVERROR(EAGAIN))
+    return "a thread cannot be started: " + reason + "; " + threadLimits;
+  if (error == AVERROR_EXTERNAL)
+    return reason + "; unless it names another reason, a thread cannot be started: " + threadLimits;
+  return reason;
+}
+
+}  // namespace cmhost

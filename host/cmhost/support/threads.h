@@ -1,0 +1,29 @@
+#pragma once
+
+#include <system_error>
+#include <thread>
+#include <utility>
+
+#include "host/cmhost/support/failure.h"
+#include "host/cmhost/support/signal_stack.h"
+
+namespace cmhost {
+
+/// What a thread that cannot be started means, behind "cannot be started: ".
+constexpr const char* threadLimits =
+    "the limit on processes (ulimit -u), on the tasks of the container or on memory is reached";
+
+/// Starts a thread with a stack for signals. Throws `Failure` that says what is short.
+template <typename Body>
+std::thread startThread(Body body) {
+  try {
+    return std::thread([body = std::move(body)]() mutable {
+      const SignalStack signalStack;
+      body();
+    });
+  } catch (const std::system_error& error) {
+    throw Failure("a thread cannot be started: " + error.code().message() + "; " + threadLimits);
+  }
+}
+
+}  // namespace cmhost

@@ -1,0 +1,186 @@
+// A part of the input, the two pictures beside each other, and keys of the configuration.
+#include <gtest/gtest.h>
+
+#include <cmath>
+
+#include "tests/host/cmhost/fixtures/clip.h"
+#include "tests/host/cmhost/fixtures/program.h"
+
+namespace {
+
+using clip::Clip;
+using program::Folder;
+using program::Result;
+
+class Part : public testing::Test {
+ protected:
+  static constexpr int frames = 50;
+
+  // Two seconds.
+  Clip make(const std::string& name, const std::string& encoder) {
+    Clip clip;
+    clip.encoder = encoder;
+    clip.pictures = clip::drawMany(AV_PIX_FMT_YUV420P, 64, 48, frames);
+    clip::write(folder / name, clip);
+    return clip;
+  }
+
+  Result run(std::vector<std::string> options, const std::string& in, const std::string& out) {
+    options.insert(options.end(), {"--overwrite", "--module", program::stub("passes_on"), in, out});
+    return program::run(folder.path(), options);
+  }
+
+  void expectPictures(const std::string& name, const std::vector<clip::Picture>& all,
+                      std::size_t from, std::size_t count) {
+    const Clip clip = clip::read(folder / name);
+    ASSERT_EQ(clip.pictures.size(), count);
+    for (std::size_t i = 0; i < count; ++i) {
+      EXPECT_TRUE(clip.pictures[i].planes == all[from + i].planes) << i;
+      const double seconds = static_cast<double>(clip.pictures[i].pts) * av_q2d(clip.tags.timeBase);
+      EXPECT_NEAR(seconds, static_cast<double>(i) / 25, 0.0011) << i;
+    }
+  }
+
+  Folder folder;
+};
+
+TEST_F(Part, FirstFrames) {
+  const Clip clip = make("in.mkv", "ffv1");
+  ASSERT_EQ(run({"--frames", "7"}, "in.mkv", "out.nut").exitCode, 0);
+  expectPictures("out.nut", clip.pictures, 0, 7);
+  ASSERT_EQ(run({"--frames", "700"}, "in.mkv", "out.nut").exitCode, 0);
+  expectPictures("out.nut", clip.pictures, 0, frames);
+}
+
+TEST_F(Part, FromATimeOn) {
+  const std::vector<std::pair<const char*, const char*>> files = {
+      {"in.mkv", "ffv1"}, {"in.y4m", "wrapped_avframe"}, {"in.nut", "rawvideo"}};
+  for (const auto& [name, encoder] : files) {
+    SCOPED_TRACE(name);
+    const Clip clip = make(name, encoder);
+    Result result = run({"--start", "1.2"}, name, "out.nut");
+    ASSERT_EQ(result.exitCode, 0) << result.err;
+    expectPictures("out.nut", clip.pictures, 30, 20);
+    result = run({"--start", "00:00:00.44", "--frames", "3"}, name, "out.nut");
+    ASSERT_EQ(result.exitCode, 0) << result.err;
+    expectPictures("out.nut", clip.pictures, 11, 3);
+  }
+}
+
+TEST_F(Part, PicturesBetweenKeyFramesAndInBroadcasts) {
+  for (const char* const name : {"in.mp4", "in.ts"}) {
+    SCOPED_TRACE(name);
+    make(name, "mpeg2video");  // key frames twelve frames apart
+    const auto all = clip::read(folder / name).pictures;
+    ASSERT_EQ(all.size(), std::size_t{frames});
+    const Result result = run({"--start", "0.76", "--frames", "5"}, name, "out.nut");
+    ASSERT_EQ(result.exitCode, 0) << result.err;
+    const auto part = clip::read(folder / "out.nut").pictures;
+    ASSERT_EQ(part.size(), 5U);
+    for (std::size_t i = 0; i < 5; ++i) EXPECT_TRUE(part[i].planes == all[19 + i].planes) << i;
+  }
+}
+
+TEST_F(Part, PipeCannotBeSearchedButSkipped) {
+  const Clip clip = make("in.y4m", "wrapped_avframe");
+  program::Pipe pipe;
+  program::Streams streams;
+  streams.in = pipe.readEnd();
+  program::Process process(folder.path(),
+                           {"--start", "1", "--module", program::stub("passes_on"), "-", "out.nut"},
+                           streams);
+  pipe.closeReadEnd();
+  ASSERT_TRUE(pipe.write(program::readFile(folder / "in.y4m")));
+  pipe.closeWriteEnd();
+  ASSERT_EQ(process.wait().exitCode, 0);
+  expectPictures("out.nut", clip.pictures, 25, 25);
+}
+
+TEST_F(Part, NothingLeft) {
+  make("in.mkv", "ffv1");
+  const Result result = run({"--start", "2.5"}, "in.mkv", "out.nut");
+  EXPECT_EQ(result.exitCode, 1);
+  EXPECT_NE(result.err.find("in.mkv ends before --start: its last frame is at 1.960 s"),
+            std::string::npos)
+      << result.err;
+}
+
+TEST_F(Part, SoundGoesWithThePicture) {
+  Clip clip;
+  clip.encoder = "ffv1";
+  clip.pictures = clip::drawMany(AV_PIX_FMT_YUV420P, 64, 48, frames);
+  clip.audio = clip::tone(frames);  // a packet a frame
+  clip::write(folder / "in.mkv", clip);
+  ASSERT_EQ(run({"--start", "0.4", "--frames", "10"}, "in.mkv", "out.mkv").exitCode, 0);
+  const Clip part = clip::read(folder / "out.mkv");
+  EXPECT_EQ(part.pictures.size(), 10U);
+  ASSERT_GE(part.audio.size(), 10U);
+  for (std::size_t i = 0; i < 10; ++i) {
+    EXPECT_TRUE(part.audio[i].data == clip.audio[10 + i].data) << i;
+    EXPECT_NEAR(part.audio[i].seconds, static_cast<double>(i) / 25, 0.0011);
+  }
+}
+
+TEST_F(Part, SideBySide) {
+  for (const auto format : {AV_PIX_FMT_YUV420P, AV_PIX_FMT_YUV422P, AV_PIX_FMT_YUV444P})
+    for (const int width : {160, 161}) {
+      SCOPED_TRACE(std::to_string(format) + ", width " + std::to_string(width));
+      Clip clip;
+      clip.encoder = "ffv1";
+      clip.pictures = clip::drawMany(format, width, 121, 3);
+      clip::write(folder / "in.mkv", clip);
+      ASSERT_EQ(program::run(folder.path(), {"--overwrite", "in.mkv", "marked.nut"}).exitCode, 0);
+      ASSERT_EQ(
+          program::run(folder.path(), {"--overwrite", "--compare", "in.mkv", "both.nut"}).exitCode,
+          0);
+      const auto marked = clip::read(folder / "marked.nut").pictures;
+      const auto both = clip::read(folder / "both.nut").pictures;
+      ASSERT_EQ(both.size(), 3U);
+      ASSERT_EQ(both[2].width, width == 160 ? 320 : 324);
+      ASSERT_EQ(both[2].height, 121);
+      for (std::size_t plane = 0; plane < 3; ++plane) {
+        const int shift = plane > 0 && format != AV_PIX_FMT_YUV444P ? 1 : 0;
+        const auto half = static_cast<std::size_t>(both[2].width / 2 >> shift);
+        const auto own = static_cast<std::size_t>((width + shift) >> shift);
+        const auto rows = both[2].planes[plane].size() / (2 * half);
+        ASSERT_EQ(rows * own, marked[2].planes[plane].size());
+        for (std::size_t y = 0; y < rows; ++y)
+          for (std::size_t x = 0; x < half; ++x) {
+            const std::size_t from = y * own + std::min(x, own - 1);
+            const std::size_t to = y * 2 * half + x;
+            ASSERT_EQ(both[2].planes[plane][to], clip.pictures[2].planes[plane][from]);
+            ASSERT_EQ(both[2].planes[plane][to + half], marked[2].planes[plane][from]);
+          }
+      }
+    }
+}
+
+TEST_F(Part, KeysOfTheConfiguration) {
+  make("in.mkv", "ffv1");
+  const auto told = [this](std::vector<std::string> options) {
+    options.insert(options.end(), {"--module", program::stub("tells_keys"), "in.mkv", "null:"});
+    return program::run(folder.path(), options);
+  };
+  const auto lines = [](const Result& result) {
+    return result.err.substr(0, result.err.find("cmhost: "));
+  };
+  EXPECT_EQ(lines(told({})), "greeting 00000000, system_informat 49595556\n");
+  EXPECT_EQ(lines(told({"--set", "greeting=ABCD", "--set", "other=   1"})),
+            "greeting 41424344, system_informat 49595556\n");
+  EXPECT_EQ(lines(told({"--set", "greeting=0x00c0FFee"})),
+            "greeting 00c0ffee, system_informat 49595556\n");
+  EXPECT_EQ(lines(told({"--set", "system_informat=I420"})),
+            "greeting 00000000, system_informat 49343230\n");
+  const Result wrong = told({"--set", "system_informat=Y44P"});
+  EXPECT_EQ(wrong.exitCode, 2);
+  EXPECT_NE(wrong.err.find("cannot be Y44P for frames of the layout IYUV"), std::string::npos);
+}
+
+TEST_F(Part, ModuleMayKnowTheLayoutByAnotherCode) {
+  const Clip clip = make("in.mkv", "ffv1");
+  const Result result = run({"--set", "system_informat=I420"}, "in.mkv", "out.nut");
+  ASSERT_EQ(result.exitCode, 0) << result.err;
+  expectPictures("out.nut", clip.pictures, 0, frames);
+}
+
+}  // namespace

@@ -1,0 +1,247 @@
+// Streams beside the marked one, in containers that take them in ways of their own.
+#include <gtest/gtest.h>
+
+extern "C" {
+#include <libavformat/avformat.h>
+}
+
+#include <cstring>
+#include <memory>
+#include <stdexcept>
+
+#include "tests/host/cmhost/fixtures/clip.h"
+#include "tests/host/cmhost/fixtures/program.h"
+
+namespace {
+
+using clip::Bytes;
+using clip::Clip;
+
+struct InputFree {
+  void operator()(AVFormatContext* format) const { avformat_close_input(&format); }
+};
+using InputPtr = std::unique_ptr<AVFormatContext, InputFree>;
+
+InputPtr open(const std::string& path) {
+  AVFormatContext* format = nullptr;
+  if (avformat_open_input(&format, path.c_str(), nullptr, nullptr) < 0 ||
+      avformat_find_stream_info(format, nullptr) < 0)
+    throw std::runtime_error("cannot read " + path);
+  return InputPtr(format);
+}
+
+// Copies the streams of `inputs` into one file, with a file attached so many times when
+// `attachment` is not empty.
+void join(const std::vector<std::string>& inputs, const std::string& output,
+          const std::string& attachment = {}, AVCodecID kind = AV_CODEC_ID_NONE,
+          const char* mimeType = "", int attachments = 1) {
+  AVFormatContext* to = nullptr;
+  avformat_alloc_output_context2(&to, nullptr, nullptr, output.c_str());
+  std::vector<InputPtr> from;
+  for (const std::string& input : inputs) {
+    from.push_back(open(input));
+    for (unsigned int i = 0; i < from.back()->nb_streams; ++i) {
+      AVStream* const stream = avformat_new_stream(to, nullptr);
+      avcodec_parameters_copy(stream->codecpar, from.back()->streams[i]->codecpar);
+      stream->codecpar->codec_tag = 0;
+      stream->avg_frame_rate = from.back()->streams[i]->avg_frame_rate;
+    }
+  }
+  for (int i = 0; i < attachments && !attachment.empty(); ++i) {
+    AVStream* const stream = avformat_new_stream(to, nullptr);
+    stream->codecpar->codec_type = AVMEDIA_TYPE_ATTACHMENT;
+    stream->codecpar->codec_id = kind;
+    stream->codecpar->extradata_size = static_cast<int>(attachment.size());
+    stream->codecpar->extradata =
+        static_cast<std::uint8_t*>(av_mallocz(attachment.size() + AV_INPUT_BUFFER_PADDING_SIZE));
+    std::memcpy(stream->codecpar->extradata, attachment.data(), attachment.size());
+    av_dict_set(&stream->metadata, "filename", "attached", 0);
+    av_dict_set(&stream->metadata, "mimetype", mimeType, 0);
+  }
+  if (avio_open(&to->pb, output.c_str(), AVIO_FLAG_WRITE) < 0 ||
+      avformat_write_header(to, nullptr) < 0)
+    throw std::runtime_error("cannot write " + output);
+  AVPacket* packet = av_packet_alloc();
+  int first = 0;
+  for (const InputPtr& input : from) {
+    while (av_read_frame(input.get(), packet) >= 0) {
+      const AVRational timeBase = input->streams[packet->stream_index]->time_base;
+      packet->stream_index += first;
+      packet->pos = -1;
+      av_packet_rescale_ts(packet, timeBase, to->streams[packet->stream_index]->time_base);
+      av_interleaved_write_frame(to, packet);
+    }
+    first += static_cast<int>(input->nb_streams);
+  }
+  av_packet_free(&packet);
+  av_write_trailer(to);
+  avio_closep(&to->pb);
+  avformat_free_context(to);
+}
+
+class Copies : public testing::Test {
+ protected:
+  void writeClip(const std::string& name, const std::string& encoder, bool audio = false,
+                 int side = 160) {
+    Clip clip;
+    clip.encoder = encoder;
+    const bool jpeg = encoder == "mjpeg";
+    clip.pictures = clip::drawMany(jpeg ? AV_PIX_FMT_YUVJ420P : AV_PIX_FMT_YUV420P, side, 120, 8);
+    if (audio) clip.audio = clip::tone(8);
+    clip::write(folder / name, clip);
+  }
+
+  void run(const std::string& input, const std::string& output) {
+    last = program::run(folder.path(), {input, output});
+    ASSERT_EQ(last.exitCode, 0) << last.err;
+  }
+
+  bool warned() const { return last.err.find("warning") != std::string::npos; }
+
+  program::Folder folder;
+  program::Result last;
+};
+
+TEST_F(Copies, SoundGoesIntoMxf) {
+  writeClip("in.mkv", "ffv1", true);
+  run("in.mkv", "out.mxf");
+  EXPECT_FALSE(warned()) << last.err;
+  Bytes expected;
+  Bytes found;
+  for (const clip::Packet& packet : clip::tone(8))
+    expected.insert(expected.end(), packet.data.begin(), packet.data.end());
+  for (const clip::Packet& packet : clip::read(folder / "out.mxf").audio)
+    found.insert(found.end(), packet.data.begin(), packet.data.end());
+  EXPECT_EQ(found, expected);
+}
+
+TEST_F(Copies, SoundThatATransportStreamHasNoNameForIsLeftOut) {
+  writeClip("in.mkv", "ffv1", true);
+  run("in.mkv", "out.ts");
+  EXPECT_NE(last.err.find("stream 1 (audio, pcm_s16le) is left out"), std::string::npos)
+      << last.err;
+  EXPECT_EQ(open(folder / "out.ts")->nb_streams, 1U);
+}
+
+TEST_F(Copies, AttachedFontStaysAttached) {
+  writeClip("plain.mkv", "ffv1");
+  const std::string font = "not really a font";
+  join({folder / "plain.mkv"}, folder / "in.mkv", font, AV_CODEC_ID_TTF,
+       "application/x-truetype-font");
+  run("in.mkv", "out.mkv");
+  EXPECT_FALSE(warned()) << last.err;
+  const InputPtr output = open(folder / "out.mkv");
+  ASSERT_EQ(output->nb_streams, 2U);
+  const AVCodecParameters& parameters = *output->streams[1]->codecpar;
+  EXPECT_EQ(parameters.codec_type, AVMEDIA_TYPE_ATTACHMENT);
+  EXPECT_EQ(parameters.codec_id, AV_CODEC_ID_TTF);
+  EXPECT_EQ(std::string(parameters.extradata, parameters.extradata + parameters.extradata_size),
+            font);
+  run("in.mkv", "out.mov");
+  EXPECT_NE(last.err.find("stream 1 (attachment, ttf) is left out"), std::string::npos) << last.err;
+}
+
+// Whether the output takes a stream does not depend on what is attached.
+TEST_F(Copies, ManyAttachmentsTakeLittleTime) {
+  constexpr int many = 900;
+  writeClip("plain.mkv", "ffv1");
+  join({folder / "plain.mkv"}, folder / "in.mkv", std::string(50000, 'x'), AV_CODEC_ID_TTF,
+       "application/x-truetype-font", many);
+  run("in.mkv", "out.mkv");
+  EXPECT_EQ(open(folder / "out.mkv")->nb_streams, 1U + many);
+  EXPECT_LT(last.processorSeconds, 15);
+}
+
+TEST_F(Copies, CoverStaysACover) {
+  writeClip("plain.mkv", "ffv1");
+  writeClip("cover.avi", "mjpeg", false, 96);
+  const InputPtr pictures = open(folder / "cover.avi");
+  AVPacket* packet = av_packet_alloc();
+  ASSERT_EQ(av_read_frame(pictures.get(), packet), 0);
+  const std::string cover(packet->data, packet->data + packet->size);
+  av_packet_free(&packet);
+  join({folder / "plain.mkv"}, folder / "in.mkv", cover, AV_CODEC_ID_MJPEG, "image/jpeg");
+  run("in.mkv", "out.mkv");
+  EXPECT_FALSE(warned()) << last.err;
+  const InputPtr output = open(folder / "out.mkv");
+  ASSERT_EQ(output->nb_streams, 2U);
+  EXPECT_NE(output->streams[1]->disposition & AV_DISPOSITION_ATTACHED_PIC, 0);
+  const AVPacket& kept = output->streams[1]->attached_pic;
+  EXPECT_EQ(std::string(kept.data, kept.data + kept.size), cover);
+}
+
+TEST_F(Copies, SecondVideoIsCopiedOrLeftOutAndToldOf) {
+  writeClip("first.mp4", "libx264");
+  writeClip("second.mp4", "libx264", false, 96);
+  join({folder / "first.mp4", folder / "second.mp4"}, folder / "in.mkv");
+  run("in.mkv", "out.mkv");
+  EXPECT_NE(last.err.find("stream 1 (video, h264) is copied without the mark"), std::string::npos)
+      << last.err;
+  const InputPtr output = open(folder / "out.mkv");
+  ASSERT_EQ(output->nb_streams, 2U);
+  EXPECT_EQ(output->streams[1]->codecpar->codec_id, AV_CODEC_ID_H264);
+  EXPECT_EQ(output->streams[1]->codecpar->width, 96);
+  run("in.mkv", "out.avi");  // has H.264 in another form only
+  EXPECT_NE(last.err.find("stream 1 (video, h264) is left out"), std::string::npos) << last.err;
+  EXPECT_EQ(open(folder / "out.avi")->nb_streams, 1U);
+}
+
+// A block size, which AVI has for sound of a constant rate, would make the sound too short.
+TEST_F(Copies, CompressedSoundFromAviKeepsItsLength) {
+  for (const std::string sound : {"aac", "mp2", "ac3"}) {
+    SCOPED_TRACE(sound);
+    program::ffmpeg(folder.path(),
+                    "-f lavfi -i testsrc2=size=160x120:rate=25 -f lavfi -i sine -t 4 -pix_fmt "
+                    "yuv420p -c:v mpeg4 -c:a " +
+                        sound + " in.avi");
+    last = program::run(folder.path(), {"--overwrite", "in.avi", "out.avi"});
+    ASSERT_EQ(last.exitCode, 0) << last.err;
+    const InputPtr output = open(folder / "out.avi");
+    ASSERT_EQ(output->nb_streams, 2U);
+    const AVStream& stream = *output->streams[1];
+    EXPECT_NEAR(static_cast<double>(stream.duration) * av_q2d(stream.time_base), 4, 0.1);
+    AVPacket* packet = av_packet_alloc();
+    double end = 0;
+    while (av_read_frame(output.get(), packet) >= 0) {
+      if (packet->stream_index == 1)
+        end = static_cast<double>(packet->pts + packet->duration) * av_q2d(stream.time_base);
+      av_packet_unref(packet);
+    }
+    EXPECT_NEAR(end, 4, 0.1);
+    av_packet_free(&packet);
+  }
+}
+
+TEST_F(Copies, TimeCodeTrackIsNotSaidToBeMissing) {
+  program::ffmpeg(folder.path(),
+                  "-f lavfi -i testsrc2=size=160x120:rate=25 -t 1 -pix_fmt yuv420p -c:v mpeg4 "
+                  "-timecode 01:02:03:04 in.mov");
+  for (const std::string name : {"out.mov", "out.mp4", "out.mkv"}) {
+    SCOPED_TRACE(name);
+    run("in.mov", name);
+    EXPECT_FALSE(warned()) << last.err;
+    EXPECT_NE(program::probe(folder.path(), name, "stream_tags=timecode").find("01:02:03:04"),
+              std::string::npos);
+  }
+  run("in.mov", "out.avi");
+  EXPECT_NE(last.err.find("stream 1 (data"), std::string::npos) << last.err;
+}
+
+TEST_F(Copies, DroppedAlphaIsSaid) {
+  program::ffmpeg(folder.path(),
+                  "-f lavfi -i testsrc2=size=160x120:rate=25,format=yuva420p -t 0.2 -c:v libvpx "
+                  "-auto-alt-ref 0 in.webm");
+  ASSERT_NE(program::probe(folder.path(), "in.webm", "stream_tags=alpha_mode").find("=1"),
+            std::string::npos);
+  run("in.webm", "out.webm");
+  EXPECT_NE(last.err.find("the alpha channel of the video is dropped"), std::string::npos)
+      << last.err;
+  EXPECT_EQ(program::probe(folder.path(), "out.webm", "stream_tags=alpha_mode"), "");
+  program::ffmpeg(folder.path(),
+                  "-f lavfi -i testsrc2=size=160x120,format=rgba -t 0.2 -c:v png in.mov");
+  last = program::run(folder.path(), {"--convert", "Y44P", "in.mov", "out.mkv"});
+  EXPECT_NE(last.err.find("the alpha channel of the video is dropped"), std::string::npos)
+      << last.err;
+}
+
+}  // namespace
