@@ -4,14 +4,10 @@
 #include <chrono>
 #include <utility>
 
-extern "C" {
-#include <libavutil/pixdesc.h>
-}
-
 #include "host/cm/video_description.h"
-#include "host/cmhost/input/memory_cap.h"
 #include "host/cmhost/picture/frame_packing.h"
 #include "host/cmhost/support/failure.h"
+#include "host/cmhost/support/memory_cap.h"
 #include "host/cmhost/support/messages.h"
 #include "host/cmhost/support/threads.h"
 
@@ -38,30 +34,17 @@ std::int64_t configuringBytes(int width, int height) {
 
 constexpr auto watchInterval = std::chrono::milliseconds(200);
 
-std::string formatText(int width, int height, int format) {
-  const char* const name = av_get_pix_fmt_name(static_cast<AVPixelFormat>(format));
-  return std::to_string(width) + "x" + std::to_string(height) + " " +
-         (name != nullptr ? name : "?");
-}
-
 }  // namespace
 
-Pipeline::Pipeline(Input& input, FramePtr first, Converter* converter, const PictureLayout& layout,
-                   Module& module, Mode mode)
-    : input_(input),
-      first_(std::move(first)),
-      converter_(converter),
-      layout_(layout),
-      module_(module),
-      mode_(mode),
-      width_(first_->width),
-      height_(first_->height),
-      format_(first_->format),
-      inputQueue_(
-          cm::InputQueue::create(cm::VideoDescription::create(static_cast<unsigned int>(width_),
-                                                              static_cast<unsigned int>(height_)),
-                                 queuedFrames(layout, width_, height_))),
-      outputQueue_(cm::OutputQueue::create(queuedFrames(layout, width_, height_))) {
+Pipeline::Pipeline(Input& input, FrameSource& frames, Module& module, Mode mode)
+    : input_(input), frames_(frames), layout_(frames.layout()), module_(module), mode_(mode) {
+  const AVFrame& like = frames.first();
+  const std::size_t most = queuedFrames(layout_, like.width, like.height);
+  inputQueue_ =
+      cm::InputQueue::create(cm::VideoDescription::create(static_cast<unsigned int>(like.width),
+                                                          static_cast<unsigned int>(like.height)),
+                             most);
+  outputQueue_ = cm::OutputQueue::create(most);
   threads_.reserve(3);
   module_.connect(inputQueue_, outputQueue_);
 }
@@ -112,7 +95,8 @@ void Pipeline::configure(ConfigurationKeys keys) {
 
 void Pipeline::componentThread() {
   {
-    const MemoryCap cap(configuringBytes(width_, height_));
+    const AVFrame& like = frames_.first();  // decoding has not begun
+    const MemoryCap cap(configuringBytes(like.width, like.height));
     module_.configure(keys_);
   }
   {
@@ -131,7 +115,7 @@ void Pipeline::run(Output& output, const std::function<void()>& watch) {
     output_ = &output;
   }
   try {
-    input_.sendOtherPacketsTo([&output](AVPacket& packet) { output.putOther(packet); });
+    input_.others().sendTo([&output](AVPacket& packet) { output.putOther(packet); });
     start(&Pipeline::encodingThread);
     start(&Pipeline::decodingThread);
     waitForEnd(watch);
@@ -164,20 +148,9 @@ Pipeline::Shares Pipeline::busyShares() const {
           busy(outputQueue_->frames().waitedForItems())};
 }
 
-void Pipeline::checkLike(const AVFrame& frame) const {
-  if (frame.width == width_ && frame.height == height_ && frame.format == format_) return;
-  throw Failure(
-      input_.name() + ": the picture changes from " + formatText(width_, height_, format_) +
-      " to " + formatText(frame.width, frame.height, frame.format) + " at frame " +
-      std::to_string(input_.decodedFrames() - 1) + ", " + secondsText(input_.lastFrameSeconds()) +
-      "; split the video there and mark the parts");
-}
-
 void Pipeline::decodingThread() {
   try {
-    for (FramePtr frame = std::move(first_); frame != nullptr; frame = input_.nextFrame()) {
-      checkLike(*frame);
-      if (converter_ != nullptr) frame = converter_->convert(*frame);
+    while (FramePtr frame = frames_.next()) {
       if (!inputQueue_->frames().put(
               packFrame(std::move(frame), layout_, framesGiven_, mode_.keepOriginals)))
         return;

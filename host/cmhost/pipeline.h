@@ -10,10 +10,10 @@
 #include <vector>
 
 #include "host/cm/frame_queue.h"
+#include "host/cmhost/frame_source.h"
 #include "host/cmhost/input/input.h"
 #include "host/cmhost/module/module.h"
 #include "host/cmhost/output/output.h"
-#include "host/cmhost/picture/converter.h"
 #include "host/cmhost/picture/picture_layout.h"
 
 namespace cmhost {
@@ -26,10 +26,8 @@ class Pipeline {
     bool keepOriginals;      ///< the output gets the unmarked pictures too
   };
 
-  /// `first` is the first frame that `input` gave; every frame that follows is like it. `converter`
-  /// may be null.
-  Pipeline(Input& input, FramePtr first, Converter* converter, const PictureLayout& layout,
-           Module& module, Mode mode);
+  /// None of the arguments is copied; all must live longer. `frames` must still hold its first.
+  Pipeline(Input& input, FrameSource& frames, Module& module, Mode mode);
 
   /// Ends the threads.
   ~Pipeline();
@@ -68,17 +66,12 @@ class Pipeline {
   FramePtr unpack(const QOR::CM::RFrame* put);
   void waitForEnd(const std::function<void()>& watch);
   void fail(std::exception_ptr failure);
-  void checkLike(const AVFrame& frame) const;
 
   Input& input_;
-  FramePtr first_;
-  Converter* const converter_;
+  FrameSource& frames_;
   const PictureLayout& layout_;
   Module& module_;
   const Mode mode_;
-  const int width_;
-  const int height_;
-  const int format_;
   ConfigurationKeys keys_;
   std::chrono::steady_clock::time_point began_;
 

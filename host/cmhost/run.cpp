@@ -1,15 +1,12 @@
 #include "host/cmhost/run.h"
 
-extern "C" {
-#include <libavutil/pixdesc.h>
-}
-
 #include <cmath>
 #include <cstdio>
 #include <memory>
 #include <optional>
 #include <utility>
 
+#include "host/cmhost/frame_source.h"
 #include "host/cmhost/output/output.h"
 #include "host/cmhost/output/standard_output.h"
 #include "host/cmhost/pipeline.h"
@@ -21,39 +18,6 @@ extern "C" {
 namespace cmhost {
 
 namespace {
-
-const PictureLayout& chooseLayout(const Options& options, const Input& input,
-                                  const AVFrame& first) {
-  const auto format = static_cast<AVPixelFormat>(first.format);
-  const PictureLayout* const layout =
-      options.convert ? layoutOfFourcc(*options.convert) : layoutOf(format);
-  if (layout == nullptr)
-    throw Failure(input.name() + ": the pixel format " + av_get_pix_fmt_name(format) +
-                  " is none that the module takes (8-bit planar 4:2:0, 4:2:2, 4:4:4); --convert " +
-                  fourccText(closestLayout(format).fourcc) +
-                  " converts it to the closest of IYUV, Y22P, Y44P");
-  return *layout;
-}
-
-// A module may know the layout by another code. One that stands for another layout would have it
-// read beyond the frames.
-PictureLayout layoutForModule(const Options& options, PictureLayout layout) {
-  for (const auto& [key, value] : options.keys) {
-    if (key != layoutKey) continue;
-    if (value != layout.fourcc && layoutOfFourcc(value) != nullptr)
-      throw Failure(std::string("--set: ") + layoutKey + " cannot be " + fourccText(value) +
-                        " for frames of the layout " + fourccText(layout.fourcc) +
-                        "; --convert converts them",
-                    exitUsage);
-    layout.fourcc = value;
-  }
-  return layout;
-}
-
-// The range that a pixel format says by its name is said by a tag from here on.
-void normaliseRange(AVFrame& frame, const PictureLayout& layout) {
-  if (frame.format == layout.fullRangePixelFormat) frame.color_range = AVCOL_RANGE_JPEG;
-}
 
 long percent(double share) { return std::lround(share * 100); }
 
@@ -105,25 +69,15 @@ int run(const Options& options) {
   Output output(options);
   Module module(options.module, options.moduleTimeout);
 
-  FramePtr first = input.nextFrame();
-  if (first == nullptr) throw interruption::Interrupted();
-  const PictureLayout layout = layoutForModule(options, chooseLayout(options, input, *first));
-  std::unique_ptr<Converter> converter;
-  FramePtr like(orThrow<FramePtr>(av_frame_clone(first.get())));
-  const PictureLayout* const own = layoutOf(static_cast<AVPixelFormat>(first->format));
-  if (own == nullptr || own->pixelFormat != layout.pixelFormat) {
-    converter = std::make_unique<Converter>(*first, layout);
-    like = converter->convert(*first);
-  }
-  normaliseRange(*like, layout);
-
-  std::optional<Pipeline> pipeline(std::in_place, input, std::move(first), converter.get(), layout,
-                                   module, Pipeline::Mode{options.keepPartial, options.compare});
-  ConfigurationKeys keys = {{layoutKey, layout.fourcc}};
+  FrameSource frames(input, options);
+  const FramePtr like = emptyFrameLike(frames.first());
+  std::optional<Pipeline> pipeline(std::in_place, input, frames, module,
+                                   Pipeline::Mode{options.keepPartial, options.compare});
+  ConfigurationKeys keys = {{layoutKey, frames.layout().fourcc}};
   keys.insert(keys.end(), options.keys.begin(), options.keys.end());
   pipeline->configure(keys);
 
-  output.start(input, *like, layout);
+  output.start(input.source(), *like, frames.layout());
   Progress progress(options.quiet ? ProgressMode::never : options.progress, input.expectedFrames());
   Watch watch(progress, output, options.quiet);
   Pipeline::Shares busy = {};

@@ -6,9 +6,9 @@ extern "C" {
 #include <libavutil/opt.h>
 }
 
-#include "host/cmhost/input/memory_cap.h"
 #include "host/cmhost/support/dictionary.h"
 #include "host/cmhost/support/failure.h"
+#include "host/cmhost/support/memory_cap.h"
 
 namespace cmhost {
 

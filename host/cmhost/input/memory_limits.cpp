@@ -12,10 +12,11 @@ extern "C" {
 #include <utility>
 #include <vector>
 
-#include "host/cmhost/input/memory_cap.h"
 #include "host/cmhost/support/av_versions.h"
 #include "host/cmhost/support/dictionary.h"
 #include "host/cmhost/support/failure.h"
+#include "host/cmhost/support/memory_cap.h"
+#include "host/cmhost/support/threads.h"
 
 namespace cmhost {
 
@@ -145,13 +146,6 @@ AVBufferRef* MemoryLimits::counted(AVBufferRef* buffer, const std::shared_ptr<Pi
   }
   pictures->bytes -= size;
   return nullptr;
-}
-
-int threadsFor(std::int64_t bytes) {
-  constexpr unsigned int mostByItself = 16;
-  const std::int64_t byItself = std::min(std::thread::hardware_concurrency() + 1, mostByItself);
-  const std::int64_t most = bytes > 0 ? gibibyte / bytes : byItself;
-  return most >= byItself ? 0 : static_cast<int>(std::max<std::int64_t>(most, 1));
 }
 
 }  // namespace cmhost

@@ -50,7 +50,4 @@ class MemoryLimits {
   std::shared_ptr<Pictures> pictures_;
 };
 
-/// How many threads a codec gets that may keep a picture of `bytes` for each; 0: as it chooses.
-int threadsFor(std::int64_t bytes);
-
 }  // namespace cmhost

@@ -196,8 +196,4 @@ void References::keepFailure(std::string failure) {
   if (failure_.empty()) failure_ = std::move(failure);
 }
 
-int refuseToOpen(AVFormatContext*, AVIOContext**, const char*, int, AVDictionary**) {
-  return AVERROR(EPERM);
-}
-
 }  // namespace cmhost

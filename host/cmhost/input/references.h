@@ -43,8 +43,4 @@ class References {
   std::string failure_;    ///< the first one
 };
 
-/// For muxers: nothing but the output itself is opened.
-int refuseToOpen(AVFormatContext* format, AVIOContext** io, const char* url, int flags,
-                 AVDictionary** options);
-
 }  // namespace cmhost

@@ -11,10 +11,10 @@ extern "C" {
 #include <iterator>
 #include <utility>
 
-#include "host/cmhost/input/memory_limits.h"
 #include "host/cmhost/support/dictionary.h"
 #include "host/cmhost/support/failure.h"
 #include "host/cmhost/support/messages.h"
+#include "host/cmhost/support/threads.h"
 
 namespace cmhost {
 
@@ -75,29 +75,25 @@ bool readsRowsOnly(AVCodecID codec) {
 }
 
 FramePtr withPaddedRows(const AVFrame& frame) {
-  FramePtr copy = newFrame();
-  copy->format = frame.format;
-  copy->width = frame.width;
-  copy->height = frame.height;
-  if (av_frame_copy_props(copy.get(), &frame) < 0 || av_frame_get_buffer(copy.get(), 0) < 0)
-    throw std::bad_alloc();
+  FramePtr copy = emptyFrameLike(frame);
+  allocatePicture(*copy);
   av_frame_copy(copy.get(), &frame);
   return copy;
 }
 
 }  // namespace
 
-Encoder::Encoder(const Options& options, const Input& input, const AVFrame& first,
+Encoder::Encoder(const Options& options, const Source& source, const AVFrame& first,
                  const PictureLayout& layout, Muxer& muxer)
-    : muxer_(muxer), inputTimeBase_(input.video().time_base), packet_(newPacket()) {
+    : muxer_(muxer), inputTimeBase_(source.video.time_base), packet_(newPacket()) {
   chooseCodec(options.encoder);
   encoder_ = orThrow<CodecPtr>(avcodec_alloc_context3(codec_));
   encoder_->width = first.width;
   encoder_->height = first.height;
   encoder_->pix_fmt = choosePixelFormat(layout, first.color_range);
-  describe(input, first);
+  describe(source, first);
   open(options);
-  muxer_.addVideo(*encoder_, input);
+  muxer_.addVideo(*encoder_, source);
 }
 
 void Encoder::chooseCodec(const std::string& name) {
@@ -151,13 +147,13 @@ AVRational Encoder::chooseTimeBase(AVRational frameRate) const {
 }
 
 // Rate, aspect and tags: the container's word where it has one, else the picture's.
-void Encoder::describe(const Input& input, const AVFrame& first) {
-  const AVStream& stream = input.video();
-  const AVRational rate = input.frameRate();
+void Encoder::describe(const Source& source, const AVFrame& first) {
+  const AVStream& stream = source.video;
+  const AVRational rate = source.frameRate;
   encoder_->framerate = rate;
   encoder_->time_base = chooseTimeBase(rate);
   encoder_->sample_aspect_ratio =
-      av_guess_sample_aspect_ratio(&input.format(), &input.video(), const_cast<AVFrame*>(&first));
+      av_guess_sample_aspect_ratio(&source.format, &source.video, const_cast<AVFrame*>(&first));
   encoder_->color_range = first.color_range;
   encoder_->color_primaries = first.color_primaries;
   encoder_->color_trc = first.color_trc;

@@ -4,10 +4,10 @@
 #include <map>
 #include <string>
 
-#include "host/cmhost/input/input.h"
 #include "host/cmhost/options.h"
 #include "host/cmhost/output/muxer.h"
 #include "host/cmhost/picture/picture_layout.h"
+#include "host/cmhost/source.h"
 #include "host/cmhost/support/av.h"
 #include "host/cmhost/support/dictionary.h"
 
@@ -18,7 +18,7 @@ class Encoder {
  public:
   /// Opens the encoder that the options name, or the container's, for pictures like `first`, and
   /// adds its stream to `muxer`. Throws `Failure`.
-  Encoder(const Options& options, const Input& input, const AVFrame& first,
+  Encoder(const Options& options, const Source& source, const AVFrame& first,
           const PictureLayout& layout, Muxer& muxer);
 
   const char* name() const { return codec_->name; }
@@ -33,7 +33,7 @@ class Encoder {
   void chooseCodec(const std::string& name);
   AVPixelFormat choosePixelFormat(const PictureLayout& layout, AVColorRange range) const;
   AVRational chooseTimeBase(AVRational frameRate) const;
-  void describe(const Input& input, const AVFrame& first);
+  void describe(const Source& source, const AVFrame& first);
   void silence(Dictionary& dictionary) const;
   void open(const Options& options);
   void send(const AVFrame* frame);

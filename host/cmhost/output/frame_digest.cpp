@@ -21,11 +21,11 @@ FrameDigests::FrameDigests(const std::string& path, OutputFile::Mode mode)
 
 // Time is counted as ffmpeg counts it: in frames where there is a frame rate, and from the first
 // time stamp of any stream.
-void FrameDigests::start(const Input& input, const AVFrame& first) {
-  const AVRational rate = input.frameRate();
-  inputTimeBase_ = input.video().time_base;
-  if (input.format().start_time != AV_NOPTS_VALUE)
-    origin_ = av_rescale_q(input.format().start_time, av_get_time_base_q(), inputTimeBase_);
+void FrameDigests::start(const Source& source, const AVFrame& first) {
+  const AVRational rate = source.frameRate;
+  inputTimeBase_ = source.video.time_base;
+  if (source.format.start_time != AV_NOPTS_VALUE)
+    origin_ = av_rescale_q(source.format.start_time, av_get_time_base_q(), inputTimeBase_);
   timeBase_ = rate.num > 0 ? av_inv_q(rate) : inputTimeBase_;
   AVStream* const stream = avformat_new_stream(format_.get(), nullptr);
   if (stream == nullptr) throw std::bad_alloc();
@@ -37,7 +37,7 @@ void FrameDigests::start(const Input& input, const AVFrame& first) {
   parameters.width = first.width;
   parameters.height = first.height;
   stream->sample_aspect_ratio = parameters.sample_aspect_ratio =
-      av_guess_sample_aspect_ratio(&input.format(), &input.video(), const_cast<AVFrame*>(&first));
+      av_guess_sample_aspect_ratio(&source.format, &source.video, const_cast<AVFrame*>(&first));
   check(avformat_write_header(format_.get(), nullptr));
 }
 

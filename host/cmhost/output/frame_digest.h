@@ -3,8 +3,8 @@
 #include <cstdint>
 #include <string>
 
-#include "host/cmhost/input/input.h"
 #include "host/cmhost/output/output_file.h"
+#include "host/cmhost/source.h"
 #include "host/cmhost/support/av.h"
 
 namespace cmhost {
@@ -17,7 +17,7 @@ class FrameDigests {
   FrameDigests(const std::string& path, OutputFile::Mode mode);
 
   /// Writes the header for frames like `first`. Once, before `add`. Throws `Failure`.
-  void start(const Input& input, const AVFrame& first);
+  void start(const Source& source, const AVFrame& first);
 
   /// Adds a frame of one of the layouts' pixel formats, its `pts` in the time base of the input's
   /// video stream. Throws `Failure`.

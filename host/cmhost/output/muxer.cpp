@@ -4,13 +4,13 @@ extern "C" {
 #include <libavutil/avstring.h>
 #include <libavutil/display.h>
 #include <libavutil/pixdesc.h>
+#include <libavutil/timecode.h>
 }
 
 #include <algorithm>
 #include <cmath>
 #include <cstring>
 
-#include "host/cmhost/input/references.h"
 #include "host/cmhost/support/failure.h"
 #include "host/cmhost/support/messages.h"
 
@@ -20,6 +20,12 @@ namespace {
 
 // Matroska's tag of a video whose packets carry alpha.
 constexpr const char* alphaModeKey = "alpha_mode";
+
+// Nothing but the output itself is opened.
+int refuseToOpen(AVFormatContext* /*format*/, AVIOContext** /*io*/, const char* /*url*/,
+                 int /*flags*/, AVDictionary** /*options*/) {
+  return AVERROR(EPERM);
+}
 
 const AVOutputFormat& chooseContainer(const OutputFile& file, const std::string& name) {
   const AVOutputFormat* const format = name.empty()
@@ -180,18 +186,46 @@ bool hasForm(const AVOutputFormat& container, const AVCodecParameters& parameter
   return !asInMp4 || std::strcmp(container.name, "avi") != 0;
 }
 
-void copyChapters(const AVFormatContext& from, AVFormatContext& to) {
+// Times of the part; what lies outside of it is left out.
+void copyChapters(const Source& source, AVFormatContext& to) {
+  const AVFormatContext& from = source.format;
   if (from.nb_chapters == 0) return;
   to.chapters = static_cast<AVChapter**>(av_calloc(from.nb_chapters, sizeof(AVChapter*)));
   if (to.chapters == nullptr) throw std::bad_alloc();
   for (unsigned int i = 0; i < from.nb_chapters; ++i) {
+    const AVChapter& each = *from.chapters[i];
+    const std::int64_t shift = av_rescale_q(source.shift, av_get_time_base_q(), each.time_base);
+    const std::int64_t start = each.start - shift;
+    std::int64_t end = each.end != AV_NOPTS_VALUE ? each.end - shift : each.end;
+    if (source.shift > 0 && end != AV_NOPTS_VALUE && end <= 0) continue;
+    if (source.end) {
+      const std::int64_t last = av_rescale_q(*source.end, av_get_time_base_q(), each.time_base);
+      if (start >= last) continue;
+      if (end == AV_NOPTS_VALUE || end > last) end = last;
+    }
     auto* const chapter = static_cast<AVChapter*>(av_mallocz(sizeof(AVChapter)));
     if (chapter == nullptr) throw std::bad_alloc();
-    *chapter = *from.chapters[i];
+    *chapter = each;
+    chapter->start = source.shift > 0 ? std::max<std::int64_t>(start, 0) : start;
+    chapter->end = end;
     chapter->metadata = nullptr;
-    av_dict_copy(&chapter->metadata, from.chapters[i]->metadata, 0);
+    av_dict_copy(&chapter->metadata, each.metadata, 0);
     to.chapters[to.nb_chapters++] = chapter;
   }
+}
+
+// A time code counts frames and names the one with which the file begins.
+void shiftTimeCode(const Source& source, AVDictionary*& metadata) {
+  constexpr const char* key = "timecode";
+  const AVDictionaryEntry* const entry = av_dict_get(metadata, key, nullptr, 0);
+  if (entry == nullptr || source.shift == 0 || source.frameRate.num <= 0) return;
+  AVTimecode timeCode;
+  if (av_timecode_init_from_string(&timeCode, source.frameRate, entry->value, nullptr) < 0) return;
+  const std::int64_t frames =
+      av_rescale_q(source.shift, av_get_time_base_q(), av_inv_q(source.frameRate));
+  char text[AV_TIMECODE_STR_SIZE];
+  av_timecode_make_string(&timeCode, text, static_cast<int>(frames));
+  av_dict_set(&metadata, key, text, 0);
 }
 
 }  // namespace
@@ -209,8 +243,8 @@ Muxer::Muxer(OutputFile& file, const std::string& formatName) : file_(file) {
   if (file.io()->seekable != 0) format_->flush_packets = 0;
 }
 
-void Muxer::addVideo(const AVCodecContext& encoder, const Input& input) {
-  const AVStream& from = input.video();
+void Muxer::addVideo(const AVCodecContext& encoder, const Source& source) {
+  const AVStream& from = source.video;
   warnOfLostTags(container(), encoder);
   warnOfRotation(from);
   warnOfAlpha(from);
@@ -226,16 +260,18 @@ void Muxer::addVideo(const AVCodecContext& encoder, const Input& input) {
   av_dict_set(&video_->metadata, "encoder", nullptr, 0);
   av_dict_set(&video_->metadata, alphaModeKey, nullptr, 0);
   copySideData(from, *video_);
-  av_dict_copy(&format_->metadata, input.format().metadata, 0);
-  copyChapters(input.format(), *format_);
+  av_dict_copy(&format_->metadata, source.format.metadata, 0);
+  shiftTimeCode(source, video_->metadata);
+  shiftTimeCode(source, format_->metadata);
+  copyChapters(source, *format_);
 }
 
-void Muxer::addCopies(const Input& input) {
-  const AVFormatContext& from = input.format();
+void Muxer::addCopies(const Source& source) {
+  const AVFormatContext& from = source.format;
   copies_.assign(from.nb_streams, nullptr);
   copyTimeBases_.resize(from.nb_streams);
   for (unsigned int i = 0; i < from.nb_streams; ++i)
-    if (from.streams[i] != &input.video()) addCopy(*from.streams[i]);
+    if (from.streams[i] != &source.video) addCopy(*from.streams[i]);
 }
 
 // The muxer's own answer: a header is written into memory for the streams so far and this one.

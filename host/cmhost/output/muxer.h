@@ -4,8 +4,8 @@
 #include <string>
 #include <vector>
 
-#include "host/cmhost/input/input.h"
 #include "host/cmhost/output/output_file.h"
+#include "host/cmhost/source.h"
 #include "host/cmhost/support/av.h"
 
 namespace cmhost {
@@ -22,11 +22,11 @@ class Muxer {
 
   /// The stream for what `encoder` makes of the video of `input`; its tags, rate and aspect are
   /// taken over.
-  void addVideo(const AVCodecContext& encoder, const Input& input);
+  void addVideo(const AVCodecContext& encoder, const Source& source);
 
   /// Streams for everything else in `input`. What the container does not take is left out with a
   /// warning.
-  void addCopies(const Input& input);
+  void addCopies(const Source& source);
 
   /// Writes the header. Throws `Failure`.
   void start();

@@ -57,17 +57,17 @@ std::string Output::description() const {
   return name() + " (" + encoder_->name() + " in " + muxer_->container().name + ")";
 }
 
-void Output::start(const Input& input, const AVFrame& first, const PictureLayout& layout) {
+void Output::start(const Source& source, const AVFrame& first, const PictureLayout& layout) {
   layout_ = &layout;
-  if (file_ != nullptr) startVideo(input, first, layout);
-  if (digests_ != nullptr) digests_->start(input, first);
+  if (file_ != nullptr) startVideo(source, first, layout);
+  if (digests_ != nullptr) digests_->start(source, first);
 }
 
-void Output::startVideo(const Input& input, const AVFrame& first, const PictureLayout& layout) {
-  const FramePtr like = orThrow<FramePtr>(av_frame_clone(&first));
+void Output::startVideo(const Source& source, const AVFrame& first, const PictureLayout& layout) {
+  const FramePtr like = emptyFrameLike(first);
   if (options_.compare) like->width = sideBySideWidth(first.width);
-  encoder_ = std::make_unique<Encoder>(options_, input, *like, layout, *muxer_);
-  muxer_->addCopies(input);
+  encoder_ = std::make_unique<Encoder>(options_, source, *like, layout, *muxer_);
+  muxer_->addCopies(source);
   muxer_->start();
   started_ = true;
 }

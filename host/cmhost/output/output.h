@@ -5,13 +5,13 @@
 #include <memory>
 #include <string>
 
-#include "host/cmhost/input/input.h"
 #include "host/cmhost/options.h"
 #include "host/cmhost/output/encoder.h"
 #include "host/cmhost/output/frame_digest.h"
 #include "host/cmhost/output/muxer.h"
 #include "host/cmhost/output/output_file.h"
 #include "host/cmhost/output/preview.h"
+#include "host/cmhost/source.h"
 
 namespace cmhost {
 
@@ -24,7 +24,7 @@ class Output {
   explicit Output(const Options& options);
 
   /// Opens the encoder for frames like `first` and writes the container's header. Throws `Failure`.
-  void start(const Input& input, const AVFrame& first, const PictureLayout& layout);
+  void start(const Source& source, const AVFrame& first, const PictureLayout& layout);
 
   /// Takes a marked frame and the one that it was made from. Throws `Failure`.
   void put(FramePtr marked, const AVFrame& original);
@@ -59,7 +59,7 @@ class Output {
   const std::string& name() const;
 
  private:
-  void startVideo(const Input& input, const AVFrame& first, const PictureLayout& layout);
+  void startVideo(const Source& source, const AVFrame& first, const PictureLayout& layout);
 
   const Options& options_;
   std::unique_ptr<OutputFile> file_;  ///< null when the video goes nowhere; then the two below too

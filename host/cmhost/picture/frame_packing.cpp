@@ -32,33 +32,6 @@ const DecodedFrame& propertiesOf(const QOR::CM::RFrame& put) {
   return dynamic_cast<const DecodedFrame&>(*frame.properties());
 }
 
-FramePtr propertiesOnly(const AVFrame& frame) {
-  FramePtr result = newFrame();
-  if (av_frame_copy_props(result.get(), &frame) < 0) throw std::bad_alloc();
-  result->format = frame.format;
-  result->width = frame.width;
-  result->height = frame.height;
-  return result;
-}
-
-struct PlaneSize {
-  std::size_t width;
-  std::size_t height;
-};
-
-PlaneSize contractPlane(const PictureLayout& layout, int width, int height, int plane) {
-  const int shiftX = plane > 0 ? layout.shiftX : 0;
-  const int shiftY = plane > 0 ? layout.shiftY : 0;
-  return {static_cast<std::size_t>(width >> shiftX), static_cast<std::size_t>(height >> shiftY)};
-}
-
-PlaneSize filePlane(const PictureLayout& layout, int width, int height, int plane) {
-  const int shiftX = plane > 0 ? layout.shiftX : 0;
-  const int shiftY = plane > 0 ? layout.shiftY : 0;
-  return {static_cast<std::size_t>(AV_CEIL_RSHIFT(width, shiftX)),
-          static_cast<std::size_t>(AV_CEIL_RSHIFT(height, shiftY))};
-}
-
 const std::uint8_t* row(const AVFrame& frame, int plane, std::size_t y) {
   return frame.data[plane] + static_cast<std::ptrdiff_t>(y) * frame.linesize[plane];
 }
@@ -76,7 +49,7 @@ bool isPacked(const AVFrame& frame, const PictureLayout& layout) {
   if (!sameChroma(layout, frame.width, frame.height)) return false;
   const std::uint8_t* next = frame.data[0];
   for (int plane = 0; plane < 3; ++plane) {
-    const PlaneSize size = contractPlane(layout, frame.width, frame.height, plane);
+    const PlaneSize size = modulePlane(layout, frame.width, frame.height, plane);
     if (frame.data[plane] != next ||
         frame.linesize[plane] != static_cast<std::ptrdiff_t>(size.width))
       return false;
@@ -99,7 +72,7 @@ void referTo(const cm::VideoFrame& frame, const PictureLayout& layout, AVFrame& 
   static_cast<void>(kept.release());  // the buffer's now
   std::uint8_t* next = frame.data();
   for (int plane = 0; plane < 3; ++plane) {
-    const PlaneSize size = contractPlane(layout, to.width, to.height, plane);
+    const PlaneSize size = modulePlane(layout, to.width, to.height, plane);
     to.data[plane] = next;
     to.linesize[plane] = static_cast<int>(size.width);
     next += size.width * size.height;
@@ -111,7 +84,7 @@ void referTo(const cm::VideoFrame& frame, const PictureLayout& layout, AVFrame& 
 unsigned int packedSize(const PictureLayout& layout, int width, int height) {
   std::size_t bytes = 0;
   for (int plane = 0; plane < 3; ++plane) {
-    const PlaneSize size = contractPlane(layout, width, height, plane);
+    const PlaneSize size = modulePlane(layout, width, height, plane);
     bytes += size.width * size.height;
   }
   if (bytes > std::numeric_limits<unsigned int>::max())
@@ -127,13 +100,13 @@ QOR::RPtr<cm::VideoFrame> packFrame(FramePtr decoded, const PictureLayout& layou
   const bool attachPicture = keepPicture || !sameChroma(layout, from.width, from.height);
   const DecodedFrame::Pointer owner(new DecodedFrame(std::move(decoded), number));
   const DecodedFrame::Pointer properties =
-      attachPicture ? owner : DecodedFrame::Pointer(new DecodedFrame(propertiesOnly(from), number));
+      attachPicture ? owner : DecodedFrame::Pointer(new DecodedFrame(emptyFrameLike(from), number));
   if (isPacked(from, layout))
     return cm::VideoFrame::wrap(layout.fourcc, bytes, from.data[0], properties, owner);
   QOR::RPtr<cm::VideoFrame> frame = cm::VideoFrame::create(layout.fourcc, bytes, properties);
   unsigned char* to = frame->data();
   for (int plane = 0; plane < 3; ++plane) {
-    const PlaneSize size = contractPlane(layout, from.width, from.height, plane);
+    const PlaneSize size = modulePlane(layout, from.width, from.height, plane);
     for (std::size_t y = 0; y < size.height; ++y, to += size.width)
       std::memcpy(to, row(from, plane, y), size.width);
   }
@@ -154,20 +127,17 @@ FramePtr unpackFrame(const QOR::CM::RFrame* put, const PictureLayout& layout) {
                   std::to_string(packedSize(layout, decoded.width, decoded.height)) + " of '" +
                   fourccText(layout.fourcc) + "' are due");
 
-  FramePtr result = newFrame();
-  if (av_frame_copy_props(result.get(), &decoded) < 0) throw std::bad_alloc();
+  FramePtr result = emptyFrameLike(decoded);
   result->format = layout.pixelFormat;
-  result->width = decoded.width;
-  result->height = decoded.height;
   if (sameChroma(layout, decoded.width, decoded.height)) {
     referTo(*frame, layout, *result);
     return result;
   }
-  if (av_frame_get_buffer(result.get(), 0) < 0) throw std::bad_alloc();
+  allocatePicture(*result);
 
   const unsigned char* from = frame->data();
   for (int plane = 0; plane < 3; ++plane) {
-    const PlaneSize seen = contractPlane(layout, decoded.width, decoded.height, plane);
+    const PlaneSize seen = modulePlane(layout, decoded.width, decoded.height, plane);
     const PlaneSize whole = filePlane(layout, decoded.width, decoded.height, plane);
     for (std::size_t y = 0; y < whole.height; ++y) {
       const std::size_t width = y < seen.height ? seen.width : 0;

@@ -1,6 +1,7 @@
 #include "host/cmhost/picture/picture_layout.h"
 
 extern "C" {
+#include <libavutil/common.h>
 #include <libavutil/pixdesc.h>
 }
 
@@ -24,6 +25,19 @@ const PictureLayout* find(Predicate matches) {
 }
 
 }  // namespace
+
+PlaneSize modulePlane(const PictureLayout& layout, int width, int height, int plane) {
+  const int shiftX = plane > 0 ? layout.shiftX : 0;
+  const int shiftY = plane > 0 ? layout.shiftY : 0;
+  return {static_cast<std::size_t>(width >> shiftX), static_cast<std::size_t>(height >> shiftY)};
+}
+
+PlaneSize filePlane(const PictureLayout& layout, int width, int height, int plane) {
+  const int shiftX = plane > 0 ? layout.shiftX : 0;
+  const int shiftY = plane > 0 ? layout.shiftY : 0;
+  return {static_cast<std::size_t>(AV_CEIL_RSHIFT(width, shiftX)),
+          static_cast<std::size_t>(AV_CEIL_RSHIFT(height, shiftY))};
+}
 
 std::string fourccText(unsigned int fourcc) {
   std::string text;

@@ -4,7 +4,7 @@ extern "C" {
 #include <libavutil/pixfmt.h>
 }
 
-#include <optional>
+#include <cstddef>
 #include <string>
 
 namespace cmhost {
@@ -17,6 +17,18 @@ struct PictureLayout {
   int shiftX;                          ///< chroma width is the luma width shifted right by this
   int shiftY;
 };
+
+struct PlaneSize {
+  std::size_t width;
+  std::size_t height;
+};
+
+/// Size of a plane of a picture of `width` x `height` as a module sees it: chroma sizes are rounded
+/// down.
+PlaneSize modulePlane(const PictureLayout& layout, int width, int height, int plane);
+
+/// The same as files and the media library have it: chroma sizes are rounded up.
+PlaneSize filePlane(const PictureLayout& layout, int width, int height, int plane);
 
 /// The code of four characters, the first in the most significant byte.
 constexpr unsigned int fourccOf(const char* text) {

@@ -85,12 +85,9 @@ PictureScaler::ScalerPtr PictureScaler::newScaler(const AVFrame& like, int heigh
 }
 
 FramePtr PictureScaler::convert(const AVFrame& frame) {
-  FramePtr result = newFrame();
-  if (av_frame_copy_props(result.get(), &frame) < 0) throw std::bad_alloc();
+  FramePtr result = emptyFrameLike(frame);
   result->format = to_;
-  result->width = frame.width;
-  result->height = frame.height;
-  if (av_frame_get_buffer(result.get(), 0) < 0) throw std::bad_alloc();
+  allocatePicture(*result);
 
   const bool byFields = isInterlacedFrame(frame) && fields_[0] != nullptr && fields_[1] != nullptr;
   if (byFields) {

@@ -4,6 +4,7 @@
 #include <cstdio>
 #include <cstring>
 #include <mutex>
+#include <new>
 
 #include "host/cmhost/support/threads.h"
 
@@ -66,20 +67,17 @@ void AvLogListener::stopListening() {
   if (listener == this) listener = nullptr;
 }
 
-void refuseDamage(AVCodecContext& decoder) {
-  decoder.err_recognition = AV_EF_CRCCHECK;
-  switch (decoder.codec_id) {
-    case AV_CODEC_ID_FFV1:
-    case AV_CODEC_ID_HEVC:
-      decoder.err_recognition |= AV_EF_EXPLODE;
-      break;
-    case AV_CODEC_ID_MPEG4:
-      // With a thread a frame, the mark may come after the frame; and it aborts when asked to fail.
-      decoder.thread_type = FF_THREAD_SLICE;
-      break;
-    default:
-      break;
-  }
+FramePtr emptyFrameLike(const AVFrame& like) {
+  FramePtr frame = newFrame();
+  if (av_frame_copy_props(frame.get(), &like) < 0) throw std::bad_alloc();
+  frame->format = like.format;
+  frame->width = like.width;
+  frame->height = like.height;
+  return frame;
+}
+
+void allocatePicture(AVFrame& frame) {
+  if (av_frame_get_buffer(&frame, 0) < 0) throw std::bad_alloc();
 }
 
 std::string avErrorReason(int error) {

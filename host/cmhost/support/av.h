@@ -39,6 +39,14 @@ Ptr orThrow(typename Ptr::pointer object) {
 }
 
 inline FramePtr newFrame() { return orThrow<FramePtr>(av_frame_alloc()); }
+
+/// A frame with the properties, size and pixel format of `like` and without a picture. Throws
+/// `std::bad_alloc`.
+FramePtr emptyFrameLike(const AVFrame& like);
+
+/// Gives a frame that has a size and a pixel format memory for its picture. Throws
+/// `std::bad_alloc`.
+void allocatePicture(AVFrame& frame);
 inline PacketPtr newPacket() { return orThrow<PacketPtr>(av_packet_alloc()); }
 
 /// From now on the media libraries' own messages are not printed; the last error is kept.
@@ -67,10 +75,6 @@ class AvLogListener {
   /// For destructors: `logged` is not called any more.
   void stopListening();
 };
-
-/// Sets up a decoder that is not open yet so that a damaged picture does not pass for a good one:
-/// some decoders then return an error, the others mark the frame.
-void refuseDamage(AVCodecContext& decoder);
 
 /// The media libraries' words for a negative return value, with what they last logged as an error,
 /// which often names the reason. The kept message is taken.

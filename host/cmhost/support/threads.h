@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstdint>
 #include <system_error>
 #include <thread>
 #include <utility>
@@ -12,6 +13,9 @@ namespace cmhost {
 /// What a thread that cannot be started means, behind "cannot be started: ".
 constexpr const char* threadLimits =
     "the limit on processes (ulimit -u), on the tasks of the container or on memory is reached";
+
+/// How many threads a codec gets that may keep a picture of `bytes` for each; 0: as it chooses.
+int threadsFor(std::int64_t bytes);
 
 /// Starts a thread with a stack for signals. Throws `Failure` that says what is short.
 template <typename Body>

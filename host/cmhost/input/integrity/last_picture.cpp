@@ -9,7 +9,8 @@ extern "C" {
 #include <cstring>
 #include <iterator>
 
-#include "host/cmhost/input/memory_limits.h"
+#include "host/cmhost/input/decoder.h"
+#include "host/cmhost/support/threads.h"
 
 namespace cmhost {
 

@@ -6,7 +6,7 @@
 #include <cerrno>
 #include <vector>
 
-#include "host/cmhost/input/memory_cap.h"
+#include "host/cmhost/support/memory_cap.h"
 #include "host/cmhost/support/failure.h"
 
 namespace {
@@ -89,12 +89,6 @@ TEST(MemoryLimits, SizeIsReadFromTheLibrarysWords) {
                  "in.gif: a picture of 16000x9000 has more than the 100 pixels that --max-pixels "
                  "allows");
   }
-}
-
-TEST(Threads, FollowFromTheSizeOfAPicture) {
-  EXPECT_EQ(threadsFor(0), 0);
-  EXPECT_EQ(threadsFor(1920 * 1080 * 3 / 2), 0);
-  EXPECT_EQ(threadsFor(std::int64_t{2} << 30), 1);
 }
 
 bool canTake(std::size_t bytes) {

@@ -1,4 +1,4 @@
-#include "host/cmhost/input/memory_cap.h"
+#include "host/cmhost/support/memory_cap.h"
 
 #include <unistd.h>
 

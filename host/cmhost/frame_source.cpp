@@ -1,0 +1,93 @@
+#include "host/cmhost/frame_source.h"
+
+#include <string>
+#include <utility>
+
+extern "C" {
+#include <libavutil/pixdesc.h>
+}
+
+#include "host/cmhost/module/module.h"
+#include "host/cmhost/support/failure.h"
+#include "host/cmhost/support/interruption.h"
+#include "host/cmhost/support/messages.h"
+
+namespace cmhost {
+
+namespace {
+
+const PictureLayout& chooseLayout(const Options& options, const std::string& input,
+                                  AVPixelFormat format) {
+  const PictureLayout* const layout =
+      options.convert ? layoutOfFourcc(*options.convert) : layoutOf(format);
+  if (layout == nullptr)
+    throw Failure(input + ": the pixel format " + av_get_pix_fmt_name(format) +
+                  " is none that the module takes (8-bit planar 4:2:0, 4:2:2, 4:4:4); --convert " +
+                  fourccText(closestLayout(format).fourcc) +
+                  " converts it to the closest of IYUV, Y22P, Y44P");
+  return *layout;
+}
+
+// A module may know the layout by another code. One that stands for another layout would have it
+// read beyond the frames.
+unsigned int fourccForModule(const Options& options, unsigned int fourcc) {
+  for (const auto& [key, value] : options.keys) {
+    if (key != layoutKey) continue;
+    if (value != fourcc && layoutOfFourcc(value) != nullptr)
+      throw Failure(std::string("--set: ") + layoutKey + " cannot be " + fourccText(value) +
+                        " for frames of the layout " + fourccText(fourcc) +
+                        "; --convert converts them",
+                    exitUsage);
+    fourcc = value;
+  }
+  return fourcc;
+}
+
+std::string formatText(int width, int height, int format) {
+  const char* const name = av_get_pix_fmt_name(static_cast<AVPixelFormat>(format));
+  return std::to_string(width) + "x" + std::to_string(height) + " " +
+         (name != nullptr ? name : "?");
+}
+
+}  // namespace
+
+FrameSource::FrameSource(Input& input, const Options& options) : input_(input) {
+  FramePtr decoded = input_.nextFrame();
+  if (decoded == nullptr) throw interruption::Interrupted();
+  width_ = decoded->width;
+  height_ = decoded->height;
+  format_ = decoded->format;
+  const auto format = static_cast<AVPixelFormat>(format_);
+  layout_ = chooseLayout(options, input_.name(), format);
+  const PictureLayout* const own = layoutOf(format);
+  if (own == nullptr || own->pixelFormat != layout_.pixelFormat)
+    converter_ = std::make_unique<Converter>(*decoded, layout_);
+  layout_.fourcc = fourccForModule(options, layout_.fourcc);
+  first_ = convert(std::move(decoded));
+}
+
+// The range that a pixel format says by its name is said by a tag from here on.
+FramePtr FrameSource::convert(FramePtr decoded) const {
+  if (converter_ != nullptr) decoded = converter_->convert(*decoded);
+  if (decoded->format == layout_.fullRangePixelFormat) decoded->color_range = AVCOL_RANGE_JPEG;
+  return decoded;
+}
+
+FramePtr FrameSource::next() {
+  if (first_ != nullptr) return std::move(first_);
+  FramePtr decoded = input_.nextFrame();
+  if (decoded == nullptr) return nullptr;
+  checkLikeFirst(*decoded);
+  return convert(std::move(decoded));
+}
+
+void FrameSource::checkLikeFirst(const AVFrame& decoded) const {
+  if (decoded.width == width_ && decoded.height == height_ && decoded.format == format_) return;
+  throw Failure(
+      input_.name() + ": the picture changes from " + formatText(width_, height_, format_) +
+      " to " + formatText(decoded.width, decoded.height, decoded.format) + " at frame " +
+      std::to_string(input_.decodedFrames() - 1) + ", " + secondsText(input_.lastFrameSeconds()) +
+      "; split the video there and mark the parts");
+}
+
+}  // namespace cmhost
