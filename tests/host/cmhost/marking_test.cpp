@@ -141,4 +141,29 @@ TEST(MarkingLongStream, PassesManyMoreFramesThanTheQueuesHold) {
     EXPECT_EQ(output.pictures[i].planes, mark(input.pictures[i], 0).planes);
 }
 
+// The same colours in a palette are the same colours.
+TEST(Converting, PaletteIsRgb) {
+  const program::Folder folder;
+  program::ffmpeg(folder.path(), "-f lavfi -i testsrc=size=160x120:rate=5 -t 0.6 -c:v gif in.gif");
+  program::ffmpeg(folder.path(), "-i in.gif -pix_fmt gbrp -c:v ffv1 in.mkv");
+  for (const char* const layout : {"IYUV", "Y22P", "Y44P"}) {
+    SCOPED_TRACE(layout);
+    std::vector<clip::Clip> clips;
+    for (const char* const name : {"in.gif", "in.mkv"}) {
+      const program::Result result =
+          program::run(folder.path(), {"--overwrite", "--convert", layout, name, "out.mkv"});
+      ASSERT_EQ(result.exitCode, 0) << result.err;
+      clips.push_back(clip::read(folder / "out.mkv"));
+    }
+    ASSERT_EQ(clips[0].pictures.size(), 3U);
+    ASSERT_EQ(clips[1].pictures.size(), 3U);
+    for (std::size_t i = 0; i < 3; ++i)
+      EXPECT_TRUE(clips[0].pictures[i].planes == clips[1].pictures[i].planes) << i;
+    for (const clip::Clip& each : clips) {
+      EXPECT_EQ(each.tags.range, AVCOL_RANGE_MPEG);
+      EXPECT_EQ(each.tags.matrix, AVCOL_SPC_SMPTE170M);
+    }
+  }
+}
+
 }  // namespace

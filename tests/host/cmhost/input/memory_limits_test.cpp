@@ -6,8 +6,8 @@
 #include <cerrno>
 #include <vector>
 
-#include "host/cmhost/support/memory_cap.h"
 #include "host/cmhost/support/failure.h"
+#include "host/cmhost/support/memory_cap.h"
 
 namespace {
 

@@ -121,6 +121,72 @@ TEST_F(Part, SoundGoesWithThePicture) {
   }
 }
 
+// 100 frames at 25 fps with chapters [0, 1), [1, 3) and [3, 4), and one key frame: a part is read
+// from the key frame before it on, and so are cues.
+class TimedParts : public Part {
+ protected:
+  void SetUp() override {
+    program::writeFile(folder / "chapters",
+                       ";FFMETADATA1\n"
+                       "[CHAPTER]\nTIMEBASE=1/1000\nSTART=0\nEND=1000\ntitle=one\n"
+                       "[CHAPTER]\nTIMEBASE=1/1000\nSTART=1000\nEND=3000\ntitle=two\n"
+                       "[CHAPTER]\nTIMEBASE=1/1000\nSTART=3000\nEND=4000\ntitle=three\n");
+    program::writeFile(folder / "cues.srt",
+                       "1\n00:00:00,500 --> 00:00:01,200\nfirst\n\n"
+                       "2\n00:00:01,400 --> 00:00:02,600\nsecond\n\n"
+                       "3\n00:00:03,000 --> 00:00:03,800\nthird\n");
+    program::ffmpeg(
+        folder.path(),
+        "-f lavfi -i testsrc2=size=160x120:rate=25 -i cues.srt -i chapters -map 0 -map 1 "
+        "-map_metadata 2 -t 4 -pix_fmt yuv420p -c:v mpeg4 -g 100 -c:s srt in.mkv");
+  }
+
+  std::string chapters(const std::string& file) {
+    return program::probe(folder.path(), file, "chapter=start_time,end_time:chapter_tags=title");
+  }
+
+  std::string cues(const std::string& file) {
+    return program::probe(folder.path(), file, "packet=pts_time,duration_time -select_streams s");
+  }
+};
+
+TEST_F(TimedParts, ChaptersAreShiftedAndCut) {
+  ASSERT_EQ(run({}, "in.mkv", "out.mkv").exitCode, 0);
+  EXPECT_EQ(chapters("out.mkv"), chapters("in.mkv"));
+  ASSERT_EQ(run({"--start", "2"}, "in.mkv", "out.mkv").exitCode, 0);
+  EXPECT_EQ(chapters("out.mkv"),
+            "start_time=0.000000\nend_time=1.000000\nTAG:title=two\n"
+            "start_time=1.000000\nend_time=2.000000\nTAG:title=three\n");
+  ASSERT_EQ(run({"--start", "2", "--frames", "20"}, "in.mkv", "out.mkv").exitCode, 0);
+  EXPECT_EQ(chapters("out.mkv"), "start_time=0.000000\nend_time=0.800000\nTAG:title=two\n");
+  ASSERT_EQ(run({"--frames", "50"}, "in.mkv", "out.mkv").exitCode, 0);
+  EXPECT_EQ(chapters("out.mkv"),
+            "start_time=0.000000\nend_time=1.000000\nTAG:title=one\n"
+            "start_time=1.000000\nend_time=2.000000\nTAG:title=two\n");
+}
+
+TEST_F(TimedParts, CuesAreShiftedAndCut) {
+  ASSERT_EQ(run({"--start", "2", "--frames", "40"}, "in.mkv", "out.mkv").exitCode, 0);
+  EXPECT_EQ(cues("out.mkv"),
+            "pts_time=0.000000\nduration_time=0.600000\n"
+            "pts_time=1.000000\nduration_time=0.600000\n");
+}
+
+TEST_F(TimedParts, TimeCodeCountsOn) {
+  for (const std::string rate : {"25", "30000/1001"}) {
+    program::ffmpeg(folder.path(),
+                    "-f lavfi -i testsrc2=size=160x120:rate=" + rate +
+                        " -t 4 -pix_fmt yuv420p -c:v mpeg4 -timecode 00:00:58:00 in.mov");
+    for (const std::string name : {"out.mov", "out.mkv"}) {
+      SCOPED_TRACE(rate + " " + name);
+      ASSERT_EQ(run({"--start", "3"}, "in.mov", name).exitCode, 0);
+      // 75 or 90 frames later, of 25 or 30 in a second.
+      EXPECT_NE(program::probe(folder.path(), name, "stream_tags=timecode").find("=00:01:01:00\n"),
+                std::string::npos);
+    }
+  }
+}
+
 TEST_F(Part, SideBySide) {
   for (const auto format : {AV_PIX_FMT_YUV420P, AV_PIX_FMT_YUV422P, AV_PIX_FMT_YUV444P})
     for (const int width : {160, 161}) {
