@@ -61,7 +61,7 @@ FrameSource::FrameSource(Input& input, const Options& options) : input_(input) {
   layout_ = chooseLayout(options, input_.name(), format);
   const PictureLayout* const own = layoutOf(format);
   if (own == nullptr || own->pixelFormat != layout_.pixelFormat)
-    converter_ = std::make_unique<Converter>(*decoded, layout_);
+    converter_ = std::make_unique<LayoutConverter>(*decoded, layout_);
   layout_.fourcc = fourccForModule(options, layout_.fourcc);
   first_ = convert(std::move(decoded));
 }

@@ -4,7 +4,7 @@
 
 #include "host/cmhost/input/input.h"
 #include "host/cmhost/options.h"
-#include "host/cmhost/picture/converter.h"
+#include "host/cmhost/picture/layout_converter.h"
 #include "host/cmhost/picture/picture_layout.h"
 #include "host/cmhost/support/av.h"
 
@@ -38,7 +38,7 @@ class FrameSource {
   int height_ = 0;
   int format_ = AV_PIX_FMT_NONE;
   PictureLayout layout_{};
-  std::unique_ptr<Converter> converter_;  ///< null when pictures are decoded in the layout
+  std::unique_ptr<LayoutConverter> converter_;  ///< null when pictures are decoded in the layout
 };
 
 }  // namespace cmhost

@@ -54,26 +54,15 @@ double startValue(const std::string& text) {
   return static_cast<double>(microseconds) / 1e6;
 }
 
-// Nine digits at most, so that nothing computed from the number overflows.
-int number(const std::string& option, const std::string& text, int lowest, const char* form) {
-  const int value = isDigits(text) && text.size() <= 9 ? std::stoi(text) : -1;
-  if (value < lowest) reject(option, text, form);
-  return value;
-}
-
-int positiveNumber(const std::string& option, const std::string& text, const char* form) {
-  return number(option, text, 1, form);
-}
-
 void parseSize(const std::string& text, Options& options) {
-  const char* const form = "a size: WIDTHxHEIGHT";
-  const std::size_t cross = text.find('x');
-  if (cross == std::string::npos) reject("--size", text, form);
-  const std::string width = text.substr(0, cross);
-  const std::string height = text.substr(cross + 1);
-  if (width.size() > 5 || height.size() > 5) reject("--size", text, form);
-  options.inspectWidth = positiveNumber("--size", width, form);
-  options.inspectHeight = positiveNumber("--size", height, form);
+  const std::size_t cross = std::min(text.find('x'), text.size() - 1);
+  const auto side = [&text](const std::string& digits) {
+    const int value = isDigits(digits) && digits.size() <= 5 ? std::stoi(digits) : 0;
+    if (value == 0) reject("--size", text, "a size: WIDTHxHEIGHT");
+    return value;
+  };
+  options.inspectWidth = side(text.substr(0, cross));
+  options.inspectHeight = side(text.substr(cross + 1));
 }
 
 void parsePreview(const std::string& text, Options& options) {
@@ -87,11 +76,13 @@ void parsePreview(const std::string& text, Options& options) {
     reject("--preview", text, "of the form FILE.png[@FRAME]");
 }
 
+// Nothing computed from a number of the command line overflows.
+constexpr int mostNumber = 999999999;
+
 // What the command line holds as text.
 struct Texts {
   std::vector<std::string> inputOptions, encoderOptions, keys;
-  std::string start, frames, convert, timeout, preview, inspect, size, layout, progress, references,
-      maxPixels;
+  std::string start, convert, preview, inspect, size, layout, progress, references;
 };
 
 void declare(CLI::App& app, Options& options, Texts& texts) {
@@ -107,22 +98,25 @@ void declare(CLI::App& app, Options& options, Texts& texts) {
   app.add_option("--input-format", options.inputFormat);
   app.add_option("--input-option", texts.inputOptions)->allow_extra_args(false);
   app.add_option("--allow-references", texts.references)->check(CLI::IsMember({"file", "network"}));
-  app.add_option("--max-pixels", texts.maxPixels);
+  app.add_option("--max-pixels", options.maxPixels)->check(CLI::Range(1, mostNumber));
   app.add_option("--start", texts.start);
-  app.add_option("--frames", texts.frames);
+  app.add_option("--frames", options.frames)->check(CLI::Range(1, mostNumber));
   app.add_option("--convert", texts.convert)->check(CLI::IsMember({"IYUV", "Y22P", "Y44P"}));
   app.add_option("--module", options.module);
   app.add_option("--set", texts.keys)->allow_extra_args(false);
-  app.add_option("--module-timeout", texts.timeout);
-  app.add_option("--inspect", texts.inspect);
-  app.add_option("--size", texts.size);
-  app.add_option("--layout", texts.layout);
-  app.add_flag("--json", options.json);
+  app.add_option("--module-timeout", options.moduleTimeout)->check(CLI::Range(0, mostNumber));
+  CLI::Option* const inspect = app.add_option("--inspect", texts.inspect);
+  app.add_option("--size", texts.size)->needs(inspect);
+  app.add_option("--layout", texts.layout)->needs(inspect);
+  app.add_flag("--json", options.json)->needs(inspect);
   app.add_option("--preview", texts.preview);
   app.add_option("--hash", options.hash);
   app.add_option("--progress", texts.progress)->check(CLI::IsMember({"auto", "always", "never"}));
   app.add_flag("-q,--quiet", options.quiet);
   app.set_version_flag("--version", versionText());
+  for (const char* const other :
+       {"INPUT", "--module", "--hash", "--preview", "--convert", "--frames", "--start"})
+    inspect->excludes(app.get_option(other));
 }
 
 // An unknown option makes its value an operand, so the operands left over would be blamed with it.
@@ -134,16 +128,8 @@ void refuseRest(const CLI::App& app) {
     throw CLI::ValidationError("extra operand '" + word + "'");
 }
 
-void checkTogether(const CLI::App& app, const Options& options) {
-  if (options.inspect) {
-    for (const char* const other :
-         {"INPUT", "--module", "--hash", "--preview", "--convert", "--frames", "--start"})
-      if (app.count(other) > 0)
-        throw CLI::ValidationError("--inspect", std::string("does not go with ") + other);
-    return;
-  }
-  for (const char* const own : {"--size", "--layout", "--json"})
-    if (app.count(own) > 0) throw CLI::ValidationError(own, "goes with --inspect only");
+void checkTogether(const Options& options) {
+  if (options.inspect) return;
   if (options.input.empty()) throw CLI::RequiredError("INPUT");
   if (options.output.empty()) throw CLI::RequiredError("OUTPUT");
   if (options.toStandardOutput() && options.hash == "-")
@@ -162,25 +148,17 @@ void interpret(const CLI::App& app, const Texts& texts, Options& options) {
     options.keys.emplace_back(key, fourccValue("--set", value));
   }
   if (!texts.start.empty()) options.start = startValue(texts.start);
-  if (app.count("--module-timeout") > 0)
-    options.moduleTimeout =
-        number("--module-timeout", texts.timeout, 0, "a number of seconds, 0 for no limit");
-  if (app.count("--frames") > 0)
-    options.frames = positiveNumber("--frames", texts.frames, "a number of frames above 0");
   if (!texts.convert.empty()) options.convert = fourccOf(texts.convert.c_str());
   if (app.count("--preview") > 0) parsePreview(texts.preview, options);
   if (app.count("--size") > 0) parseSize(texts.size, options);
   options.inspectLayout =
       fourccValue("--layout", app.count("--layout") > 0 ? texts.layout : "IYUV");
   options.inspect = app.count("--inspect") > 0;
-  if (app.count("--max-pixels") > 0)
-    options.maxPixels =
-        positiveNumber("--max-pixels", texts.maxPixels, "a number of pixels above 0");
   if (texts.references == "file") options.references = AllowedReferences::files;
   if (texts.references == "network") options.references = AllowedReferences::network;
   if (texts.progress == "always") options.progress = ProgressMode::always;
   if (texts.progress == "never") options.progress = ProgressMode::never;
-  checkTogether(app, options);
+  checkTogether(options);
   if (options.inspect) options.module = texts.inspect;
   if (options.module.empty()) options.module = defaultModulePath();
 }

@@ -174,7 +174,7 @@ void Pipeline::encodingThread() {
     if (failure_ != nullptr) return;
   }
   if (framesPut_ == 0 && framesGiven_ > 0)
-    module_.fail("the module put none of the " + frameCount(framesGiven_) + " that it was given");
+    module_.fail("the module put none of the " + framesText(framesGiven_) + " that it was given");
   output_->endFrames();
   const std::lock_guard<std::mutex> lock(mutex_);
   finished_ = true;

@@ -25,7 +25,7 @@ void printSummary(const Output& output, const Pipeline::Shares& busy, double sec
   char rate[32];
   std::snprintf(rate, sizeof rate, "%.1f",
                 static_cast<double>(output.frames()) / (seconds > 0 ? seconds : 1e-3));
-  printNote(frameCount(output.frames()) + " in " + secondsText(seconds) + " (" + rate +
+  printNote(framesText(output.frames()) + " in " + secondsText(seconds) + " (" + rate +
             " fps) to " + output.description() + "; busy reading " +
             std::to_string(percent(busy.reading)) + "%, in the module " +
             std::to_string(percent(busy.component)) + "%, writing " +
@@ -35,7 +35,7 @@ void printSummary(const Output& output, const Pipeline::Shares& busy, double sec
 void warnOfMissingFrames(const Module& module, const Pipeline& pipeline) {
   if (pipeline.framesPut() == pipeline.framesGiven()) return;
   printWarning(module.path() + ": the module put " + std::to_string(pipeline.framesPut()) +
-               " of the " + frameCount(pipeline.framesGiven()) + " that it was given");
+               " of the " + framesText(pipeline.framesGiven()) + " that it was given");
 }
 
 // Says once that a signal has come, and notices a reader that has gone while nothing is written.
@@ -100,7 +100,7 @@ int run(const Options& options) {
   }
   if (input.stopped())
     printNote("interrupted: " + output.name() + " is closed properly and holds " +
-              frameCount(output.frames()));
+              framesText(output.frames()));
   else if (!options.quiet)
     printSummary(output, busy, progress.seconds());
   return input.stopped() ? exitSignal + interruption::received() : exitDone;

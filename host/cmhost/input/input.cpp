@@ -236,7 +236,7 @@ void Input::checkComplete() const {
   failIf(integrity_.missing(!part_.startsLater()));
   if (const std::int64_t left = integrity_.picturesBeforeFirst();
       left > 0 && !part_.startsLater() && !beginning_.wasSkipped())
-    printWarning(name() + ": " + frameCount(left) +
+    printWarning(name() + ": " + framesText(left) +
                  " before the first whole picture cannot be decoded and is left out");
   if (integrity_.hasOpenEnd())
     printWarning(name() +
@@ -261,7 +261,7 @@ void Input::failDamaged(const std::string& what) const {
   if (decodedFrames_ == 0)
     message += "nothing could be decoded";
   else
-    message += frameCount(decodedFrames_) + " could be decoded, the last at " +
+    message += framesText(decodedFrames_) + " could be decoded, the last at " +
                secondsText(lastFrameSeconds_);
   throw Failure(message);
 }

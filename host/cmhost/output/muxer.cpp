@@ -2,15 +2,14 @@
 
 extern "C" {
 #include <libavutil/avstring.h>
-#include <libavutil/display.h>
 #include <libavutil/pixdesc.h>
 #include <libavutil/timecode.h>
 }
 
 #include <algorithm>
-#include <cmath>
 #include <cstring>
 
+#include "host/cmhost/picture/rotation.h"
 #include "host/cmhost/support/failure.h"
 #include "host/cmhost/support/messages.h"
 
@@ -71,17 +70,10 @@ void warnOfLostTags(const AVOutputFormat& container, const AVCodecContext& encod
 
 // The mark lies on the picture as it is stored and turns with it.
 void warnOfRotation(const AVStream& stream) {
-  const StreamSideData all = sideDataOf(stream);
-  const AVPacketSideData* const end = all.data + all.count;
-  const AVPacketSideData* const matrix = std::find_if(
-      all.data, end,
-      [](const AVPacketSideData& each) { return each.type == AV_PKT_DATA_DISPLAYMATRIX; });
-  if (matrix == end) return;
-  const double degrees =
-      -av_display_rotation_get(reinterpret_cast<const std::int32_t*>(matrix->data));
-  if (std::isnan(degrees) || std::fabs(degrees) < 1) return;
-  printWarning("the video is shown turned by " + std::to_string(std::lround(degrees)) +
-               " degrees clockwise, and the mark with it");
+  const long degrees = rotationOf(stream);
+  if (degrees != 0)
+    printWarning("the video is shown turned by " + std::to_string(degrees) +
+                 " degrees clockwise, and the mark with it");
 }
 
 // The module's layouts have no alpha, and the encoded video none either.

@@ -1,12 +1,12 @@
 #include "host/cmhost/output/preview.h"
 
-#include "host/cmhost/picture/picture_scaler.h"
+#include "host/cmhost/picture/format_converter.h"
 #include "host/cmhost/support/failure.h"
 
 namespace cmhost {
 
 void Preview::write(const AVFrame& frame) {
-  const FramePtr picture = PictureScaler(frame, AV_PIX_FMT_RGB24).convert(frame);
+  const FramePtr picture = FormatConverter(frame, AV_PIX_FMT_RGB24).convert(frame);
   picture->pts = 0;
   picture->colorspace = AVCOL_SPC_RGB;
   picture->color_range = AVCOL_RANGE_JPEG;

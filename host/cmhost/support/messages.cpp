@@ -121,7 +121,7 @@ std::string escaped(const std::string& text) {
   });
 }
 
-std::string frameCount(std::int64_t frames) {
+std::string framesText(std::int64_t frames) {
   return std::to_string(frames) + (frames == 1 ? " frame" : " frames");
 }
 

@@ -20,7 +20,7 @@ void printResult(const std::string& text);
 std::string escaped(const std::string& text);
 
 /// "1 frame", "2 frames".
-std::string frameCount(std::int64_t frames);
+std::string framesText(std::int64_t frames);
 
 /// "12.345 s"
 std::string secondsText(double seconds);

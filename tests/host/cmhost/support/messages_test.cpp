@@ -42,8 +42,8 @@ TEST(Messages, BytesThatAreNotUtf8AreWrittenOut) {
 }
 
 TEST(Messages, Counts) {
-  EXPECT_EQ(cmhost::frameCount(1), "1 frame");
-  EXPECT_EQ(cmhost::frameCount(2), "2 frames");
+  EXPECT_EQ(cmhost::framesText(1), "1 frame");
+  EXPECT_EQ(cmhost::framesText(2), "2 frames");
   EXPECT_EQ(cmhost::secondsText(1.5), "1.500 s");
 }
 

@@ -22,22 +22,22 @@ bool isRgb(AVPixelFormat format);
 /// Brings pictures to another pixel format, size, matrix and range unchanged, in the media
 /// library's exact arithmetic. Between Y'CbCr and RGB, the matrix is the picture's own or the usual
 /// one, and RGB has full range. Fields of interlaced pictures are converted apart.
-class PictureScaler {
+class FormatConverter {
  public:
   /// For pictures like `like`. Throws `Failure`.
-  PictureScaler(const AVFrame& like, AVPixelFormat to);
+  FormatConverter(const AVFrame& like, AVPixelFormat to);
 
   /// A new frame with the properties of `frame`.
   FramePtr convert(const AVFrame& frame);
 
  private:
-  using ScalerPtr = std::unique_ptr<SwsContext, decltype(&sws_freeContext)>;
+  using ContextPtr = std::unique_ptr<SwsContext, decltype(&sws_freeContext)>;
 
-  ScalerPtr newScaler(const AVFrame& like, int height) const;
+  ContextPtr newContext(const AVFrame& like, int height) const;
 
   AVPixelFormat to_;
-  ScalerPtr whole_;
-  ScalerPtr fields_[2];
+  ContextPtr whole_;
+  ContextPtr fields_[2];
 };
 
 }  // namespace cmhost

@@ -1,12 +1,12 @@
-#include "host/cmhost/picture/converter.h"
+#include "host/cmhost/picture/layout_converter.h"
 
 namespace cmhost {
 
-Converter::Converter(const AVFrame& like, const PictureLayout& layout)
-    : layout_(layout), scaler_(like, layout.pixelFormat) {}
+LayoutConverter::LayoutConverter(const AVFrame& like, const PictureLayout& layout)
+    : layout_(layout), format_(like, layout.pixelFormat) {}
 
-FramePtr Converter::convert(const AVFrame& frame) {
-  FramePtr result = scaler_.convert(frame);
+FramePtr LayoutConverter::convert(const AVFrame& frame) {
+  FramePtr result = format_.convert(frame);
   if (isRgb(static_cast<AVPixelFormat>(frame.format))) {
     result->colorspace = usualMatrix(frame.height);
     result->color_range = AVCOL_RANGE_MPEG;

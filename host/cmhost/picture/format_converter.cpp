@@ -1,4 +1,4 @@
-#include "host/cmhost/picture/picture_scaler.h"
+#include "host/cmhost/picture/format_converter.h"
 
 extern "C" {
 #include <libavutil/opt.h>
@@ -57,22 +57,22 @@ bool isRgb(AVPixelFormat format) {
   return (av_pix_fmt_desc_get(format)->flags & (AV_PIX_FMT_FLAG_RGB | AV_PIX_FMT_FLAG_PAL)) != 0;
 }
 
-PictureScaler::PictureScaler(const AVFrame& like, AVPixelFormat to)
+FormatConverter::FormatConverter(const AVFrame& like, AVPixelFormat to)
     : to_(to),
-      whole_(newScaler(like, like.height)),
-      fields_{newScaler(like, fieldHeight(like.height, 0, 2)),
-              newScaler(like, fieldHeight(like.height, 1, 2))} {
+      whole_(newContext(like, like.height)),
+      fields_{newContext(like, fieldHeight(like.height, 0, 2)),
+              newContext(like, fieldHeight(like.height, 1, 2))} {
   if (whole_ == nullptr)
     throw Failure(std::string("the pixel format ") +
                   av_get_pix_fmt_name(static_cast<AVPixelFormat>(like.format)) +
                   " cannot be converted to " + av_get_pix_fmt_name(to));
 }
 
-PictureScaler::ScalerPtr PictureScaler::newScaler(const AVFrame& like, int height) const {
+FormatConverter::ContextPtr FormatConverter::newContext(const AVFrame& like, int height) const {
   const auto from = static_cast<AVPixelFormat>(like.format);
-  ScalerPtr scaler(sws_getContext(like.width, height, from, like.width, height, to_, scalerFlags,
-                                  nullptr, nullptr, nullptr),
-                   &sws_freeContext);
+  ContextPtr scaler(sws_getContext(like.width, height, from, like.width, height, to_, scalerFlags,
+                                   nullptr, nullptr, nullptr),
+                    &sws_freeContext);
   if (scaler == nullptr) return scaler;
   const bool ownMatrix = !isRgb(from) && like.colorspace != AVCOL_SPC_UNSPECIFIED;
   const int* const matrix =
@@ -84,7 +84,7 @@ PictureScaler::ScalerPtr PictureScaler::newScaler(const AVFrame& like, int heigh
   return scaler;
 }
 
-FramePtr PictureScaler::convert(const AVFrame& frame) {
+FramePtr FormatConverter::convert(const AVFrame& frame) {
   FramePtr result = emptyFrameLike(frame);
   result->format = to_;
   allocatePicture(*result);
