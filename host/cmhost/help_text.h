@@ -63,13 +63,14 @@ Looking and checking (frames count from 0):
       --preview FILE.png[@FRAME]
                               write this frame of the output as a PNG
                               (default: frame 0)
-      --hash FILE             write the MD5 of every marked frame's planes and
-                              of the whole run; '-' is standard output
+      --hash FILE             write the MD5 of every marked frame, as ffmpeg
+                              -f framemd5 does; '-' is standard output
 
 Messages:
       --progress WHEN         show progress: auto (on a terminal), always or
                               never
-  -q, --quiet                 print warnings and errors only
+  -q, --quiet                 print warnings and errors only, and nothing that
+                              the module prints
 
   -h, --help                  print this help and exit
       --version               print the version and exit
