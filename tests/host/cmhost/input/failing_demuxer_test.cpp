@@ -41,7 +41,7 @@ TEST_F(FailingDemuxer, StackOverflowIsTold) {
 TEST_F(FailingDemuxer, WithoutMemoryThePartIsKept) {
   const Result lost = run("throws_in_thread");
   EXPECT_EQ(lost.exitCode, 1);
-  EXPECT_EQ(lost.err, "cmhost: error: not enough memory\n");
+  EXPECT_EQ(lost.messages(), "cmhost: error: not enough memory\n");
   EXPECT_EQ(folder.names(), std::vector<std::string>{"in.y4m"});
   const Result kept = run("throws_in_thread", {"--keep-partial"});
   EXPECT_EQ(kept.exitCode, 1);
