@@ -23,7 +23,7 @@ class Negative final : public QOR::CM::RFilter {
     const auto description = inputReaders().at(0)->getDescription();
     layout_ = config.getFourCC("system_informat", iyuv);
     picture_.resize(pictureSize(description->width(), description->height()));
-    // What leaves the filter is as large as what came in.
+    // The output has the size of the input.
     outputWriters().at(0)->setDescription(description);
     return 0;
   }
@@ -31,7 +31,7 @@ class Negative final : public QOR::CM::RFilter {
   bool process() override {
     const auto frame = inputReaders().at(0)->nextFrame();
     if (!frame) return false;
-    // A frame is only read; what comes of it is a frame of its own.
+    // Input frames are read only; the result is a new frame.
     const unsigned char* const samples = frame->data();
     for (std::size_t i = 0; i < picture_.size(); ++i)
       picture_[i] = static_cast<unsigned char>(255 - samples[i]);
@@ -42,7 +42,7 @@ class Negative final : public QOR::CM::RFilter {
     return true;
   }
 
-  void flush() override {}  // it holds no frame back
+  void flush() override {}  // no frame is held between calls
 
  private:
   std::size_t pictureSize(std::size_t width, std::size_t height) const {
@@ -65,7 +65,7 @@ class Negative final : public QOR::CM::RFilter {
 
 }  // namespace
 
-/// The only name that a module exports: makes a component, which the host deletes.
+/// The only name that a module exports: creates a component, which the host deletes.
 extern "C" __attribute__((visibility("default"))) QOR::CM::RComponent* getComponentInstance() {
   return new Negative;
 }
