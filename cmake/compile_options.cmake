@@ -1,5 +1,5 @@
-# What every target is compiled with. Floating point must give the same bits on every machine:
-# no contraction, no fast-math, and the x86-64 baseline unless a file asks for more by itself.
+# Compiler options of every target. Floating point must give the same bits on every machine: no
+# contraction, no fast-math, and the x86-64 baseline unless a file adds an instruction set.
 set(CMAKE_CXX_STANDARD 17)
 set(CMAKE_CXX_STANDARD_REQUIRED ON)
 set(CMAKE_CXX_EXTENSIONS OFF)
@@ -14,10 +14,10 @@ if(CM_WARNINGS_AS_ERRORS)
   add_compile_options(-Werror)
 endif()
 
-# Hardening: none of it touches arithmetic. What a compiler lacks for its processor is left out.
-# Of cf-protection only the instructions (endbr64) are in the binaries: the linker marks a binary for
-# IBT and SHSTK only if every object has the mark, and Debian's start files lack it. The marks are
-# not forced, since they would promise what those files do not keep.
+# Hardening. None of these options affects arithmetic. Options that the compiler does not support for
+# its target are omitted. With cf-protection the binaries contain endbr64 instructions, but no IBT and
+# SHSTK marks: the linker sets them only if every object has them, and Debian's start files do not. The
+# marks are not forced, because the start files do not meet their requirements.
 include(CheckPIESupported)
 include(CheckCXXCompilerFlag)
 check_pie_supported(LANGUAGES CXX)
@@ -30,10 +30,10 @@ foreach(flag IN ITEMS stack-clash-protection cf-protection)
     add_compile_options(-f${flag})
   endif()
 endforeach()
-# The sanitizers watch the same calls by themselves, and without optimisation nothing is checked.
+# Not with sanitizers, which check the same calls, and not in Debug: it needs optimisation.
 if(NOT CMAKE_CXX_FLAGS MATCHES "-fsanitize")
   add_compile_options("$<$<NOT:$<CONFIG:Debug>>:-U_FORTIFY_SOURCE;-D_FORTIFY_SOURCE=2>")
 endif()
 
-# The include root is the repository root, for every target.
+# All include paths start at the repository root.
 include_directories("${PROJECT_SOURCE_DIR}")

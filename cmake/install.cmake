@@ -1,8 +1,9 @@
-# What `cmake --install` puts where, beside the program, its library and the module, which are
-# installed where they are built. Component `program` is what runs, `development` what is built with.
+# Installation of headers, engines, CMake package, pkg-config files, manual page and completion. The
+# program, its library and the module are installed by the CMakeLists.txt that builds them. Component
+# `program` is needed to run cmhost, `development` to build hosts and modules.
 include(CMakePackageConfigHelpers)
 
-# Headers keep their paths: what the tree includes by a path, the package includes by the same.
+# Headers keep their paths: an include directive is the same in the tree and with the package.
 set(CM_PUBLIC_HEADERS
   lib/cm/CException.h lib/cm/CMComponent.h lib/cm/CMExport.h lib/cm/CString.h
   lib/cm/RConfiguration.h lib/cm/RDescription.h lib/cm/RFrame.h lib/cm/RPtr.h lib/cm/RQFrame.h
@@ -41,7 +42,7 @@ install(FILES "${CMAKE_CURRENT_BINARY_DIR}/static_watermark-config.cmake"
               "${CMAKE_CURRENT_BINARY_DIR}/static_watermark-config-version.cmake"
         DESTINATION "${CM_INSTALL_CMAKEDIR}" COMPONENT development)
 
-# pkg-config: the files find their prefix from where they lie.
+# pkg-config: the prefix is relative to the folder of the .pc file.
 set(CM_INSTALL_PKGCONFIGDIR "${CMAKE_INSTALL_LIBDIR}/pkgconfig")
 file(RELATIVE_PATH CM_PKG_CONFIG_TO_PREFIX
      "${CMAKE_INSTALL_PREFIX}/${CM_INSTALL_PKGCONFIGDIR}" "${CMAKE_INSTALL_PREFIX}")
@@ -51,7 +52,7 @@ foreach(name IN LISTS CM_PKG_CONFIG_FILES)
           DESTINATION "${CM_INSTALL_PKGCONFIGDIR}" COMPONENT development)
 endforeach()
 
-# The manual page, compressed without a time stamp so that builds are the same, and the completion.
+# The manual page, compressed without a time stamp so that builds are reproducible, and the completion.
 if(CM_BUILD_HOST)
   find_program(CM_GZIP gzip REQUIRED)
   set(page "${CMAKE_CURRENT_BINARY_DIR}/cmhost.1.gz")

@@ -1,10 +1,10 @@
-# Debian packages of what is installed: `cpack` in a build configured with the prefix /usr, or
-# script/package, which does both and has lintian look at the result.
+# Debian packages: run `cpack` in a build configured with the prefix /usr, or script/package, which does
+# both and checks the result with lintian.
 set(CPACK_GENERATOR DEB)
 set(CPACK_PACKAGE_VENDOR "static_watermark maintainers")
 set(CPACK_PACKAGE_CONTACT
     "static_watermark maintainers <maintainers@users.noreply.c-seed-2b5993db.example>")
-set(CPACK_PACKAGE_DESCRIPTION_SUMMARY "")  # each package has a description of its own
+set(CPACK_PACKAGE_DESCRIPTION_SUMMARY "")  # each package has its own description
 set(CPACK_PACKAGING_INSTALL_PREFIX /usr)
 set(CPACK_COMPONENTS_ALL program development)
 set(CPACK_COMPONENTS_GROUPING IGNORE)
@@ -28,23 +28,23 @@ file(WRITE "${CMAKE_CURRENT_BINARY_DIR}/packaging/shlibs"
      "libcm ${PROJECT_VERSION_MAJOR} cmhost (>= ${PROJECT_VERSION})\n")
 set(CPACK_DEBIAN_PROGRAM_DESCRIPTION
 "run videos through filter modules, such as a watermark
-cmhost decodes a video, has a filter module process every frame and writes
+cmhost decodes a video, runs every frame through a filter module and writes
 the result; sound and other streams are copied. It works on files and in pipes.
 .
-The module that comes with it stamps a fixed mark on every frame. The same
-frames give the same bytes on every machine.")
+The included module stamps a fixed mark on every frame. The same frames give
+the same bytes on every machine.")
 
 set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_NAME static-watermark-dev)
 set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_SECTION libdevel)
 set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_DEPENDS "cmhost (= ${PROJECT_VERSION})")
 set(CPACK_DEBIAN_DEVELOPMENT_DESCRIPTION
-"development files for hosts and modules of cmhost
+"development files for cmhost: hosts and modules
 Headers of the contract between a media host and its filter modules, and the
-engines beneath the watermark module as static libraries: a compositor, a
-planar video resizer and vector primitives. With a CMake package, pkg-config
+engines of the watermark module as static libraries: a compositor, a planar
+video resizer and vector primitives. Includes a CMake package, pkg-config
 files and examples.")
 
-# Every package has its changelog and its copyright file.
+# Every package contains the changelog and the copyright file.
 if(CMAKE_INSTALL_PREFIX STREQUAL "/usr" AND CM_BUILD_HOST)
   set(changelog "${CMAKE_CURRENT_BINARY_DIR}/changelog.gz")
   add_custom_command(

@@ -1,7 +1,7 @@
-# clean_root.sh, to be sourced by scripts that try things in a bare Debian: one made by debootstrap in a
-# folder beneath build/, which goes when the script ends, also when a signal ends it. Whatever runs in
-# it has mounts and processes of its own, so that nothing stays mounted or goes on running.
-# Needs root and the network. Output of `quietly` goes to $log, which the script names.
+# clean_root.sh: sourced by scripts that run commands in a bare Debian. debootstrap creates it in a folder
+# under build/, which is removed when the script ends, also by a signal. Commands in it run in their own
+# mount and process namespaces, so that nothing stays mounted or keeps running.
+# Needs root and the network. The output of `quietly` goes to $log, which the script sets.
 
 fail() {
   echo "$(basename "$0"): $*" >&2
@@ -10,7 +10,7 @@ fail() {
 
 ((EUID == 0)) || fail "run it as root"
 unshare --mount --propagation private --pid --fork --kill-child true ||
-  fail "needs mounts and processes of its own, which this machine or container does not allow"
+  fail "cannot create mount and process namespaces: not allowed on this machine or in this container"
 script/setup cleanroot
 mkdir -p build
 roots=$(mktemp --directory "$PWD/build/roots.XXXXXX")
@@ -20,7 +20,7 @@ trap 'exit 129' HUP
 trap 'exit 130' INT
 trap 'exit 143' TERM
 
-# In the background, because bash heeds a signal only when what it waits for may be left.
+# In the background, because bash handles a signal at once only while it is in `wait`.
 contain() {
   unshare --mount --propagation private --pid --fork --kill-child "$@" </dev/null &
   contained=$!
@@ -38,22 +38,22 @@ end_contained() {
 
 quietly() { "$@" >>"$log" 2>&1 || { tail -n 30 "$log" >&2; exit 1; }; }
 
-# clean_root RELEASE MIRROR: sets `root` to a bare Debian of that release. Further ones are copies.
+# clean_root RELEASE MIRROR: sets `root` to a new bare Debian of that release. Only the first is made by
+# debootstrap; later ones are copies.
 clean_root() {
   local plain=$roots/plain-$1
   if [[ ! -d $plain ]]; then
     echo "== $1: a bare root"
     contain debootstrap --variant=minbase "$1" "$plain" "$2" >>"$log" 2>&1 ||
       { tail -n 5 "$log" >&2; fail "could not make a bare $1 from $2; see $log"; }
-    # It need not survive a loss of power.
+    # Faster; the root need not survive a power failure.
     echo force-unsafe-io >"$plain/etc/dpkg/dpkg.cfg.d/unsafe-io"
   fi
   root=$(mktemp --directory "$roots/$1.XXXXXX")
   cp --archive "$plain/." "$root"
 }
 
-# inside COMMAND...: runs it in the root as on a machine that has just started. Of the environment, only
-# http_proxy is kept.
+# inside COMMAND...: runs a command in the root with an empty environment; only http_proxy is kept.
 inside() {
   contain bash -c '
     set -e
@@ -66,19 +66,19 @@ inside() {
       DEBIAN_FRONTEND=noninteractive ${http_proxy:+"http_proxy=$http_proxy"} "$@"' "$root" "$@"
 }
 
-# try_packages FOLDER: installs the packages that lie in it in a root where nothing else is, and uses
-# them: marks a clip, and builds and runs the examples with the development package.
+# try_packages FOLDER: installs the packages from FOLDER in the bare root and uses them: marks a clip, and
+# builds and runs the examples with the development package.
 try_packages() {
-  echo "== what the packages hold"
+  echo "== contents of the packages"
   for package in "$1"/*.deb; do dpkg-deb --extract "$package" "$roots/content"; done
   tests/install/binaries_test hardened "$roots/content"
   tests/install/binaries_test run_paths "$roots/content"
 
   cp "$1"/*.deb "$root/tmp/"
-  echo "== the program's package"
+  echo "== the program package"
   quietly inside sh -c 'apt-get -q update && apt-get -q install --yes --no-install-recommends /tmp/cmhost_*.deb'
   inside cmhost --version
-  # Y4M by hand, as nothing but the package and its dependencies is there: two grey frames, 160 x 90.
+  # Y4M by hand, because only the package and its dependencies are installed: two grey frames, 160 x 90.
   inside sh -c '
     set -e
     cd /tmp
@@ -89,7 +89,7 @@ try_packages() {
     ! cmp -s grey.y4m marked.y4m
     dpkg --verify cmhost'
 
-  echo "== the development files"
+  echo "== the development package"
   quietly inside sh -c 'apt-get -q install --yes --no-install-recommends /tmp/static-watermark-dev_*.deb \
     g++ cmake make pkg-config'
   quietly inside sh -c '
@@ -111,7 +111,7 @@ try_packages() {
     ! cmp -s grey.y4m by-host.y4m
     cmhost --module module/negative.so grey.y4m negative.y4m'
 
-  echo "== taken away again"
+  echo "== removing the packages"
   quietly inside dpkg --purge static-watermark-dev cmhost
   inside find /usr /etc '(' -name '*cmhost*' -o -name '*static*watermark*' -o -name 'libcm.so*' ')' \
     >"$roots/left"

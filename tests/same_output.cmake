@@ -1,5 +1,5 @@
 # cmake -DREFERENCE=PROGRAM -DEMULATOR=QEMU -DPROCESSOR=NAME -P same_output.cmake
-# The program prints the same lines on this processor and on the emulated one.
+# Checks that the program prints the same lines on this processor and on the emulated one.
 execute_process(COMMAND ${REFERENCE} OUTPUT_VARIABLE here COMMAND_ERROR_IS_FATAL ANY)
 execute_process(COMMAND ${EMULATOR} -cpu ${PROCESSOR} ${REFERENCE} OUTPUT_VARIABLE there
                 ERROR_QUIET COMMAND_ERROR_IS_FATAL ANY)

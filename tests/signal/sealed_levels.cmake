@@ -12,9 +12,9 @@ foreach(file ${FILES})
                   OUTPUT_VARIABLE symbols COMMAND_ERROR_IS_FATAL ANY)
   string(REGEX MATCHALL "[^\n]+" lines "${symbols}")
   list(FILTER lines EXCLUDE REGEX " [DR] ns_signal::[a-z0-9_]+_(variant|scaling_kernels)$")
-  # What the sanitizers add: data, no code.
+  # Added by the sanitizers: data, no code.
   list(FILTER lines EXCLUDE REGEX " (__odr_asan|DW\\.ref)\\.")
   if(lines)
-    message(FATAL_ERROR "${name} offers more than its entry: ${lines}")
+    message(FATAL_ERROR "${name} exports more than its entry: ${lines}")
   endif()
 endforeach()
