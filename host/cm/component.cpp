@@ -44,18 +44,19 @@ void CMMultipleQueueComponent::threadrunloop(lumbase::object_refcount* context) 
   } catch (const std::exception& exception) {
     report(loopException("std::exception", __LINE__, exception.what()));
   } catch (...) {
-    report(loopException("unknown", __LINE__, "an exception of an unknown kind"));
+    report(loopException("unknown", __LINE__, "unknown exception"));
   }
 }
 
 void CMMultipleQueueComponent::runloop(lumbase::object_refcount* context) {
   auto* const loop = dynamic_cast<cm::LoopContext*>(context);
   if (loop == nullptr)
-    throw loopException("QOR::CException", __LINE__, "the loop was given no context of this host");
+    throw loopException("QOR::CException", __LINE__,
+                        "the loop's context was not created by this host");
   while (loop->waitForInput()) {
     // A component that leaves a waiting frame alone would be asked for ever.
     if (!process() && loop->inputIsWaiting())
-      throw loopException("QOR::CException", __LINE__, "the component does not take its input");
+      throw loopException("QOR::CException", __LINE__, "the component does not read its input");
   }
   flush();
 }

@@ -22,9 +22,8 @@ const PictureLayout& chooseLayout(const Options& options, const std::string& inp
       options.convert ? layoutOfFourcc(*options.convert) : layoutOf(format);
   if (layout == nullptr)
     throw Failure(input + ": the pixel format " + av_get_pix_fmt_name(format) +
-                  " is none that the module takes (8-bit planar 4:2:0, 4:2:2, 4:4:4); --convert " +
-                  fourccText(closestLayout(format).fourcc) +
-                  " converts it to the closest of IYUV, Y22P, Y44P");
+                  " is not supported by the module (8-bit planar 4:2:0, 4:2:2 or 4:4:4 only);" +
+                  " use --convert " + fourccText(closestLayout(format).fourcc) + " to convert it");
   return *layout;
 }
 
@@ -34,9 +33,9 @@ unsigned int fourccForModule(const Options& options, unsigned int fourcc) {
   for (const auto& [key, value] : options.keys) {
     if (key != layoutKey) continue;
     if (value != fourcc && layoutOfFourcc(value) != nullptr)
-      throw Failure(std::string("--set: ") + layoutKey + " cannot be " + fourccText(value) +
-                        " for frames of the layout " + fourccText(fourcc) +
-                        "; --convert converts them",
+      throw Failure(std::string("--set: ") + layoutKey + "=" + fourccText(value) +
+                        " does not match the frame layout " + fourccText(fourcc) +
+                        "; use --convert to convert the frames",
                     exitUsage);
     fourcc = value;
   }
@@ -84,10 +83,10 @@ FramePtr FrameSource::next() {
 void FrameSource::checkLikeFirst(const AVFrame& decoded) const {
   if (decoded.width == width_ && decoded.height == height_ && decoded.format == format_) return;
   throw Failure(
-      input_.name() + ": the picture changes from " + formatText(width_, height_, format_) +
+      input_.name() + ": the frame format changes from " + formatText(width_, height_, format_) +
       " to " + formatText(decoded.width, decoded.height, decoded.format) + " at frame " +
-      std::to_string(input_.decodedFrames() - 1) + ", " + secondsText(input_.lastFrameSeconds()) +
-      "; split the video there and mark the parts");
+      std::to_string(input_.decodedFrames() - 1) + " (" + secondsText(input_.lastFrameSeconds()) +
+      "); split the video there and mark the parts separately");
 }
 
 }  // namespace cmhost

@@ -5,85 +5,86 @@ namespace cmhost {
 constexpr const char* helpText =
     R"(Usage: cmhost [OPTION]... INPUT OUTPUT
   or:  cmhost [OPTION]... --inspect MODULE
-Run a video through a filter module: decode INPUT, have the module mark every
-frame, write the result to OUTPUT. Sound and other streams are copied.
+Run a video through a filter module: decode INPUT, let the module mark every
+frame, and write the result to OUTPUT. Audio and other streams are copied.
 
-INPUT is a video file, or '-' for standard input. OUTPUT is the file to write,
-whose name chooses the container, '-' for standard output, or 'null:' for
-nowhere. A file is written under a temporary name, OUTPUT.RANDOM.part, and gets
-its own name when it is complete.
+INPUT is a video file, or '-' for standard input. OUTPUT is the file to write
+(its extension selects the container), '-' for standard output, or 'null:' to
+discard the video. A file is written under a temporary name,
+OUTPUT.RANDOM.part, and renamed when it is complete.
 
 Output:
       --overwrite             replace an existing OUTPUT
-      --keep-partial          when an error ends the run, keep what was
-                              written, under its temporary name
-      --no-sync               do not wait until the disk holds what is written
-      --output-format NAME    container to write (default: by OUTPUT's name;
-                              yuv4mpegpipe on standard output)
-      --encoder NAME          encoder of the video (default: FFV1 in Matroska,
-                              raw video in NUT and Y4M, else what is usual in
-                              the container)
+      --keep-partial          if the run fails, keep the partial OUTPUT under
+                              its temporary name
+      --no-sync               do not wait until the data is on disk
+      --output-format NAME    container to write (default: from OUTPUT's
+                              extension; yuv4mpegpipe on standard output)
+      --encoder NAME          video encoder (default: FFV1 in Matroska, raw
+                              video in NUT and Y4M, otherwise the container's
+                              default)
       --encoder-option KEY=VALUE
-                              set an option of the encoder; may be repeated
-      --compare               write input and marked picture side by side
+                              set an encoder option; may be repeated
+      --compare               write input and marked video side by side
 
 Input:
-      --input-format NAME     container to read (default: found out)
+      --input-format NAME     container to read (default: detected)
       --input-option KEY=VALUE
-                              set an option of the demuxer, as headerless
-                              video needs them; may be repeated
-      --allow-references WHAT open what INPUT refers to, as a playlist does:
-                              file, or network, which includes file
-                              (default: nothing but INPUT is opened)
-      --max-pixels N          take no picture of more than N pixels (default:
-                              67108864, as 8192x8192 has)
-      --start TIME            begin at TIME, in seconds or as [HH:]MM:SS[.m];
-                              time in the output counts from there
+                              set a demuxer option, such as the frame size of
+                              headerless video; may be repeated
+      --allow-references WHAT open what INPUT refers to, such as the parts of
+                              a playlist: file, or network, which includes
+                              file (default: open nothing but INPUT)
+      --max-pixels N          reject frames of more than N pixels (default:
+                              67108864, which is 8192x8192)
+      --start TIME            start at TIME, in seconds or as [HH:]MM:SS[.m];
+                              time stamps in the output count from there
       --frames N              stop after N frames
-      --convert FOURCC        convert the pixels to this layout first: IYUV is
-                              8-bit 4:2:0, Y22P 4:2:2, Y44P 4:4:4
+      --convert FOURCC        convert the pixels to this layout first: IYUV
+                              (8-bit 4:2:0), Y22P (4:2:2) or Y44P (4:4:4)
 
 Module:
-      --module PATH           the filter module to load (default: the one built
-                              or installed with cmhost)
-      --set KEY=VALUE         set a key of the module's configuration to a
-                              FourCC, four characters or 0x and eight digits;
-                              may be repeated. 'system_informat' is set from
-                              the video unless given
+      --module PATH           filter module to load (default: the one built or
+                              installed with cmhost)
+      --set KEY=VALUE         set a configuration key of the module to a FourCC
+                              (four characters, or 0x and eight hexadecimal
+                              digits); may be repeated. 'system_informat' is
+                              set to the frame layout by default
       --module-timeout SECONDS
-                              how long the module may show no sign of life
-                              before the run ends (default: 60; 0: no limit)
-      --inspect MODULE        say what a module is and what it does when it is
-                              configured, and mark no video
-      --size WIDTHxHEIGHT     frame size to inspect with (default: 1920x1080)
-      --layout FOURCC         frame layout to inspect with (default: IYUV)
-      --json                  print what --inspect finds as JSON
+                              end the run when the module shows no activity
+                              for this long (default: 60; 0: no limit)
+      --inspect MODULE        load and configure a module and print what it
+                              reports; no video is processed
+      --size WIDTHxHEIGHT     frame size for --inspect (default: 1920x1080)
+      --layout FOURCC         frame layout for --inspect (default: IYUV)
+      --json                  print the result of --inspect as JSON
 
-Looking and checking (frames count from 0):
+Preview and checksums (frames are numbered from 0):
       --preview FILE.png[@FRAME]
-                              write this frame of the output as a PNG
-                              (default: frame 0)
+                              write one frame of the output as a PNG (default:
+                              frame 0)
       --hash FILE             write the MD5 of every marked frame, as ffmpeg
                               -f framemd5 does; '-' is standard output
 
 Messages:
       --progress WHEN         show progress: auto (on a terminal), always or
                               never
-  -q, --quiet                 print warnings and errors only, and nothing that
-                              the module prints
+  -q, --quiet                 print only warnings and errors; hide what the
+                              module prints
 
   -h, --help                  print this help and exit
       --version               print the version and exit
 
 Exit status:
-  0    done
-  1    failed
-  2    wrong usage
-  130  interrupted (SIGINT): OUTPUT is closed properly and holds what was done
+  0    success
+  1    failure
+  2    invalid usage
+  130  interrupted (SIGINT): OUTPUT is closed properly and contains the frames
+       finished so far
   129, 131, 143
-       hung up (SIGHUP), quit (SIGQUIT), terminated (SIGTERM): likewise
-Signals within a second of the first are the same request. A later one leaves
-at once, without OUTPUT.
+       the same for SIGHUP, SIGQUIT and SIGTERM
+Signals within one second of the first are ignored. A later signal ends the
+run at once and discards the unfinished OUTPUT.
 
 Examples:
   cmhost in.mp4 out.mp4

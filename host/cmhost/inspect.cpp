@@ -34,7 +34,7 @@ class CaughtOutput {
     std::fflush(stdout);
     output_ = FileDescriptor(::dup(STDOUT_FILENO));
     if (memory_.number() < 0 || output_.number() < 0 || ::dup2(memory_.number(), STDOUT_FILENO) < 0)
-      throw Failure("what the module prints cannot be caught");
+      throw Failure("cannot capture the module's standard output");
   }
 
   ~CaughtOutput() { restore(); }

@@ -62,11 +62,11 @@ int runProgram(int argc, char** argv) {
   } catch (const cmhost::Failure& failure) {
     return failed(failure.what(), failure.exitCode());
   } catch (const std::bad_alloc&) {
-    return failed("not enough memory");
+    return failed("out of memory");
   } catch (const std::exception& exception) {
     return failed(exception.what());
   } catch (...) {
-    return failed("an exception of an unknown kind");
+    return failed("unknown exception");
   }
 }
 

@@ -43,14 +43,14 @@ unsigned int fourccValue(const std::string& option, const std::string& text) {
   if (text.size() == 4) return fourccOf(text.c_str());
   if (text.size() != 10 || text.compare(0, 2, "0x") != 0 ||
       !isDigits(text.substr(2), "0123456789abcdefABCDEF"))
-    reject(option, text, "a FourCC: four characters, or 0x and eight digits");
+    reject(option, text, "a FourCC (four characters, or 0x and eight hexadecimal digits)");
   return static_cast<unsigned int>(std::stoul(text, nullptr, 16));
 }
 
 double startValue(const std::string& text) {
   std::int64_t microseconds = 0;
   if (av_parse_time(&microseconds, text.c_str(), 1) < 0 || microseconds < 0)
-    reject("--start", text, "a time: seconds, or [HH:]MM:SS[.m]");
+    reject("--start", text, "a time (seconds or [HH:]MM:SS[.m])");
   return static_cast<double>(microseconds) / 1e6;
 }
 
@@ -58,7 +58,7 @@ void parseSize(const std::string& text, Options& options) {
   const std::size_t cross = std::min(text.find('x'), text.size() - 1);
   const auto side = [&text](const std::string& digits) {
     const int value = isDigits(digits) && digits.size() <= 5 ? std::stoi(digits) : 0;
-    if (value == 0) reject("--size", text, "a size: WIDTHxHEIGHT");
+    if (value == 0) reject("--size", text, "of the form WIDTHxHEIGHT");
     return value;
   };
   options.inspectWidth = side(text.substr(0, cross));
@@ -133,9 +133,9 @@ void checkTogether(const Options& options) {
   if (options.input.empty()) throw CLI::RequiredError("INPUT");
   if (options.output.empty()) throw CLI::RequiredError("OUTPUT");
   if (options.toStandardOutput() && options.hash == "-")
-    throw CLI::ValidationError("--hash", "standard output belongs to the video already");
+    throw CLI::ValidationError("--hash", "standard output is already used for the video");
   if (!options.hash.empty() && options.hash != "-" && options.hash == options.output)
-    throw CLI::ValidationError("--hash", options.hash + " is OUTPUT");
+    throw CLI::ValidationError("--hash", "'" + options.hash + "' is also OUTPUT");
 }
 
 void interpret(const CLI::App& app, const Texts& texts, Options& options) {

@@ -26,16 +26,16 @@ void printSummary(const Output& output, const Pipeline::Shares& busy, double sec
   std::snprintf(rate, sizeof rate, "%.1f",
                 static_cast<double>(output.frames()) / (seconds > 0 ? seconds : 1e-3));
   printNote(framesText(output.frames()) + " in " + secondsText(seconds) + " (" + rate +
-            " fps) to " + output.description() + "; busy reading " +
-            std::to_string(percent(busy.reading)) + "%, in the module " +
+            " fps) to " + output.description() + "; busy: reading " +
+            std::to_string(percent(busy.reading)) + "%, module " +
             std::to_string(percent(busy.component)) + "%, writing " +
             std::to_string(percent(busy.writing)) + "%");
 }
 
 void warnOfMissingFrames(const Module& module, const Pipeline& pipeline) {
   if (pipeline.framesPut() == pipeline.framesGiven()) return;
-  printWarning(module.path() + ": the module put " + std::to_string(pipeline.framesPut()) +
-               " of the " + framesText(pipeline.framesGiven()) + " that it was given");
+  printWarning(module.path() + ": the module returned " + std::to_string(pipeline.framesPut()) +
+               " of the " + framesText(pipeline.framesGiven()));
 }
 
 // Says once that a signal has come, and notices a reader that has gone while nothing is written.
@@ -47,9 +47,7 @@ class Watch {
   void operator()() {
     progress_.show(output_.frames());
     if (interruption::received() != 0 && !said_ && !quiet_)
-      printNote(
-          "interrupted: frames under way are finished; another signal after a second leaves at "
-          "once");
+      printNote("interrupted: finishing frames in flight; press Ctrl-C again to exit now");
     said_ = interruption::received() != 0;
     output_.checkReader();
   }
@@ -99,7 +97,7 @@ int run(const Options& options) {
     printWarning(missing);
   }
   if (input.stopped())
-    printNote("interrupted: " + output.name() + " is closed properly and holds " +
+    printNote("interrupted: " + output.name() + " was closed properly and contains " +
               framesText(output.frames()));
   else if (!options.quiet)
     printSummary(output, busy, progress.seconds());

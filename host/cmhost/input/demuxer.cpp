@@ -21,7 +21,7 @@ constexpr int mostStreams = 1000;
 const AVInputFormat* demuxerByName(const std::string& name) {
   const AVInputFormat* const demuxer = av_find_input_format(name.c_str());
   if (demuxer == nullptr || (demuxer->flags & AVFMT_NOFILE) != 0)
-    throw Failure("--input-format: no container is called '" + name + "'", exitUsage);
+    throw Failure("--input-format: unknown container '" + name + "'", exitUsage);
   return demuxer;
 }
 
@@ -64,10 +64,10 @@ void checkOptions(const Options& options) {
   for (const auto& [key, value] : options.inputOptions) {
     const bool choosesProtocols = key == "protocol_whitelist" || key == "protocol_blacklist";
     if (choosesProtocols && options.references == AllowedReferences::none)
-      throw Failure("--input-option: " + key + " goes with --allow-references", exitUsage);
+      throw Failure("--input-option: " + key + " requires --allow-references", exitUsage);
     // Such a list may set the protocols itself.
     if (key == "safe" && value != "1" && options.references != AllowedReferences::network)
-      throw Failure("--input-option: safe=" + value + " goes with --allow-references network",
+      throw Failure("--input-option: safe=" + value + " requires --allow-references network",
                     exitUsage);
   }
 }
@@ -99,8 +99,8 @@ InputFormatPtr openDemuxer(InputFile& file, References& references, const Option
   error = avformat_open_input(&opened, file.name().c_str(), demuxer, dictionary.entries());
   InputFormatPtr format(error >= 0 ? opened : nullptr);
   if (error == AVERROR(ENOMEM))
-    throw Failure(file.name() + " is not opened: that takes more than " +
-                  std::to_string(openingGibibytes) + " GiB of memory, or it has more than " +
+    throw Failure(file.name() + ": cannot open: the file needs more than " +
+                  std::to_string(openingGibibytes) + " GiB of memory or has more than " +
                   std::to_string(mostStreams) + " streams");
   if (error != AVERROR_EXIT) references.checkOpened();
   if (error < 0) return nullptr;

@@ -32,9 +32,9 @@ FileDescriptor openForReading(const std::string& path) {
 
 InputFile::InputFile(const std::string& path)
     : name_(path == "-" ? "standard input" : path), file_(openForReading(path)) {
-  if (file_.number() < 0) throw Failure(name_ + " cannot be opened: " + systemText(errno));
+  if (file_.number() < 0) throw Failure(name_ + ": cannot open: " + systemText(errno));
   if (path != "-" && std::filesystem::is_directory(path))
-    throw Failure(name_ + " is a directory; name a video file");
+    throw Failure(name_ + ": is a directory; give the name of a video file");
   const bool regular = isRegular(file_.number(), &size_);
   if (!regular) widenPipe(file_.number());
   io_ = newReader(this, &InputFile::read, regular ? &InputFile::seek : nullptr);

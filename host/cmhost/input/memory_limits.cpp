@@ -75,14 +75,14 @@ int MemoryLimits::findStreams(AVFormatContext& format) const {
   const int result = avformat_find_stream_info(&format, options.empty() ? nullptr : options.data());
   for (AVDictionary*& each : options) av_dict_free(&each);
   if (result == AVERROR(ENOMEM))
-    throw Failure(input_ + ": finding its streams takes more than " + gibibytes(pictures_->most) +
-                  " of memory; a larger --max-pixels allows more");
+    throw Failure(input_ + ": probing the streams needs more than " + gibibytes(pictures_->most) +
+                  " of memory; raise the limit with --max-pixels");
   return result;
 }
 
 void MemoryLimits::failTooLarge(const std::string& size) const {
-  throw Failure(input_ + ": a picture of " + size + " has more than the " +
-                std::to_string(maxPixels_) + " pixels that --max-pixels allows");
+  throw Failure(input_ + ": the frame size " + size + " exceeds the limit of " +
+                std::to_string(maxPixels_) + " pixels; raise the limit with --max-pixels");
 }
 
 void MemoryLimits::check(int width, int height) const {
@@ -102,8 +102,8 @@ void MemoryLimits::check(const std::string& reason) const {
     failTooLarge(reason.substr(size, end - size));
   }
   if (pictures_->tooMany)
-    throw Failure(input_ + ": its decoder holds more than " + gibibytes(pictures_->most) +
-                  " of pictures; a larger --max-pixels allows more");
+    throw Failure(input_ + ": the decoder holds more than " + gibibytes(pictures_->most) +
+                  " of frames; raise the limit with --max-pixels");
 }
 
 void MemoryLimits::limit(AVCodecContext& decoder) {

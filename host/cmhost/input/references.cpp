@@ -64,9 +64,8 @@ const char* protocols(AllowedReferences allowed) {
 }
 
 std::string howToAllow(AllowedReferences needed) {
-  return std::string("--allow-references ") +
-         (needed == AllowedReferences::network ? "network" : "file") +
-         " opens what a file refers to";
+  return std::string("use --allow-references ") +
+         (needed == AllowedReferences::network ? "network" : "file") + " to allow this";
 }
 
 AllowedReferences neededFor(const std::string& url) {
@@ -125,8 +124,8 @@ void References::check(const AVInputFormat& demuxer, AVIOContext& io) {
   const ReachingDemuxer* const reaching = reachingDemuxer(demuxer.name);
   playlist_ = reaching != nullptr;
   if (reaching == nullptr || (reaching->needs && *reaching->needs <= allowed_)) return;
-  const std::string what = input_ + " is " + reaching->kind + " (" + demuxer.name + ")";
-  if (!reaching->needs) throw Failure(what + ", which is never run");
+  const std::string what = input_ + ": the file is " + reaching->kind + " (" + demuxer.name + ")";
+  if (!reaching->needs) throw Failure(what + "; scripts are never run");
   const std::string reference = firstReference(*reaching, io);
   const AllowedReferences needed = std::max(*reaching->needs, neededFor(reference));
   throw Failure(what + (reference.empty() ? "" : " and refers to " + quoted(reference)) + "; " +
@@ -144,7 +143,7 @@ void References::checkStreams(const AVFormatContext& format) const {
   if (allowed_ != AllowedReferences::none) return;
   for (unsigned int i = 0; i < format.nb_streams; ++i)
     if (format.streams[i]->codecpar->codec_id == AV_CODEC_ID_SVG)
-      throw Failure(input_ + " holds a drawing (svg), which may refer to files; " +
+      throw Failure(input_ + ": contains a drawing (svg), which may refer to other files; " +
                     howToAllow(AllowedReferences::files));
 }
 
@@ -175,21 +174,21 @@ int References::open(AVFormatContext* format, AVIOContext** io, const char* url,
   const int result = openAllowed(format, io, url, flags, options);
   // A playlist's parts are lost in silence otherwise.
   if (result < 0 && result != AVERROR_EXIT && self->playlist_)
-    self->keepFailure(self->input_ + " refers to " + quoted(url) +
+    self->keepFailure(self->input_ + ": the file refers to " + quoted(url) +
                       ", which cannot be opened: " + avErrorReason(result));
   return result;
 }
 
 std::string References::refusal(const AVFormatContext& format, const char* url) const {
-  const std::string what = input_ + " refers to " + quoted(url);
+  const std::string what = input_ + ": the file refers to " + quoted(url);
   const AllowedReferences needed = neededFor(url);
   if (needed > allowed_) return what + "; " + howToAllow(needed);
   const char* const protocol = avio_find_protocol_name(url);
   const bool allowed =
       protocol != nullptr && av_match_list(protocol, format.protocol_whitelist, ',') > 0;
   if (allowed) return {};
-  return what + ", not by one of the protocols " + format.protocol_whitelist +
-         "; --input-option protocol_whitelist=LIST names others";
+  return what + ", whose protocol is not one of " + format.protocol_whitelist +
+         "; allow others with --input-option protocol_whitelist=LIST";
 }
 
 void References::keepFailure(std::string failure) {

@@ -17,7 +17,7 @@ struct FreeText {
 
 std::string currentTypeText() {
   const std::type_info* const type = abi::__cxa_current_exception_type();
-  if (type == nullptr) return "an exception of an unknown kind";
+  if (type == nullptr) return "unknown exception";
   int status = 0;
   const std::unique_ptr<char, FreeText> name(
       abi::__cxa_demangle(type->name(), nullptr, nullptr, &status));

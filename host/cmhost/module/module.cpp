@@ -23,18 +23,18 @@ constexpr int loadFlags = RTLD_NOW | RTLD_LOCAL | RTLD_NODELETE;
 constexpr int loadFlags = RTLD_NOW | RTLD_LOCAL;
 #endif
 
-constexpr ModuleGuard::Stage loading = {"the module cannot be loaded", "while it was loaded"};
-constexpr ModuleGuard::Stage making = {"its factory failed", "in its factory"};
-constexpr ModuleGuard::Stage typing = {"the module failed", "when it was asked for its type"};
-constexpr ModuleGuard::Stage configuring = {"the module cannot be configured",
-                                            "while it was configured"};
+constexpr ModuleGuard::Stage loading = {"cannot load the module", "while being loaded"};
+constexpr ModuleGuard::Stage making = {"the factory failed", "in its factory"};
+constexpr ModuleGuard::Stage typing = {"the module failed", "in type()"};
+constexpr ModuleGuard::Stage configuring = {"cannot configure the module",
+                                            "while being configured"};
 constexpr ModuleGuard::Stage looping = {"the module failed", "in its loop"};
-constexpr ModuleGuard::Stage destroying = {"the module failed", "while it was destroyed"};
-constexpr ModuleGuard::Stage unloading = {"the module failed", "while it was unloaded"};
+constexpr ModuleGuard::Stage destroying = {"the module failed", "while being destroyed"};
+constexpr ModuleGuard::Stage unloading = {"the module failed", "while being unloaded"};
 
 std::string loaderReason() {
   const char* const reason = ::dlerror();
-  return reason != nullptr ? reason : "the loader gives no reason";
+  return reason != nullptr ? reason : "the loader gave no reason";
 }
 
 }  // namespace
@@ -56,20 +56,19 @@ Module::Module(const std::string& path, int timeout)
   const char* const file = guard_.path().c_str();
   guard_.call(loading, [&] { library_.reset(::dlopen(file, loadFlags)); });
   if (library_ == nullptr)
-    throw Failure("the module cannot be loaded: " + loaderReason() + "; --module names another");
+    throw Failure("cannot load the module: " + loaderReason() + "; choose another with --module");
 
   const auto factory = reinterpret_cast<Factory>(::dlsym(library_.get(), factoryName));
   if (factory == nullptr)
-    throw Failure(guard_.path() + " is no filter module: " + loaderReason() +
-                  "; --module names another");
+    throw Failure(guard_.path() + ": not a filter module: " + loaderReason() +
+                  "; choose another with --module");
   guard_.call(making, [&] { component_.reset(factory()); });
-  if (component_ == nullptr) fail("its factory returned no component");
+  if (component_ == nullptr) fail("the factory returned no component");
   guard_.call(typing, [&] {
     filter_ = dynamic_cast<QOR::CM::RFilter*>(component_.get());
     type_ = component_->type();
   });
-  if (filter_ == nullptr)
-    fail("its component is no filter but of type '" + fourccText(type_) + "'");
+  if (filter_ == nullptr) fail("the component is not a filter (type '" + fourccText(type_) + "')");
 }
 
 void Module::connect(const QOR::RPtr<cm::InputQueue>& input,
@@ -86,8 +85,8 @@ void Module::configure(const ConfigurationKeys& keys) {
   for (const auto& [key, value] : keys) configuration->setFourCC(key, value);
   QOR::Result result = 0;
   guard_.call(configuring, [&] { result = filter_->configure(*configuration); });
-  if (result != 0) fail("the module refuses to be configured: result " + std::to_string(result));
-  if (gate_->refusedFrames()) fail("the module put frames while it was configured");
+  if (result != 0) fail("the module rejected its configuration: result " + std::to_string(result));
+  if (gate_->refusedFrames()) fail("the module returned frames while being configured");
 }
 
 void Module::runLoop() {
@@ -99,7 +98,7 @@ void Module::runLoop() {
   };
   std::string reason;
   const auto context = cm::LoopContext::create(input_, [&](const QOR::CException& exception) {
-    reason = *exception.message() != '\0' ? exception.message() : "it gives no reason";
+    reason = *exception.message() != '\0' ? exception.message() : "no reason given";
   });
   gate_->open();
   try {
@@ -121,7 +120,7 @@ void Module::unload() {
   output_ = nullptr;
   input_ = nullptr;
   library_.reset();
-  if (gaveMore) fail("the module put frames after its loop had ended");
+  if (gaveMore) fail("the module returned frames after its loop had ended");
 }
 
 std::string defaultModulePath(const std::string& self) {
@@ -129,9 +128,9 @@ std::string defaultModulePath(const std::string& self) {
   std::error_code error;
   const fs::path program = fs::read_symlink(self, error);
   if (error || !program.is_absolute())
-    throw Failure(
-        "where this program lies is not known, and so not where its module does: " + self + ": " +
-        (error ? error.message() : "no absolute path") + "; --module names the module");
+    throw Failure("cannot locate the default module: " + self + ": " +
+                  (error ? error.message() : "not an absolute path") +
+                  "; choose a module with --module");
   const fs::path folder = program.parent_path();
   const fs::path built = folder / "../component/filter/video/static_watermark/static_watermark.so";
   if (fs::exists(built, error)) return built.lexically_normal().string();

@@ -66,7 +66,7 @@ void tell(const char* during, const char* what, const char* detail) {
   if (during != nullptr) {
     line << modulePath << ": the module " << what << " " << during;
   } else if (moduleIsPresent) {
-    line << "the program, with the module " << modulePath << ", " << what;
+    line << modulePath << ": the program " << what << " while this module was loaded";
   } else {
     line << "the program " << what;
   }
@@ -90,7 +90,7 @@ void onQuickExit() {
   static std::atomic<bool> again{false};
   std::string text = "std::terminate";
   if (!again.exchange(true) && std::current_exception() != nullptr)
-    text = "an exception was not caught: " + escaped(currentExceptionText());
+    text = "uncaught exception: " + escaped(currentExceptionText());
   leave(callDuring, "ended the process", text.c_str());
 }
 

@@ -10,8 +10,8 @@ namespace cmhost {
 
 Watchdog::Watchdog(int seconds)
     : limit_(std::chrono::seconds(seconds)),
-      limitText_("no sign of life for " + std::to_string(seconds) +
-                 " s; --module-timeout sets the limit") {
+      limitText_("no activity for " + std::to_string(seconds) +
+                 " s; change the limit with --module-timeout") {
   if (seconds > 0) thread_ = startThread([this] { watch(); });
 }
 

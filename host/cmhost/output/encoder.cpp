@@ -101,7 +101,7 @@ void Encoder::chooseCodec(const std::string& name) {
   if (!name.empty()) {
     codec_ = avcodec_find_encoder_by_name(name.c_str());
     if (codec_ == nullptr || codec_->type != AVMEDIA_TYPE_VIDEO)
-      throw Failure("--encoder: no video encoder is called '" + name + "'", exitUsage);
+      throw Failure("--encoder: no video encoder named '" + name + "'", exitUsage);
   } else {
     AVCodecID id = container.video_codec;
     if (std::strcmp(container.name, "matroska") == 0) id = AV_CODEC_ID_FFV1;
@@ -110,12 +110,13 @@ void Encoder::chooseCodec(const std::string& name) {
     codec_ = avcodec_find_encoder(id);
     if (codec_ == nullptr)
       throw Failure(std::string("the container '") + container.name +
-                        "' has no usual video encoder; --encoder names one",
+                        "' has no default video encoder; choose one with --encoder",
                     exitUsage);
   }
   if (avformat_query_codec(&container, codec_->id, FF_COMPLIANCE_EXPERIMENTAL) == 0)
-    throw Failure(std::string("the container '") + container.name + "' takes no video of '" +
-                      codec_->name + "'; --encoder names another",
+    throw Failure(std::string("the container '") + container.name +
+                      "' does not support the encoder '" + codec_->name +
+                      "'; choose another with --encoder",
                   exitUsage);
 }
 
@@ -134,10 +135,11 @@ AVPixelFormat Encoder::choosePixelFormat(const PictureLayout& layout, AVColorRan
   if (plain) return layout.pixelFormat;
   if (fullRangeTwin)
     throw Failure(std::string("the encoder ") + codec_->name +
-                  " takes only full-range video and this is not; --encoder names another");
-  throw Failure(std::string("the encoder ") + codec_->name + " does not take " +
-                av_get_pix_fmt_name(layout.pixelFormat) + "; --encoder names another" +
-                (otherLayout ? ", --convert makes another layout" : ""));
+                  " supports only full-range video, and this video has limited range;" +
+                  " choose another with --encoder");
+  throw Failure(std::string("the encoder ") + codec_->name + " does not support the pixel format " +
+                av_get_pix_fmt_name(layout.pixelFormat) + "; choose another with --encoder" +
+                (otherLayout ? " or another layout with --convert" : ""));
 }
 
 AVRational Encoder::chooseTimeBase(AVRational frameRate) const {
@@ -190,8 +192,8 @@ void Encoder::open(const Options& options) {
   silence(dictionary);
   const int result = avcodec_open2(encoder_.get(), codec_, dictionary.entries());
   if (result < 0)
-    throw Failure(std::string("the encoder ") + codec_->name +
-                  " cannot start: " + openErrorReason(result));
+    throw Failure(std::string("cannot open the encoder ") + codec_->name + ": " +
+                  openErrorReason(result));
   if (const AVDictionaryEntry* const unknown = dictionary.first())
     throw Failure(std::string("--encoder-option: the encoder ") + codec_->name +
                       " has no option '" + unknown->key + "'",
@@ -211,8 +213,8 @@ void Encoder::encode(FramePtr frame) {
   }
   if (!kept && lastPts_ != AV_NOPTS_VALUE && !warnedOfTimes_) {
     warnedOfTimes_ = true;
-    printWarning("time stamps are moved to the output's frame rate, from the one at " +
-                 secondsText(static_cast<double>(exact) * av_q2d(inputTimeBase_)) + " on");
+    printWarning("time stamps are rounded to the output's frame rate, starting at " +
+                 secondsText(static_cast<double>(exact) * av_q2d(inputTimeBase_)));
   }
   lastPts_ = frame->pts;
   if (const std::int64_t duration = durationOf(*frame); duration > 0)
@@ -235,7 +237,7 @@ void Encoder::send(const AVFrame* frame) {
     }
     muxer_.writeVideo(*packet_, encoder_->time_base);
   }
-  throw Failure(std::string("the encoder ") + codec_->name + " fails: " + avErrorReason(result));
+  throw Failure(std::string("the encoder ") + codec_->name + " failed: " + avErrorReason(result));
 }
 
 }  // namespace cmhost

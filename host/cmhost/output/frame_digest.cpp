@@ -12,7 +12,7 @@ FrameDigests::FrameDigests(const std::string& path, OutputFile::Mode mode)
     : file_(path, mode), packet_(newPacket()) {
   AVFormatContext* format = nullptr;
   if (avformat_alloc_output_context2(&format, nullptr, "framemd5", nullptr) < 0)
-    throw Failure("--hash: the media library has no framemd5 muxer");
+    throw Failure("--hash: this libavformat has no framemd5 muxer");
   format_.reset(format);
   format_->pb = file_.io();
   format_->flags |= AVFMT_FLAG_BITEXACT;  // without the library's version
@@ -61,7 +61,7 @@ void FrameDigests::finish() {
 
 void FrameDigests::check(int result) {
   file_.check();
-  if (result < 0) throw Failure(file_.name() + " cannot be written: " + avErrorReason(result));
+  if (result < 0) throw Failure(file_.name() + ": cannot write: " + avErrorReason(result));
 }
 
 }  // namespace cmhost

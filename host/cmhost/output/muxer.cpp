@@ -31,13 +31,14 @@ const AVOutputFormat& chooseContainer(const OutputFile& file, const std::string&
                                            ? av_guess_format(nullptr, file.name().c_str(), nullptr)
                                            : av_guess_format(name.c_str(), nullptr, nullptr);
   if (format == nullptr && name.empty())
-    throw Failure(file.name() + ": no container is known by such a name; --output-format names one",
-                  exitUsage);
+    throw Failure(
+        file.name() + ": cannot infer a container from this name; choose one with --output-format",
+        exitUsage);
   if (format == nullptr)
-    throw Failure("--output-format: no container is called '" + name + "'", exitUsage);
+    throw Failure("--output-format: unknown container '" + name + "'", exitUsage);
   if ((format->flags & AVFMT_NOFILE) != 0)
     throw Failure(file.name() + ": the container '" + format->name +
-                      "' is not one file; --output-format names another",
+                      "' does not write a single file; choose another with --output-format",
                   exitUsage);
   return *format;
 }
@@ -65,14 +66,14 @@ void warnOfLostTags(const AVOutputFormat& container, const AVCodecContext& encod
   if (isNut && encoder.color_range == AVCOL_RANGE_JPEG) add("range", "full");
   if (!lost.empty())
     printWarning(std::string("the container '") + container.name +
-                 "' cannot say these tags of the video: " + lost);
+                 "' cannot hold these tags of the video: " + lost);
 }
 
 // The mark lies on the picture as it is stored and turns with it.
 void warnOfRotation(const AVStream& stream) {
   const long degrees = rotationOf(stream);
   if (degrees != 0)
-    printWarning("the video is shown turned by " + std::to_string(degrees) +
+    printWarning("players rotate this video by " + std::to_string(degrees) +
                  " degrees clockwise, and the mark with it");
 }
 
@@ -300,8 +301,8 @@ bool Muxer::writesTimeCodeOf(const AVStream& from) const {
 void Muxer::addCopy(const AVStream& from) {
   if (writesTimeCodeOf(from)) return;
   if (!takes(from)) {
-    printWarning(streamText(from) + " is left out: the container '" + container().name +
-                 "' does not take it");
+    printWarning(streamText(from) + " is not copied: the container '" + container().name +
+                 "' does not support it");
     return;
   }
   if (from.codecpar->codec_type == AVMEDIA_TYPE_VIDEO &&
@@ -313,14 +314,14 @@ void Muxer::addCopy(const AVStream& from) {
   copyTimeBases_[static_cast<std::size_t>(from.index)] = from.time_base;
 }
 
-void Muxer::check(int result, const char* doing) {
+void Muxer::check(int result, const char* what) {
   file_.check();  // the system's reason says more than the muxer's
   if (result < 0)
-    throw Failure(file_.name() + ": " + doing + " fails in the container '" + container().name +
-                  "': " + avErrorReason(result));
+    throw Failure(file_.name() + ": cannot write " + what + " (container '" + container().name +
+                  "'): " + avErrorReason(result));
 }
 
-void Muxer::start() { check(avformat_write_header(format_.get(), nullptr), "writing the header"); }
+void Muxer::start() { check(avformat_write_header(format_.get(), nullptr), "the header"); }
 
 void Muxer::writeVideo(AVPacket& packet, AVRational timeBase) {
   packet.stream_index = video_->index;
@@ -344,9 +345,9 @@ void Muxer::writeCopy(AVPacket& packet) {
 
 void Muxer::write(AVPacket& packet) {
   const std::lock_guard<std::mutex> lock(mutex_);
-  check(av_interleaved_write_frame(format_.get(), &packet), "writing a packet");
+  check(av_interleaved_write_frame(format_.get(), &packet), "a packet");
 }
 
-void Muxer::finish() { check(av_write_trailer(format_.get()), "writing the end"); }
+void Muxer::finish() { check(av_write_trailer(format_.get()), "the trailer"); }
 
 }  // namespace cmhost

@@ -45,7 +45,7 @@ class Muxer {
   bool writesTimeCodeOf(const AVStream& from) const;
   void addCopy(const AVStream& from);
   void write(AVPacket& packet);
-  void check(int result, const char* doing);
+  void check(int result, const char* what);
 
   OutputFile& file_;
   OutputFormatPtr format_;

@@ -103,8 +103,8 @@ void Output::commit() {
 
 std::string Output::missingPreview() const {
   if (preview_ == nullptr || frames_ > options_.previewFrame) return {};
-  return preview_->name() + " is not written: there is no frame " +
-         std::to_string(options_.previewFrame) + ", only " + framesText(frames_);
+  return preview_->name() + ": not written: there is no frame " +
+         std::to_string(options_.previewFrame) + ", the output has only " + framesText(frames_);
 }
 
 void Output::keepPartial() {
@@ -118,7 +118,7 @@ void Output::keepPartial() {
     }
     avio_flush(file_->io());
   }
-  printNote(file_->partialName() + " keeps the " + framesText(frames_) + " that were written");
+  printNote(file_->partialName() + ": kept " + framesText(frames_));
 }
 
 void Output::checkReader() const {

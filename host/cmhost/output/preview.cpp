@@ -15,7 +15,7 @@ void Preview::write(const AVFrame& frame) {
   picture->color_trc = AVCOL_TRC_UNSPECIFIED;
 
   const AVCodec* const codec = avcodec_find_encoder(AV_CODEC_ID_PNG);
-  if (codec == nullptr) throw Failure("--preview: the media library has no PNG encoder");
+  if (codec == nullptr) throw Failure("--preview: this libavcodec has no PNG encoder");
   const CodecPtr encoder = orThrow<CodecPtr>(avcodec_alloc_context3(codec));
   encoder->width = picture->width;
   encoder->height = picture->height;
@@ -28,7 +28,7 @@ void Preview::write(const AVFrame& frame) {
   if (result >= 0) result = avcodec_send_frame(encoder.get(), nullptr);
   if (result >= 0) result = avcodec_receive_packet(encoder.get(), packet.get());
   if (result < 0)
-    throw Failure(file_.name() + ": the PNG cannot be made: " + openErrorReason(result));
+    throw Failure(file_.name() + ": cannot encode the PNG: " + openErrorReason(result));
   avio_write(file_.io(), packet->data, packet->size);
   file_.finish();
   written_ = true;

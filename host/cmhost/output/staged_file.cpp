@@ -24,8 +24,7 @@ std::uint64_t randomNumber() {
   do {
     bytes = ::getrandom(&number, sizeof number, 0);
   } while (bytes < 0 && errno == EINTR);
-  if (bytes != sizeof number)
-    throw Failure("the system gives no random number: " + systemText(errno));
+  if (bytes != sizeof number) throw Failure("cannot get a random number: " + systemText(errno));
   return number;
 }
 
@@ -81,7 +80,9 @@ void StagedFile::put(bool overwrite) {
   const int failed = overwrite ? ::renameat(folder, temporary_.c_str(), folder, place_.name.c_str())
                                : putWhereNothingIs();
   if (failed != 0 && !overwrite && errno == EEXIST)
-    throw Failure(path_ + " has come to exist meanwhile; --overwrite replaces it");
+    throw Failure(
+        path_ +
+        ": another process created this file during the run; use --overwrite to replace it");
   if (failed != 0) failWriting(path_, errno);
   temporary_.clear();
   removedBySignal_ = interruption::TemporaryFile();
@@ -109,8 +110,8 @@ void StagedFile::synchroniseFolder() const {
   const FileDescriptor folder(
       ::openat(place_.folder.number(), ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC));
   if (folder.number() < 0 || synchronise(folder.number())) return;
-  throw Failure(path_ + " is complete, but its folder cannot be synchronised: " +
-                systemText(errno) + "; after a power failure the file may be missing");
+  throw Failure(path_ + ": the file is complete, but its folder cannot be synchronised: " +
+                systemText(errno) + "; a power failure may lose the file");
 }
 
 bool StagedFile::isSamePlace(const StagedFile& other) const {

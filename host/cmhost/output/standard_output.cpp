@@ -23,7 +23,7 @@ void reserve(bool quiet) {
   const FileDescriptor nowhere(::open("/dev/null", O_WRONLY | O_CLOEXEC));
   const int messages = quiet && nowhere.number() >= 0 ? nowhere.number() : STDERR_FILENO;
   if (reserved.number() < 0 || ::dup2(messages, STDOUT_FILENO) < 0)
-    throw Failure("standard output cannot be redirected: " + systemText(errno));
+    throw Failure("standard output: cannot redirect: " + systemText(errno));
   // By default, lines would wait in a buffer until the end of the run unless a terminal shows them.
   std::setvbuf(stdout, nullptr, _IOLBF, 0);
 }

@@ -63,9 +63,9 @@ FormatConverter::FormatConverter(const AVFrame& like, AVPixelFormat to)
       fields_{newContext(like, fieldHeight(like.height, 0, 2)),
               newContext(like, fieldHeight(like.height, 1, 2))} {
   if (whole_ == nullptr)
-    throw Failure(std::string("the pixel format ") +
-                  av_get_pix_fmt_name(static_cast<AVPixelFormat>(like.format)) +
-                  " cannot be converted to " + av_get_pix_fmt_name(to));
+    throw Failure(std::string("cannot convert the pixel format ") +
+                  av_get_pix_fmt_name(static_cast<AVPixelFormat>(like.format)) + " to " +
+                  av_get_pix_fmt_name(to));
 }
 
 FormatConverter::ContextPtr FormatConverter::newContext(const AVFrame& like, int height) const {

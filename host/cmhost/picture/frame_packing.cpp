@@ -88,8 +88,8 @@ unsigned int packedSize(const PictureLayout& layout, int width, int height) {
     bytes += size.width * size.height;
   }
   if (bytes > std::numeric_limits<unsigned int>::max())
-    throw Failure("pictures of " + std::to_string(width) + "x" + std::to_string(height) +
-                  " are too large for a module");
+    throw Failure("frames of " + std::to_string(width) + "x" + std::to_string(height) +
+                  " are too large for a module (limit: 4 GiB)");
   return static_cast<unsigned int>(bytes);
 }
 
@@ -114,18 +114,19 @@ QOR::RPtr<cm::VideoFrame> packFrame(FramePtr decoded, const PictureLayout& layou
 }
 
 FramePtr unpackFrame(const QOR::CM::RFrame* put, const PictureLayout& layout) {
-  if (put == nullptr) throw Failure("the module put an empty frame on its output");
+  if (put == nullptr) throw Failure("the module returned an empty frame");
   const auto* const frame = dynamic_cast<const cm::VideoFrame*>(put);
   const auto* const properties =
       frame != nullptr ? dynamic_cast<const DecodedFrame*>(frame->properties().get()) : nullptr;
-  if (properties == nullptr) throw Failure("the module put a frame that is not the host's");
+  if (properties == nullptr)
+    throw Failure("the module returned a frame that the host did not create");
   const AVFrame& decoded = properties->frame();
   if (frame->fourcc() != layout.fourcc ||
       frame->size() != packedSize(layout, decoded.width, decoded.height))
-    throw Failure("the module put a frame of " + std::to_string(frame->size()) + " bytes of '" +
-                  fourccText(frame->fourcc()) + "' where " +
-                  std::to_string(packedSize(layout, decoded.width, decoded.height)) + " of '" +
-                  fourccText(layout.fourcc) + "' are due");
+    throw Failure("the module returned a frame of " + std::to_string(frame->size()) +
+                  " bytes in the layout '" + fourccText(frame->fourcc()) + "'; expected " +
+                  std::to_string(packedSize(layout, decoded.width, decoded.height)) +
+                  " bytes in the layout '" + fourccText(layout.fourcc) + "'");
 
   FramePtr result = emptyFrameLike(decoded);
   result->format = layout.pixelFormat;

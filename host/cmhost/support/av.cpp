@@ -92,10 +92,9 @@ std::string avErrorReason(int error) {
 
 std::string openErrorReason(int error) {
   std::string reason = avErrorReason(error);
-  if (error == AVERROR(EAGAIN))
-    return "a thread cannot be started: " + reason + "; " + threadLimits;
+  if (error == AVERROR(EAGAIN)) return "cannot start a thread: " + reason + "; " + threadLimits;
   if (error == AVERROR_EXTERNAL)
-    return reason + "; unless it names another reason, a thread cannot be started: " + threadLimits;
+    return reason + "; if no other cause is given, it cannot start a thread: " + threadLimits;
   return reason;
 }
 

@@ -58,7 +58,7 @@ bool FileDescriptor::close() {
 }
 
 Event::Event() : file_(::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)) {
-  if (file_.number() < 0) throw Failure("no event descriptor: " + systemText(errno));
+  if (file_.number() < 0) throw Failure("cannot create an event descriptor: " + systemText(errno));
 }
 
 void Event::raise() { ::eventfd_write(file_.number(), 1); }
@@ -110,9 +110,8 @@ bool synchronise(int file) {
 std::string systemText(int error) { return std::strerror(error); }
 
 void failWriting(const std::string& name, int error) {
-  if (error == EPIPE)
-    throw Failure(name + ": whoever read it has closed the pipe: " + systemText(error));
-  throw Failure(name + " cannot be written: " + systemText(error));
+  if (error == EPIPE) throw Failure(name + ": the reader closed the pipe: " + systemText(error));
+  throw Failure(name + ": cannot write: " + systemText(error));
 }
 
 }  // namespace cmhost

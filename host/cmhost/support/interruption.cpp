@@ -84,7 +84,7 @@ bool contains(const int (&numbers)[Count], int number) {
 
 void install() {
   event = ::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK);
-  if (event < 0) throw Failure("no event descriptor can be had");
+  if (event < 0) throw Failure("cannot create an event descriptor");
   for (int number = 1; number <= SIGRTMAX; ++number)
     if (!contains(harmless, number))
       handle(number, contains(requests, number) ? &handleRequest : &handleEnd);

@@ -109,7 +109,7 @@ void printResult(const std::string& text) {
       pollfd wait = {STDOUT_FILENO, POLLOUT, 0};
       ::poll(&wait, 1, -1);
     } else if (errno != EINTR) {
-      throw Failure("standard output cannot be written: " + systemText(errno));
+      throw Failure("standard output: cannot write: " + systemText(errno));
     }
   }
 }

@@ -10,9 +10,9 @@
 
 namespace cmhost {
 
-/// What a thread that cannot be started means, behind "cannot be started: ".
+/// The advice in messages about a thread that cannot be started.
 constexpr const char* threadLimits =
-    "the limit on processes (ulimit -u), on the tasks of the container or on memory is reached";
+    "check the limits on processes (ulimit -u), container tasks and memory";
 
 /// How many threads a codec gets that may keep a picture of `bytes` for each; 0: as it chooses.
 int threadsFor(std::int64_t bytes);
@@ -26,7 +26,7 @@ std::thread startThread(Body body) {
       body();
     });
   } catch (const std::system_error& error) {
-    throw Failure("a thread cannot be started: " + error.code().message() + "; " + threadLimits);
+    throw Failure("cannot start a thread: " + error.code().message() + "; " + threadLimits);
   }
 }
 

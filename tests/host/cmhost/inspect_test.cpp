@@ -64,7 +64,7 @@ TEST(Inspect, Json) {
   const Json configuration = Json::parse(declined.out)["configuration"];
   EXPECT_EQ(configuration["taken"], false);
   EXPECT_EQ(configuration["reason"], program::stub("declines") +
-                                         ": the module cannot be configured: *** ERROR ***: not "
+                                         ": cannot configure the module: *** ERROR ***: not "
                                          "this one");
   EXPECT_EQ(configuration["printed"], Json::array());
 }

@@ -84,7 +84,7 @@ TEST(Usage, WhatCannotBePrintedFails) {
     ::close(streams.out);
     EXPECT_EQ(result.exitCode, 1);
     EXPECT_EQ(result.err,
-              "cmhost: error: standard output cannot be written: No space left on device\n");
+              "cmhost: error: standard output: cannot write: No space left on device\n");
   }
 }
 

@@ -45,8 +45,8 @@ TEST(MemoryLimits, PicturesThatExistAreBounded) {
     FAIL() << "too many pictures are not reported";
   } catch (const Failure& failure) {
     EXPECT_STREQ(failure.what(),
-                 "in.mkv: its decoder holds more than 1 GiB of pictures; a larger --max-pixels "
-                 "allows more");
+                 "in.mkv: the decoder holds more than 1 GiB of frames; raise the limit with "
+                 "--max-pixels");
   }
 }
 
@@ -85,9 +85,10 @@ TEST(MemoryLimits, SizeIsReadFromTheLibrarysWords) {
     limits.check(words);
     FAIL() << "the size is not refused";
   } catch (const Failure& failure) {
-    EXPECT_STREQ(failure.what(),
-                 "in.gif: a picture of 16000x9000 has more than the 100 pixels that --max-pixels "
-                 "allows");
+    EXPECT_STREQ(
+        failure.what(),
+        "in.gif: the frame size 16000x9000 exceeds the limit of 100 pixels; raise the limit "
+        "with --max-pixels");
   }
 }
 

@@ -239,7 +239,7 @@ TEST_F(Part, KeysOfTheConfiguration) {
             "greeting 00000000, system_informat 49343230\n");
   const Result wrong = told({"--set", "system_informat=Y44P"});
   EXPECT_EQ(wrong.exitCode, 2);
-  EXPECT_NE(wrong.err.find("cannot be Y44P for frames of the layout IYUV"), std::string::npos);
+  EXPECT_NE(wrong.err.find("Y44P does not match the frame layout IYUV"), std::string::npos);
 }
 
 TEST_F(Part, ModuleMayKnowTheLayoutByAnotherCode) {

@@ -207,12 +207,12 @@ TEST_F(References, OtherOptionsDoNotAllowThem) {
        {"protocol_whitelist=file", "protocol_blacklist=http", "safe=0"}) {
     const Result run = program::run(folder.path(), {"--input-option", option, "e.mp4", "out.mkv"});
     EXPECT_EQ(run.exitCode, 2) << option;
-    EXPECT_NE(run.err.find("goes with --allow-references"), std::string::npos) << run.err;
+    EXPECT_NE(run.err.find("requires --allow-references"), std::string::npos) << run.err;
   }
   // A list that is not held to safe names may set the protocols itself.
   const Result run = runAllowing("file", "e.mp4", {"--input-option", "safe=0"});
   EXPECT_EQ(run.exitCode, 2);
-  EXPECT_NE(run.err.find("goes with --allow-references network"), std::string::npos) << run.err;
+  EXPECT_NE(run.err.find("requires --allow-references network"), std::string::npos) << run.err;
 }
 
 TEST_F(References, ProtocolsCanBeChosen) {

@@ -59,7 +59,7 @@ TEST_F(ModulePath, IsNotLookedForWithoutTheSystemsLink) {
 
 TEST_F(ModulePath, IsNotLookedForBesideARelativePath) {
   const std::string said = refusal(linkTo("bin/cmhost"));
-  EXPECT_NE(said.find("no absolute path"), std::string::npos) << said;
+  EXPECT_NE(said.find("not an absolute path"), std::string::npos) << said;
   EXPECT_NE(said.find("--module"), std::string::npos) << said;
 }
 

@@ -53,12 +53,16 @@ TEST_F(BadModule, FactoryFails) {
   expectFailure(program::stub("factory_null"), {"returned no component"});
 }
 
-TEST_F(BadModule, NoFilter) { expectFailure(program::stub("no_filter"), {"no filter", "'sour'"}); }
+TEST_F(BadModule, NoFilter) {
+  expectFailure(program::stub("no_filter"), {"not a filter", "'sour'"});
+}
 
 TEST_F(BadModule, DeclinesItsConfiguration) {
-  expectFailure(program::stub("declines"), {"cannot be configured: *** ERROR ***: not this one"});
-  expectFailure(program::stub("refuses"), {"refuses to be configured: result 7"});
-  expectFailure(program::stub("configure_throws"), {"cannot be configured: a standard exception"});
+  expectFailure(program::stub("declines"),
+                {"cannot configure the module: *** ERROR ***: not this one"});
+  expectFailure(program::stub("refuses"), {"rejected its configuration: result 7"});
+  expectFailure(program::stub("configure_throws"),
+                {"cannot configure the module: a standard exception"});
 }
 
 TEST_F(BadModule, ThrowsInItsStep) {
@@ -68,12 +72,12 @@ TEST_F(BadModule, ThrowsInItsStep) {
 }
 
 TEST_F(BadModule, PutsWhatIsNoFrame) {
-  expectFailure(program::stub("puts_empty"), {"put an empty frame"});
+  expectFailure(program::stub("puts_empty"), {"returned an empty frame"});
   expectFailure(program::stub("puts_short"), {"a frame of 1 bytes", "6144", "'Y22P'"});
 }
 
 TEST_F(BadModule, LeavesItsInput) {
-  expectFailure(program::stub("leaves_input"), {"does not take its input"});
+  expectFailure(program::stub("leaves_input"), {"does not read its input"});
 }
 
 TEST_F(BadModule, GoodOneGetsEveryFrame) {

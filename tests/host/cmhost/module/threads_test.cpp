@@ -30,7 +30,7 @@ class Threads : public testing::Test {
       EXPECT_EQ(result.exitCode, 1);
       EXPECT_EQ(result.err.rfind("cmhost: error: ", 0), 0U) << result.err;
       EXPECT_EQ(std::count(result.err.begin(), result.err.end(), '\n'), 1) << result.err;
-      EXPECT_NE(result.err.find("a thread cannot be started: "), std::string::npos) << result.err;
+      EXPECT_NE(result.err.find("cannot start a thread: "), std::string::npos) << result.err;
       EXPECT_NE(result.err.find("ulimit -u"), std::string::npos) << result.err;
       EXPECT_EQ(folder.names(), std::vector<std::string>{"in.mkv"});
       if (HasFailure()) break;

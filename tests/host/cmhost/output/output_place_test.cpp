@@ -149,12 +149,12 @@ TEST_F(OutputPlaceTest, EveryErrorIsReportedAsItIs) {
   fs::create_symlink("loop", folder / "loop");
   fs::create_symlink("nowhere/new.nut", folder / "lost");
   expectRefused(folder.path(), " is a directory; name a file to write");
-  expectRefused(folder / "nowhere/new.nut", " cannot be written: No such file or directory");
-  expectRefused(folder / "lost", " cannot be written: No such file or directory");
-  expectRefused(folder / "new/", " cannot be written: Is a directory");
-  expectRefused(folder / "file/new.nut", " cannot be written: Not a directory");
-  expectRefused(folder / "loop", " cannot be written: Too many levels of symbolic links");
-  expectRefused(folder / std::string(256, 'a'), " cannot be written: File name too long");
+  expectRefused(folder / "nowhere/new.nut", ": cannot write: No such file or directory");
+  expectRefused(folder / "lost", ": cannot write: No such file or directory");
+  expectRefused(folder / "new/", ": cannot write: Is a directory");
+  expectRefused(folder / "file/new.nut", ": cannot write: Not a directory");
+  expectRefused(folder / "loop", ": cannot write: Too many levels of symbolic links");
+  expectRefused(folder / std::string(256, 'a'), ": cannot write: File name too long");
 }
 
 TEST_F(OutputPlaceTest, WhatMayNotBeSeenIsNotMissing) {
@@ -165,8 +165,8 @@ TEST_F(OutputPlaceTest, WhatMayNotBeSeenIsNotMissing) {
   ASSERT_EQ(::chmod((folder / "locked").c_str(), 0), 0);
   {
     const Unprivileged unprivileged;
-    expectRefused(folder / "locked/precious.nut", " cannot be written: Permission denied");
-    expectRefused(folder / "link", " cannot be written: Permission denied");
+    expectRefused(folder / "locked/precious.nut", ": cannot write: Permission denied");
+    expectRefused(folder / "link", ": cannot write: Permission denied");
   }
   ASSERT_EQ(::chmod((folder / "locked").c_str(), 0700), 0);
 }
@@ -182,8 +182,8 @@ TEST_F(OutputPlaceTest, LinkPlantedInAOutputPlaceInSharedFolder) {
   for (const char* const name : {"shared/planted", "shared/dangling"})
     if (::lchown((folder / name).c_str(), nobody, nobody) != 0)
       GTEST_SKIP() << "only root can plant a link of somebody else";
-  expectRefused(folder / "shared/planted", " cannot be written: Permission denied");
-  expectRefused(folder / "shared/dangling", " cannot be written: Permission denied");
+  expectRefused(folder / "shared/planted", ": cannot write: Permission denied");
+  expectRefused(folder / "shared/dangling", ": cannot write: Permission denied");
   EXPECT_FALSE(fs::exists(folder / "new.nut"));
   ASSERT_EQ(::chmod((folder / "shared").c_str(), 0755), 0);
   EXPECT_TRUE(findPlace(folder / "shared/planted"));
@@ -207,7 +207,7 @@ TEST_F(OutputPlaceInSharedFolder, PlantedLinkToAPipe) {
   fs::create_symlink("../pipe", folder / "shared/link");
   EXPECT_FALSE(findPlace(folder / "shared/link"));
   if (!giveAway("shared/link")) GTEST_SKIP() << "only root can plant a link of somebody else";
-  expectRefused(folder / "shared/link", " cannot be written: Permission denied");
+  expectRefused(folder / "shared/link", ": cannot write: Permission denied");
 }
 
 TEST_F(OutputPlaceInSharedFolder, PlantedLinkBehindAnother) {
@@ -216,15 +216,15 @@ TEST_F(OutputPlaceInSharedFolder, PlantedLinkBehindAnother) {
   fs::create_symlink("own", folder / "first");
   EXPECT_TRUE(findPlace(folder / "first"));
   if (!giveAway("shared/link")) GTEST_SKIP() << "only root can plant a link of somebody else";
-  expectRefused(folder / "own", " cannot be written: Permission denied");
-  expectRefused(folder / "first", " cannot be written: Permission denied");
+  expectRefused(folder / "own", ": cannot write: Permission denied");
+  expectRefused(folder / "first", ": cannot write: Permission denied");
 }
 
 TEST_F(OutputPlaceInSharedFolder, PlantedPipe) {
   ASSERT_EQ(::mkfifo((folder / "shared/pipe").c_str(), 0622), 0);
   EXPECT_FALSE(findPlace(folder / "shared/pipe"));
   if (!giveAway("shared/pipe")) GTEST_SKIP() << "only root can plant a pipe of somebody else";
-  expectRefused(folder / "shared/pipe", " cannot be written: Permission denied");
+  expectRefused(folder / "shared/pipe", ": cannot write: Permission denied");
   ASSERT_EQ(::chmod((folder / "shared").c_str(), 0755), 0);
   EXPECT_FALSE(findPlace(folder / "shared/pipe"));
 }

@@ -148,7 +148,7 @@ TEST_F(Pipes, ReaderThatGoesAwayWhileInputComes) {
   ASSERT_EQ(::read(out.readEnd(), &first, 1), 1);
   out.closeReadEnd();
   while (in.write(y4m.substr(y4m.size() - y4mFrame))) continue;  // until cmhost ends
-  expectError(process.wait(), 1, "whoever read it has closed the pipe");
+  expectError(process.wait(), 1, ": the reader closed the pipe");
 }
 
 TEST_F(Pipes, ReaderThatGoesAwayWhileNoInputComes) {
@@ -174,7 +174,7 @@ TEST_F(Pipes, ReaderThatGoesAwayWhileNoInputComes) {
   });
   ASSERT_TRUE(in.write(y4m));  // and the writer's end stays open
   reader.join();
-  expectError(process.wait(), 1, "whoever read it has closed the pipe");
+  expectError(process.wait(), 1, ": the reader closed the pipe");
 }
 
 TEST_F(Pipes, DamageEndsARunWhoseReaderStalls) {

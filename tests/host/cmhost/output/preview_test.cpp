@@ -110,8 +110,9 @@ TEST_F(Preview, FrameThatDoesNotCome) {
   clip::write(folder / "in.mkv", clip);
   const Result result = run({"--preview", "look.png@3"}, "out.nut");
   EXPECT_EQ(result.exitCode, 1);
-  EXPECT_NE(result.err.find("look.png is not written: there is no frame 3, only 3 frames"),
-            std::string::npos)
+  EXPECT_NE(
+      result.err.find("look.png: not written: there is no frame 3, the output has only 3 frames"),
+      std::string::npos)
       << result.err;
   EXPECT_EQ(folder.names(), (std::vector<std::string>{"in.mkv", "out.nut"}));
   EXPECT_EQ(clip::read(folder / "out.nut").pictures.size(), 3U);

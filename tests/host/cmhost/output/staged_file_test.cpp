@@ -117,7 +117,9 @@ TEST_F(Staged, WhatComesMeanwhileIsNotReplaced) {
     staged->put(false);
     ADD_FAILURE() << "a file is replaced";
   } catch (const cmhost::Failure& failure) {
-    EXPECT_EQ(failure.what(), path() + " has come to exist meanwhile; --overwrite replaces it");
+    EXPECT_EQ(failure.what(), path() +
+                                  ": another process created this file during the run; use "
+                                  "--overwrite to replace it");
   }
   staged.reset();
   EXPECT_EQ(folder.names(), std::vector<std::string>{"out.nut"});
