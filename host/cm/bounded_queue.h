@@ -11,18 +11,18 @@
 
 namespace cm {
 
-/// A queue between threads that holds at most `capacity` items: whoever puts waits while it is
+/// A queue between threads that holds at most `capacity` items. `put` blocks while the queue is
 /// full, so a fast producer cannot run ahead of a slow consumer.
 ///
-/// The producer ends it with `finish`: what is queued can still be taken. Either side ends it with
-/// `abandon`: what is queued is dropped and everybody who waits is let go. All functions may be
+/// The producer ends the queue with `finish`: queued items can still be taken. Either side can end
+/// it with `abandon`: queued items are dropped and waiting threads wake up. All functions may be
 /// called from any thread.
 template <typename T>
 class BoundedQueue {
  public:
   explicit BoundedQueue(std::size_t capacity) : capacity_(capacity) {}
 
-  /// Waits for room and queues `item`. False, and the item is dropped, once the queue has ended.
+  /// Waits for room and queues `item`. Once the queue has ended, drops `item` and returns false.
   bool put(T item) {
     std::unique_lock<std::mutex> lock(mutex_);
     wait(room_, lock, forRoom_, [this] { return ended_ || items_.size() < capacity_; });
@@ -33,20 +33,20 @@ class BoundedQueue {
     return true;
   }
 
-  /// The next item if one is waiting.
+  /// Takes the next item if there is one, without waiting.
   std::optional<T> tryTake() {
     std::lock_guard<std::mutex> lock(mutex_);
     return takeLocked();
   }
 
-  /// Waits for the next item. Nothing once the queue has ended and is empty.
+  /// Waits for the next item. Returns nothing once the queue has ended and is empty.
   std::optional<T> take() {
     std::unique_lock<std::mutex> lock(mutex_);
     wait(filled_, lock, forItems_, [this] { return ended_ || !items_.empty(); });
     return takeLocked();
   }
 
-  /// Waits until an item is there to be taken (true) or none will come any more (false).
+  /// Waits until an item is available (returns true) or the queue has ended and is empty (false).
   bool waitForItem() {
     std::unique_lock<std::mutex> lock(mutex_);
     wait(filled_, lock, forItems_, [this] { return ended_ || !items_.empty(); });
@@ -58,7 +58,7 @@ class BoundedQueue {
     return items_.size();
   }
 
-  /// How long its users have waited for room in it and for items, added up.
+  /// The total time that threads have waited for room and for items.
   std::chrono::duration<double> waitedForRoom() const {
     std::lock_guard<std::mutex> lock(mutex_);
     return forRoom_.total;
@@ -68,7 +68,7 @@ class BoundedQueue {
     return forItems_.total;
   }
 
-  /// Whether anybody waits for room in it, or for items, right now.
+  /// Whether a thread is waiting for room or for items now.
   bool isWaitedForRoom() const {
     std::lock_guard<std::mutex> lock(mutex_);
     return forRoom_.waiting > 0;
@@ -78,14 +78,14 @@ class BoundedQueue {
     return forItems_.waiting > 0;
   }
 
-  /// How often an item was put, was taken, or was asked for while more may come. Grows as long as
-  /// those at its ends do something.
+  /// The number of items put, items taken, and attempts to take one before the end of the queue.
+  /// Grows as long as the producer or the consumer is active.
   std::uint64_t handled() const {
     std::lock_guard<std::mutex> lock(mutex_);
     return handled_;
   }
 
-  /// No more items will come; those queued can still be taken.
+  /// Ends the queue; queued items can still be taken.
   void finish() {
     std::lock_guard<std::mutex> lock(mutex_);
     ended_ = true;
@@ -93,10 +93,10 @@ class BoundedQueue {
     filled_.notify_all();
   }
 
-  /// Nobody wants the items any more. Allocates nothing, so that destructors may call it.
+  /// Ends the queue and drops the queued items. Does not allocate, so that destructors may call it.
   void abandon() {
     finish();
-    while (tryTake()) {  // one by one, because an item's destructor must not run under the lock
+    while (tryTake()) {  // one by one: destructors of items must not run under the lock
     }
   }
 

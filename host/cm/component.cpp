@@ -34,7 +34,7 @@ CException loopException(const char* name, int line, const char* message) {
 void CMMultipleQueueComponent::threadrunloop(lumbase::object_refcount* context) {
   auto* const loop = dynamic_cast<cm::LoopContext*>(context);
   const auto report = [&](const CException& exception) {
-    if (loop != nullptr) loop->fail(exception);  // first: the component's handler may fail itself
+    if (loop != nullptr) loop->fail(exception);  // first, because the component's handler may fail
     handleException(exception);
   };
   try {
@@ -54,7 +54,7 @@ void CMMultipleQueueComponent::runloop(lumbase::object_refcount* context) {
     throw loopException("QOR::CException", __LINE__,
                         "the loop's context was not created by this host");
   while (loop->waitForInput()) {
-    // A component that leaves a waiting frame alone would be asked for ever.
+    // Otherwise a component that ignores a queued frame would be called for ever.
     if (!process() && loop->inputIsWaiting())
       throw loopException("QOR::CException", __LINE__, "the component does not read its input");
   }

@@ -1,5 +1,5 @@
-// The contract's abstract classes: their tables and type information live in the host's library, so
-// that module and host mean the same class.
+// The contract's abstract classes. Their vtables and type information are in the host's library, so
+// that module and host use the same classes.
 #include "lib/cm/RConfiguration.h"
 #include "lib/cm/RDescription.h"
 #include "lib/cm/RFrame.h"

@@ -9,12 +9,12 @@
 
 namespace cm {
 
-/// Keys and FourCC values for a filter. Filled by one thread before `configure` sees it.
+/// Keys and FourCC values for a filter. Filled by one thread before it is passed to `configure`.
 class CM_API FilterConfiguration final : public QOR::CM::RFilterConfiguration {
  public:
   static QOR::RPtr<FilterConfiguration> create();
 
-  /// Stores `value` under `key`, over an earlier one.
+  /// Stores `value` under `key`, replacing an earlier value.
   void setFourCC(const std::string& key, unsigned int value);
 
   unsigned int getFourCC(const char* key, unsigned int fallback) const override;

@@ -8,11 +8,11 @@
 
 namespace cm {
 
-/// The queue in front of a component. The component holds it as its reader; the host fills
-/// `frames()` from another thread.
+/// The input queue of a component. The component uses it as its reader; the host fills `frames()`
+/// from another thread.
 class CM_API InputQueue final : public QOR::CM::RQFrameReader {
  public:
-  /// `capacity` frames may wait at a time.
+  /// The queue holds up to `capacity` frames.
   static QOR::RPtr<InputQueue> create(QOR::RPtr<QOR::CM::RDescription> description,
                                       std::size_t capacity);
 
@@ -29,20 +29,20 @@ class CM_API InputQueue final : public QOR::CM::RQFrameReader {
   BoundedQueue<QOR::RPtr<QOR::CM::RVideoFrame>> frames_;
 };
 
-/// The queue behind a component. The component holds it as its writer; the host empties `frames()`
-/// from another thread. An empty pointer that a component puts travels through it like a frame, so
-/// that the host sees it in its place.
+/// The output queue of a component. The component uses it as its writer; the host empties
+/// `frames()` from another thread. A null pointer put by a component is queued like a frame, so
+/// that the host gets it in order.
 class CM_API OutputQueue final : public QOR::CM::RQFrameWriter {
  public:
-  /// `capacity` frames may wait at a time; `put` blocks beyond that.
+  /// The queue holds up to `capacity` frames; `put` blocks while it is full.
   static QOR::RPtr<OutputQueue> create(std::size_t capacity);
 
   void setDescription(const QOR::RPtr<const QOR::CM::RDescription>& description) override;
 
-  /// Once the queue has ended, the frame is dropped: the host's loop ends the component's work.
+  /// Drops the frame once the queue has ended: the host's loop then stops the component.
   void put(const QOR::RPtr<const QOR::CM::RFrame>& frame) override;
 
-  /// What the component set in `configure`; empty before.
+  /// The description that the component set in `configure`; null before.
   const QOR::RPtr<const QOR::CM::RDescription>& description() const { return description_; }
 
   BoundedQueue<QOR::RPtr<const QOR::CM::RFrame>>& frames() { return frames_; }

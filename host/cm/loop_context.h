@@ -9,8 +9,8 @@
 
 namespace cm {
 
-/// What this host gives its loop as context: the queue to wait at, and whom to tell when an
-/// exception ended the loop. The loop goes on while the queue has frames and ends with it.
+/// The context that this host passes to the loop: the queue to wait for, and the handler of an
+/// exception that ends the loop. The loop runs until the queue has ended and is empty.
 class CM_API LoopContext final : public lumbase::object_refcount {
  public:
   using FailureHandler = std::function<void(const QOR::CException&)>;
@@ -18,7 +18,7 @@ class CM_API LoopContext final : public lumbase::object_refcount {
   /// `onFailure` is called on the loop's thread, at most once.
   static QOR::RPtr<LoopContext> create(QOR::RPtr<InputQueue> input, FailureHandler onFailure);
 
-  /// Blocks until a frame is there (true) or none will come any more (false).
+  /// Waits until a frame is available (returns true) or the input has ended (false).
   bool waitForInput() { return input_->frames().waitForItem(); }
 
   bool inputIsWaiting() const { return input_->frames().size() != 0; }

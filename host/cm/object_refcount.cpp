@@ -9,7 +9,7 @@ object_refcount::~object_refcount() = default;
 void object_refcount::retain() const { references_.fetch_add(1, std::memory_order_relaxed); }
 
 void object_refcount::release() const {
-  // The last one out must see everything that the others did to the object.
+  // The last owner must see all changes that other threads made to the object.
   if (references_.fetch_sub(1, std::memory_order_acq_rel) <= 1) delete this;
 }
 

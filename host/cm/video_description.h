@@ -6,10 +6,10 @@
 
 namespace cm {
 
-/// The size of a stream's pictures.
+/// The frame size of a stream.
 class CM_API VideoDescription final : public QOR::CM::RDescription {
  public:
-  /// Luma pixels in a row, luma rows.
+  /// `width` and `height` in luma pixels.
   static QOR::RPtr<VideoDescription> create(unsigned int width, unsigned int height);
 
   unsigned int width() const override { return width_; }

@@ -11,12 +11,12 @@ namespace cm {
 
 namespace {
 
-// A cache line: copies of complete pictures are fastest between such addresses.
+// A cache line: copying complete frames is fastest with this alignment.
 constexpr std::align_val_t pictureAlignment{64};
 
-// Pictures that frames no longer use are used again by the next frames of the same size: new memory
-// would have to be cleared by the system and brought into the cache first. What is kept is released
-// with the last frame.
+// Buffers of released frames are reused for new frames of the same size, because the system would
+// have to clear new memory, which is also not in the cache. All buffers are freed with the last
+// frame.
 class PicturePool {
  public:
   unsigned char* take(unsigned int size) {
@@ -61,7 +61,7 @@ class PicturePool {
   unsigned int size_ = 0;
 };
 
-// Never destroyed: frames may outlive what is destroyed at the end of the process.
+// Never destroyed: frames may outlive static objects at the end of the process.
 PicturePool& picturePool() {
   static PicturePool& pool = *new PicturePool;
   return pool;

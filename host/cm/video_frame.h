@@ -8,30 +8,30 @@
 
 namespace cm {
 
-/// What a host attaches to a frame and finds again on every frame made like it: timing, tags, side
-/// data. This library hands it on unread.
+/// Data that a host attaches to a frame, such as time stamps, tags and side data. Frames created
+/// from that frame share it. This library does not use it.
 using FrameProperties = QOR::RPtr<const lumbase::object_refcount>;
 
-/// A decoded picture as this host makes it: a buffer of its own, its pixel format, and the
-/// properties that the host attached. The picture is written by whoever creates the frame and is
-/// only read once the frame is on a queue; everything else never changes.
+/// A video frame of this host: a buffer, its pixel format, and the properties that the host
+/// attached. The creator of the frame writes the pixel data before it queues the frame; after that,
+/// the data is read-only. Everything else never changes.
 class CM_API VideoFrame final : public QOR::CM::RVideoFrame {
  public:
-  /// A frame with `size` bytes of picture that are not yet written. Throws `std::bad_alloc`.
+  /// Creates a frame with `size` bytes of uninitialised pixel data. Throws `std::bad_alloc`.
   static QOR::RPtr<VideoFrame> create(unsigned int fourcc, unsigned int size,
                                       FrameProperties properties);
 
-  /// A frame whose picture is the `size` bytes at `data`, which stay unchanged as long as `owner`
-  /// lives. Frames made like this one share its properties but not its owner.
+  /// Creates a frame that uses the `size` bytes at `data`, which must stay valid and unchanged as
+  /// long as `owner` exists. Frames created from this one share its properties but not its owner.
   static QOR::RPtr<VideoFrame> wrap(unsigned int fourcc, unsigned int size, unsigned char* data,
                                     FrameProperties properties, FrameProperties owner);
 
   unsigned char* data() const override { return data_; }
 
-  /// Bytes of the picture.
+  /// Size of the pixel data in bytes.
   unsigned int size() const { return size_; }
 
-  /// Pixel format, first character in the most significant byte.
+  /// Pixel format; the first character is in the most significant byte.
   unsigned int fourcc() const { return fourcc_; }
 
   const FrameProperties& properties() const { return properties_; }
@@ -54,8 +54,8 @@ class CM_API VideoFrame final : public QOR::CM::RVideoFrame {
   unsigned int fourcc_;
   unsigned int size_;
   FrameProperties properties_;
-  FrameProperties owner_;  ///< of the picture; null when it is this frame's own
-  Picture picture_;        ///< null when the picture has another owner
+  FrameProperties owner_;  ///< of the pixel data; null when this frame owns it
+  Picture picture_;        ///< null when the pixel data has another owner
   unsigned char* data_;
 };
 

@@ -27,8 +27,8 @@ const PictureLayout& chooseLayout(const Options& options, const std::string& inp
   return *layout;
 }
 
-// A module may know the layout by another code. One that stands for another layout would have it
-// read beyond the frames.
+// A module may use another code for the same layout. With the code of a different layout, it would
+// read past the end of the frames.
 unsigned int fourccForModule(const Options& options, unsigned int fourcc) {
   for (const auto& [key, value] : options.keys) {
     if (key != layoutKey) continue;
@@ -65,7 +65,7 @@ FrameSource::FrameSource(Input& input, const Options& options) : input_(input) {
   first_ = convert(std::move(decoded));
 }
 
-// The range that a pixel format says by its name is said by a tag from here on.
+// From here on, the range is a tag and not part of the pixel format.
 FramePtr FrameSource::convert(FramePtr decoded) const {
   if (converter_ != nullptr) decoded = converter_->convert(*decoded);
   if (decoded->format == layout_.fullRangePixelFormat) decoded->color_range = AVCOL_RANGE_JPEG;

@@ -10,22 +10,23 @@
 
 namespace cmhost {
 
-/// The frames of the input in one layout that the module takes: decoded, checked and converted
-/// where --convert asks for it. One thread at a time.
+/// Delivers the frames of the input in a layout that the module supports: decoded, checked and,
+/// with
+/// --convert, converted. Not thread-safe.
 class FrameSource {
  public:
   /// Decodes the first frame and chooses the layout. Throws `Failure`, and
-  /// `interruption::Interrupted` when a signal came first.
+  /// `interruption::Interrupted` after a signal.
   FrameSource(Input& input, const Options& options);
 
-  /// The layout of all frames, with the code by which the module knows it.
+  /// The layout of all frames, with the code that the module uses for it.
   const PictureLayout& layout() const { return layout_; }
 
-  /// What all frames are like: the first one, until `next` has returned it.
+  /// The first frame, as a model for all frames. Valid until the first call of `next`.
   const AVFrame& first() const { return *first_; }
 
-  /// The next frame, beginning with the first; null at the end of the part. Throws `Failure`, also
-  /// when a frame has another size or pixel format than the first.
+  /// The next frame, starting with the first; null at the end of the part. Throws `Failure`, also
+  /// when a frame differs from the first in size or pixel format.
   FramePtr next();
 
  private:
@@ -33,12 +34,12 @@ class FrameSource {
   void checkLikeFirst(const AVFrame& decoded) const;
 
   Input& input_;
-  FramePtr first_;  ///< null once it is handed out
-  int width_ = 0;   ///< of decoded pictures
+  FramePtr first_;  ///< null after `next` has returned it
+  int width_ = 0;   ///< of decoded frames
   int height_ = 0;
   int format_ = AV_PIX_FMT_NONE;
   PictureLayout layout_{};
-  std::unique_ptr<LayoutConverter> converter_;  ///< null when pictures are decoded in the layout
+  std::unique_ptr<LayoutConverter> converter_;  ///< null when frames are decoded in the layout
 };
 
 }  // namespace cmhost

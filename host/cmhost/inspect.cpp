@@ -23,11 +23,11 @@ namespace {
 
 struct Configured {
   bool taken = false;
-  std::string reason;  ///< of one that is not
+  std::string reason;  ///< why not
   std::vector<std::string> printed;
 };
 
-/// Standard output goes to memory while this lives.
+/// Captures standard output in memory during its lifetime.
 class CaughtOutput {
  public:
   CaughtOutput() : memory_(::memfd_create("printed", MFD_CLOEXEC)) {
@@ -109,8 +109,8 @@ std::string asText(const Options& options, const Module& module, const Configure
   return text.str();
 }
 
-// ASCII only, so that nothing acts on a terminal. Bytes that are not UTF-8 are replaced: JSON
-// cannot hold them.
+// ASCII only, so that the text cannot control a terminal. Bytes that are not valid UTF-8 are
+// replaced, because JSON does not allow them.
 std::string jsonText(const nlohmann::ordered_json& value) {
   return value.dump(2, ' ', true, nlohmann::ordered_json::error_handler_t::replace) + "\n";
 }

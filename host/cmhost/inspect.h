@@ -4,10 +4,10 @@
 
 namespace cmhost {
 
-/// Prints on standard output what a module is, what the primitives select on this processor, and
-/// what the module prints and answers when it is configured. Returns the program's exit code: done
-/// when the module takes the configuration. Throws `Failure` for what is no filter module; as JSON,
-/// the reason has then been printed.
+/// Loads and configures a module, and prints on standard output its type, what it printed and
+/// whether it accepted the configuration. Returns the program's exit code: success if it did.
+/// Throws `Failure` if the file is not a filter module; with --json, the reason has then been
+/// printed.
 int inspect(const Options& options);
 
 }  // namespace cmhost

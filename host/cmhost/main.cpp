@@ -19,18 +19,17 @@
 
 namespace {
 
-// Every picture takes megabytes and goes again soon. By default the C library gives such memory
-// back each time and has the system clear it anew for the next picture, which costs more time than
-// marking does.
+// Frames take megabytes and live for a short time. By default the C library returns such memory to
+// the system, which clears it again for the next frame. That takes longer than marking the frame.
 void keepPicturesMemory() {
-  constexpr int wholePictures = 1 << 30;
-  mallopt(M_MMAP_THRESHOLD, wholePictures);
-  mallopt(M_TRIM_THRESHOLD, wholePictures);
-  mallopt(M_ARENA_MAX, 1);  // whichever thread takes it
+  constexpr int threshold = 1 << 30;
+  mallopt(M_MMAP_THRESHOLD, threshold);
+  mallopt(M_TRIM_THRESHOLD, threshold);
+  mallopt(M_ARENA_MAX, 1);  // frames are allocated in one thread and freed in another
 }
 
-// A file opened where a standard stream is missing would get what is meant for that stream. What
-// stands in its place can neither be read nor written.
+// If a standard stream is closed, the next file opened would take its number and receive its data.
+// The placeholders opened here can be neither read nor written.
 void fillStandardStreams() {
   for (;;) {
     const int lowest = ::open("/dev/null", O_RDONLY);
@@ -75,9 +74,9 @@ int runProgram(int argc, char** argv) {
 int main(int argc, char** argv) {
   fillStandardStreams();
   keepPicturesMemory();
-  std::signal(SIGPIPE, SIG_IGN);  // told by the write that fails, as is the next
+  std::signal(SIGPIPE, SIG_IGN);  // reported by the write that fails; same below
   std::signal(SIGXFSZ, SIG_IGN);
-  ::setenv("SVT_LOG", "1", 0);  // this AV1 encoder prints a banner unless told to print errors only
+  ::setenv("SVT_LOG", "1", 0);  // errors only: this AV1 encoder prints a banner
   cmhost::captureAvLog();
   const cmhost::SignalStack signalStack;
   cmhost::sudden_end::install();

@@ -76,10 +76,10 @@ void parsePreview(const std::string& text, Options& options) {
     reject("--preview", text, "of the form FILE.png[@FRAME]");
 }
 
-// Nothing computed from a number of the command line overflows.
+// Limit for numbers on the command line, so that computations with them cannot overflow.
 constexpr int mostNumber = 999999999;
 
-// What the command line holds as text.
+// Options that are parsed as text first.
 struct Texts {
   std::vector<std::string> inputOptions, encoderOptions, keys;
   std::string start, convert, preview, inspect, size, layout, progress, references;
@@ -119,7 +119,7 @@ void declare(CLI::App& app, Options& options, Texts& texts) {
     inspect->excludes(app.get_option(other));
 }
 
-// An unknown option makes its value an operand, so the operands left over would be blamed with it.
+// The value of an unknown option is parsed as an operand, so report unknown options first.
 void refuseRest(const CLI::App& app) {
   for (const std::string& word : app.remaining())
     if (word.size() > 1 && word[0] == '-')

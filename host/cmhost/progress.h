@@ -8,21 +8,21 @@
 
 namespace cmhost {
 
-/// The words of the line that says how far a run is: a percentage and the time left where the
-/// number of frames to come is known (above 0), a count where not.
+/// The text of the progress line: a percentage and the remaining time if the number of expected
+/// frames is known (above 0), otherwise only the number of frames.
 std::string progressText(std::int64_t frames, std::int64_t expected, double seconds);
 
-/// Shows how far the run is on standard error: on a terminal in one line that changes, elsewhere,
-/// where that is asked for, in a line a second.
+/// Shows progress on standard error: on a terminal in one line that is updated in place; otherwise,
+/// if requested, one line per second.
 class Progress {
  public:
-  /// `expected` is the number of frames to come, 0 when not known.
+  /// `expected` is the total number of frames, 0 when unknown.
   Progress(ProgressMode mode, std::int64_t expected);
 
-  /// Says that `frames` are done.
+  /// Updates the progress: `frames` are finished.
   void show(std::int64_t frames);
 
-  /// Takes the line away.
+  /// Clears the line.
   void clear();
 
   double seconds() const;
@@ -34,7 +34,7 @@ class Progress {
   bool onTerminal_;
   bool shown_;
   Clock::time_point start_;
-  double nextLine_ = 1;  ///< in seconds; not on a terminal
+  double nextLine_ = 1;  ///< time of the next line in seconds, if not on a terminal
 };
 
 }  // namespace cmhost

@@ -38,7 +38,8 @@ void warnOfMissingFrames(const Module& module, const Pipeline& pipeline) {
                " of the " + framesText(pipeline.framesGiven()));
 }
 
-// Says once that a signal has come, and notices a reader that has gone while nothing is written.
+// Prints a note once after a signal, and detects a reader that closed the pipe while nothing is
+// written.
 class Watch {
  public:
   Watch(Progress& progress, const Output& output, bool quiet)
@@ -84,7 +85,7 @@ int run(const Options& options) {
     busy = pipeline->busyShares();
     warnOfMissingFrames(module, *pipeline);
     pipeline.reset();
-    module.unload();  // whatever it still does must not come after the output has its name
+    module.unload();  // it must not run any more code after the output is renamed
     output.commit();
   } catch (...) {
     progress.clear();

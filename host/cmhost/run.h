@@ -4,9 +4,10 @@
 
 namespace cmhost {
 
-/// One video from end to end: decoding, the component's loop and encoding on a thread each, bounded
-/// queues between them. Returns the program's exit code: done, or interrupted with an output that
-/// holds what was done until then. Throws `Failure`; then no output is left that looks whole.
+/// Processes one video. Decoding, the component's loop and encoding run in separate threads with
+/// bounded queues between them. Returns the program's exit code: success, or interrupted by a
+/// signal with an output of the frames finished so far. Throws `Failure`; then no output is left
+/// that looks complete.
 int run(const Options& options);
 
 }  // namespace cmhost

@@ -7,19 +7,19 @@
 
 namespace cmhost {
 
-/// What the output takes over from the input: streams, tags, rate and the part of the file that is
-/// marked. It refers to the opened file, which must live longer.
+/// Describes the input for the output: streams, tags, frame rate and the selected part of the file.
+/// Refers to the opened file, which must outlive it.
 struct Source {
   AVFormatContext& format;
   AVStream& video;
-  AVRational frameRate;  ///< frames per second as the container says; 0/0 when it does not
+  AVRational frameRate;  ///< according to the container; 0/0 when unknown
 
-  /// What is subtracted from the file's time stamps in the output, in microseconds; 0 when the part
-  /// begins where the file does.
+  /// Subtracted from the time stamps of the file, in microseconds; 0 when the part starts with the
+  /// file.
   std::int64_t shift = 0;
 
-  /// Where the part ends, in microseconds of the output's time stamps; none when it ends with the
-  /// file, or when the container has no frame rate.
+  /// End of the part, in microseconds of the output's time stamps. Empty when the part ends with
+  /// the file or when the frame rate is unknown.
   std::optional<std::int64_t> end;
 };
 

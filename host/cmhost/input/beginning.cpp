@@ -15,15 +15,15 @@ void Beginning::open(const AVFormatContext& format, const AVStream& video, bool 
   awaitsKeyFrame_ = startsAnywhere() && codec_ == AV_CODEC_ID_HEVC;
 }
 
-// Ogg always begins with heads and a key frame. So does an MPEG program stream, unless it is a
-// later part of one that was split, as on a DVD.
+// Ogg always starts with headers and a key frame. So does an MPEG program stream, unless it is a
+// later part of a split stream, as on a DVD.
 bool Beginning::startsAnywhere() const {
   if (std::strcmp(container_->name, "ogg") == 0) return false;
   if (std::strcmp(container_->name, "mpeg") == 0 && beginsWithSequence_) return false;
   return (container_->flags & AVFMT_TS_DISCONT) != 0;
 }
 
-// The decoder of MPEG video passes over what comes before the head of a sequence without a word.
+// The MPEG video decoder silently skips data before the first sequence header.
 void Beginning::noteSequence(const AVPacket& packet) {
   static constexpr std::uint8_t startCode[] = {0, 0, 1};
   constexpr std::uint8_t sequence = 0xB3;

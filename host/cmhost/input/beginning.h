@@ -4,25 +4,26 @@
 
 namespace cmhost {
 
-/// The beginning of a video, up to its first complete picture. A recording of a broadcast may start
-/// anywhere, and so may a part of a file: what comes first there may refer to what was sent
-/// earlier, and is no damage.
+/// Handles the start of a video, up to its first complete frame. A broadcast recording may start
+/// anywhere, and so may a part of a file. Its first packets may refer to frames before the start,
+/// which is not damage.
 class Beginning {
  public:
-  /// Takes an opened file, of which `video` is decoded. `later` says that only a part is read.
+  /// Starts with an opened file; `video` is the decoded stream. `later`: reading starts inside the
+  /// file.
   void open(const AVFormatContext& format, const AVStream& video, bool later);
 
-  /// Looks at the next packet of the video. Whether the decoder should get it: the one for HEVC
-  /// would invent what pictures before the first key frame refer to.
+  /// Whether to send the next video packet to the decoder. The HEVC decoder would generate missing
+  /// reference frames before the first key frame.
   bool admits(const AVPacket& packet);
 
-  /// Whether damage before the first complete picture is to be expected.
+  /// Whether damage before the first complete frame is expected.
   bool mayBeIncomplete() const { return later_ || startsAnywhere(); }
 
-  /// Notes that something before the first complete picture is left out.
+  /// Records that data before the first complete frame is dropped.
   void skip() { skipped_ = !later_; }
 
-  /// Whether something that the file holds was left out. What comes before a part does not count.
+  /// Whether data of the file was dropped. Data before a selected part does not count.
   bool wasSkipped() const { return skipped_; }
 
  private:
@@ -34,7 +35,8 @@ class Beginning {
   bool later_ = false;
   bool awaitsKeyFrame_ = false;
   bool atFirstPacket_ = true;
-  bool beginsWithSequence_ = false;  ///< so does the first packet, in MPEG video
+  bool beginsWithSequence_ =
+      false;  ///< the first packet of MPEG video starts with a sequence header
   bool skipped_ = false;
 };
 

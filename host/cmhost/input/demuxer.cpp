@@ -14,7 +14,7 @@ namespace cmhost {
 
 namespace {
 
-// What it takes to open an input: its tables, and what is attached to it.
+// Limits for opening an input, with its index and attachments.
 constexpr std::int64_t openingGibibytes = 1;
 constexpr int mostStreams = 1000;
 
@@ -34,12 +34,12 @@ bool beginsAsPlaylist(AVIOContext& io) {
          std::memcmp(begin, mark, length) == 0;
 }
 
-// The demuxer of picture sequences opens files by the input's name, as a pattern.
+// The demuxer of image sequences would use the input's name as a pattern and open other files.
 const AVInputFormat* demuxerByContent(InputFile& file, const AVFormatContext& format, int& error) {
   const AVInputFormat* demuxer = nullptr;
   error = av_probe_input_buffer2(file.io(), &demuxer, file.name().c_str(), nullptr, 0,
                                  static_cast<unsigned int>(format.format_probesize));
-  // Newer media libraries find a playlist only under a playlist's name, and may go by any other.
+  // Newer media libraries detect a playlist only if the file name has a playlist's extension.
   const AVInputFormat* const playlists = av_find_input_format("hls");
   if ((error >= 0 || error == AVERROR_INVALIDDATA) && playlists != nullptr &&
       beginsAsPlaylist(*file.io())) {
@@ -50,8 +50,8 @@ const AVInputFormat* demuxerByContent(InputFile& file, const AVFormatContext& fo
   return isSequence ? av_find_input_format("image2pipe") : demuxer;
 }
 
-// The QuickTime family opens referred files only when told to. What may be opened, `References`
-// decides; then it also learns which file it is.
+// By default, the QuickTime demuxer does not open referenced files. It is told to here, so that
+// `References` learns their names and decides which ones may be opened.
 void followReferences(Dictionary& dictionary, const AVInputFormat& demuxer,
                       AllowedReferences allowed) {
   if (std::strncmp(demuxer.name, "mov,", 4) != 0) return;
@@ -59,13 +59,13 @@ void followReferences(Dictionary& dictionary, const AVInputFormat& demuxer,
   if (allowed == AllowedReferences::none) dictionary.set("use_absolute_path", "1");
 }
 
-// Options that allow more than the one which is for that.
+// Rejects demuxer options that would bypass --allow-references.
 void checkOptions(const Options& options) {
   for (const auto& [key, value] : options.inputOptions) {
     const bool choosesProtocols = key == "protocol_whitelist" || key == "protocol_blacklist";
     if (choosesProtocols && options.references == AllowedReferences::none)
       throw Failure("--input-option: " + key + " requires --allow-references", exitUsage);
-    // Such a list may set the protocols itself.
+    // An unsafe list can set the protocols itself.
     if (key == "safe" && value != "1" && options.references != AllowedReferences::network)
       throw Failure("--input-option: safe=" + value + " requires --allow-references network",
                     exitUsage);
@@ -95,7 +95,7 @@ InputFormatPtr openDemuxer(InputFile& file, References& references, const Option
   followReferences(dictionary, *demuxer, options.references);
 
   const MemoryCap cap(openingGibibytes << 30);
-  AVFormatContext* opened = context.release();  // freed when it cannot be opened
+  AVFormatContext* opened = context.release();  // freed by avformat_open_input on an error
   error = avformat_open_input(&opened, file.name().c_str(), demuxer, dictionary.entries());
   InputFormatPtr format(error >= 0 ? opened : nullptr);
   if (error == AVERROR(ENOMEM))

@@ -7,9 +7,10 @@
 
 namespace cmhost {
 
-/// Opens the file with the demuxer that the options name, or else its content, and hands over what
-/// the options say to it. A negative error of the media library is returned in `error`, with null.
-/// Throws `Failure` for wrong options, and for a file that needs references which are not allowed.
+/// Opens the file with the demuxer named in the options, or detected from the content, and passes
+/// the input options to it. On an error of the media library, returns null and stores the error
+/// code in `error`. Throws `Failure` for invalid options and for files that need references which
+/// are not allowed.
 InputFormatPtr openDemuxer(InputFile& file, References& references, const Options& options,
                            int& error);
 

@@ -20,7 +20,7 @@ namespace cmhost {
 
 namespace {
 
-// Opening a named pipe would wait for its writer where no signal helps; reading waits as well.
+// Without O_NONBLOCK, opening a named pipe waits for a writer and cannot be interrupted here.
 FileDescriptor openForReading(const std::string& path) {
   if (path != "-") return FileDescriptor(::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
   if (::isatty(STDIN_FILENO) != 0)
@@ -47,14 +47,14 @@ std::int64_t InputFile::size() const {
 
 std::int64_t InputFile::position() const { return ::lseek(file_.number(), 0, SEEK_CUR); }
 
-// Demuxers may look beyond the end.
+// Demuxers may seek past the end.
 void InputFile::noteEnd() {
   std::int64_t now = 0;
   if (!endIsKept() && seekable() && isRegular(file_.number(), &now))
     end_ = std::min(now, position());
 }
 
-// Opening a file may look for its end and return to its beginning.
+// Demuxers may reach the end while opening the file and then seek back.
 void InputFile::keepEnd() {
   if (end_ >= 0 && position() < end_) end_ = -1;
   keepsEnd_ = true;
@@ -77,7 +77,7 @@ void InputFile::interrupt() {
 
 bool InputFile::interrupted() const { return interrupted_ || interruption::received() != 0; }
 
-// A regular file never makes anybody wait.
+// Reading a regular file does not block.
 bool InputFile::waitForBytes() const {
   if (!seekable()) {
     pollfd waits[] = {{file_.number(), POLLIN, 0},

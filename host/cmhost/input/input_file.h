@@ -9,8 +9,8 @@
 
 namespace cmhost {
 
-/// The bytes of the input, for the demuxer. Reading waits in a way that another thread and a signal
-/// can end; it then fails with `AVERROR_EXIT`, now and from now on.
+/// Reads the bytes of the input for the demuxer. A signal or another thread can interrupt a blocked
+/// read; this and all later reads then fail with `AVERROR_EXIT`.
 class InputFile {
  public:
   /// Opens `path`; "-" is standard input. Throws `Failure`.
@@ -21,35 +21,35 @@ class InputFile {
 
   AVIOContext* io() { return io_.get(); }
 
-  /// How messages call it.
+  /// The name used in messages.
   const std::string& name() const { return name_; }
 
   bool seekable() const { return size_ >= 0; }
 
-  /// Size in bytes: of a file, up to where reading found its end; of a pipe, what has come out of
-  /// it so far.
+  /// Size in bytes. For a file, up to the end that was found while reading; for a pipe, the number
+  /// of bytes read so far.
   std::int64_t size() const;
 
-  /// What follows is read once, in order: the input ends where reading first finds the file's end,
-  /// even if more is appended after that.
+  /// Call it before the file is read in order. From now on, the input ends where the end of the
+  /// file is first reached, even if data is appended later.
   void keepEnd();
 
-  /// Whether the file has become longer since it was opened.
+  /// Whether the file has grown since it was opened.
   bool hasGrown() const;
 
-  /// Whether the end that has been kept is one of a file that has grown, and may lie anywhere.
+  /// Whether the end of a growing file was reached, which may be at any byte.
   bool endsWhileGrowing() const { return endIsKept() && hasGrown(); }
 
-  /// Whether reading has found the end after `keepEnd`. On the reading thread.
+  /// Whether the end was reached after `keepEnd`. Call it on the reading thread.
   bool endIsKept() const { return keepsEnd_ && end_ >= 0; }
 
-  /// How long it should be, see `file_structure.h`; -1 when it does not say.
+  /// The size declared by the container, see `file_structure.h`; -1 when unknown.
   std::int64_t declaredSize() const;
 
-  /// Ends reading. Any thread.
+  /// Stops reading. Any thread.
   void interrupt();
 
-  /// Whether reading has been ended, by `interrupt` or by a signal.
+  /// Whether reading was stopped by `interrupt` or a signal.
   bool interrupted() const;
 
  private:
@@ -63,10 +63,10 @@ class InputFile {
   FileDescriptor file_;
   Event interruption_;
   std::atomic<bool> interrupted_{false};
-  std::int64_t size_ = -1;  ///< of a file when it was opened; -1: no regular file
-  std::int64_t end_ = -1;   ///< where reading found the file's end
+  std::int64_t size_ = -1;  ///< of a regular file when it was opened; otherwise -1
+  std::int64_t end_ = -1;   ///< where the end of the file was reached; -1: not yet
   bool keepsEnd_ = false;
-  PassedBytes passed_;  ///< out of a pipe
+  PassedBytes passed_;  ///< data read from a pipe
   IoPtr io_;
 };
 

@@ -24,7 +24,7 @@ namespace {
 
 constexpr std::int64_t gibibyte = std::int64_t{1} << 30;
 
-// What the media library says of a picture that its decoder may not have.
+// The media library's log line about a frame above the limit.
 constexpr const char* tooLargeBegin = "Picture size ";
 constexpr const char* tooLargeEnd = " exceeds specified max pixel count";
 
@@ -40,7 +40,7 @@ struct MemoryLimits::Pictures {
   std::atomic<bool> tooMany{false};
 };
 
-// A buffer of the media library that counts as long as it exists.
+// A buffer of the media library that counts towards the limit during its lifetime.
 struct MemoryLimits::CountedBuffer {
   AVBufferRef* kept;
   std::shared_ptr<Pictures> pictures;
@@ -62,11 +62,11 @@ std::int64_t MemoryLimits::pictureBytes(std::int64_t maxPixels) {
   return std::max(maxPixels * bytesPerPixel, gibibyte);
 }
 
-// Decoders count pictures in whole blocks.
+// Decoders round frame sizes up to complete blocks.
 std::int64_t MemoryLimits::decoderPixels() const { return maxPixels_ + maxPixels_ / 4 + (1 << 16); }
 
-// The media library decodes some pictures to find out what they are. Streams that it finds only
-// then have none of these options.
+// The media library decodes some frames here. Streams that it finds during this call do not have
+// these options.
 int MemoryLimits::findStreams(AVFormatContext& format) const {
   const MemoryCap cap(pictures_->most);
   const std::string pixels = std::to_string(decoderPixels());
@@ -130,7 +130,7 @@ int MemoryLimits::getBuffer(AVCodecContext* decoder, AVFrame* frame, int flags) 
   return 0;
 }
 
-// A reference that takes the place of `buffer`, or null when there is no room for it.
+// Returns a reference that replaces `buffer`, or null if the limit is exceeded.
 AVBufferRef* MemoryLimits::counted(AVBufferRef* buffer, const std::shared_ptr<Pictures>& pictures) {
   const auto size = static_cast<std::int64_t>(buffer->size);
   if ((pictures->bytes += size) <= pictures->most) {

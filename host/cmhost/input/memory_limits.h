@@ -8,32 +8,32 @@
 
 namespace cmhost {
 
-/// What an input may make the media libraries hold in memory, whatever it says about itself. All of
-/// it follows from the most pixels that one picture may have.
+/// Limits the memory that the media libraries use for an input, whatever the input declares. All
+/// limits are derived from the maximum number of pixels of a frame.
 class MemoryLimits {
  public:
-  /// `input` is how messages call the file.
+  /// `input` names the file in messages.
   MemoryLimits(std::string input, std::int64_t maxPixels);
 
-  /// Bytes of decoded pictures that exist at once: 64 for each pixel of the largest picture
-  /// allowed, but 1 GiB at least.
+  /// Limit in bytes for all decoded frames together: 64 bytes per pixel of the largest frame
+  /// allowed, but at least 1 GiB.
   static std::int64_t pictureBytes(std::int64_t maxPixels);
 
-  /// Looks for the streams of an opened file, as `avformat_find_stream_info` does. Throws `Failure`
-  /// when that takes too much memory.
+  /// Calls `avformat_find_stream_info` for an opened file. Throws `Failure` when it needs too much
+  /// memory.
   int findStreams(AVFormatContext& format) const;
 
-  /// Throws `Failure` when a picture of this size is larger than allowed.
+  /// Throws `Failure` when a frame of this size is larger than allowed.
   void check(int width, int height) const;
 
-  /// Whether the media library logged that a picture is larger than allowed.
+  /// Whether this log line of the media library reports a frame that is larger than allowed.
   static bool isTooLarge(const std::string& logged);
 
-  /// Throws `Failure` when `reason`, for which a decoder failed, is one of these limits.
+  /// Throws `Failure` when a decoder failed because of these limits; `reason` is its error.
   void check(const std::string& reason) const;
 
-  /// Holds a decoder to the limits, before it is opened. It must not outlive this object; its
-  /// pictures may.
+  /// Applies the limits to a decoder before it is opened. The decoder must not outlive this object;
+  /// its frames may.
   void limit(AVCodecContext& decoder);
 
  private:

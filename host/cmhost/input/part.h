@@ -8,38 +8,38 @@
 
 namespace cmhost {
 
-/// The part of the input that --start and --frames choose, and what it does to time stamps: in the
-/// output, time counts from the part's first frame as in the file from its own.
+/// The part of the input selected by --start and --frames, and its effect on time stamps: the part
+/// starts in the output at the time stamp at which the video stream starts in the file.
 class Part {
  public:
   explicit Part(const Options& options);
 
-  /// Takes an opened file, of which `video` is decoded. `frameRate` is 0/0 when it is unknown.
+  /// Sets the opened file; `video` is the decoded stream. `frameRate` is 0/0 when unknown.
   void open(const AVFormatContext& format, const AVStream& video, AVRational frameRate);
 
-  /// Whether the part begins later than the file.
+  /// Whether the part starts later than the file.
   bool startsLater() const { return startSeconds_ > 0; }
 
-  /// Where the part begins, in microseconds of the file's time stamps.
+  /// Start of the part, in microseconds of the file's time stamps.
   std::int64_t start() const { return start_; }
 
-  /// Whether a time of the file lies before the part. AV_NOPTS_VALUE does not.
+  /// Whether a time stamp of the file is before the part. False for AV_NOPTS_VALUE.
   bool isBeforeStart(std::int64_t time, AVRational timeBase) const;
 
-  /// Whether the part has no more than `frames` frames.
+  /// Whether the part ends after `frames` frames.
   bool ends(std::int64_t frames) const { return mostFrames_ > 0 && frames >= mostFrames_; }
 
-  /// The part's first frame lies at `pts` of the video stream.
+  /// Sets the time stamp of the part's first frame, in the video stream's time base.
   void beginAt(std::int64_t pts);
 
-  /// What time stamps of the file lose, in units of `timeBase`.
+  /// The value to subtract from time stamps of the file, in units of `timeBase`.
   std::int64_t shift(AVRational timeBase) const;
 
-  /// Where the part ends, in microseconds of the output; none when it ends with the file or nothing
-  /// says where. To be called after `beginAt`.
+  /// End of the part, in microseconds of the output. Empty when it ends with the file or the frame
+  /// rate is unknown. Call it after `beginAt`.
   std::optional<std::int64_t> end() const;
 
-  /// How many frames it has as far as the container says; 0 when that is unknown.
+  /// The number of frames in the part, according to the container; 0 when unknown.
   std::int64_t expectedFrames() const;
 
  private:
@@ -50,7 +50,7 @@ class Part {
   AVRational frameRate_{};
   std::int64_t start_ = 0;
   std::int64_t first_ = 0;  ///< time stamp of the first frame, in the video stream's time base
-  std::int64_t shift_ = 0;  ///< likewise
+  std::int64_t shift_ = 0;  ///< in the same time base
 };
 
 }  // namespace cmhost

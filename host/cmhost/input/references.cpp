@@ -22,15 +22,15 @@ namespace cmhost {
 
 namespace {
 
-// What the media library opens with by itself, which keeps to the list of protocols.
+// The media library's default function, which respects the protocol whitelist.
 decltype(AVFormatContext::io_open) openAllowed = nullptr;
 
-// A demuxer whose files are made of references, or are run as programs.
+// A demuxer whose files consist of references or are scripts.
 struct ReachingDemuxer {
   const char* name;
   const char* kind;
-  std::optional<AllowedReferences> needs;  ///< without a value it is never used
-  std::array<const char*, 3> marks;        ///< text before a reference; none: lines without '#'
+  std::optional<AllowedReferences> needs;  ///< empty: never allowed
+  std::array<const char*, 3> marks;        ///< text before a reference; empty: lines without '#'
 };
 
 const ReachingDemuxer* reachingDemuxer(const char* name) {
@@ -51,7 +51,7 @@ const ReachingDemuxer* reachingDemuxer(const char* name) {
   return found != std::end(demuxers) ? found : nullptr;
 }
 
-// What the demuxers may open with; beyond these, the user names protocols with --input-option.
+// Protocols that demuxers may use. The user can change them with --input-option.
 const char* protocols(AllowedReferences allowed) {
   switch (allowed) {
     case AllowedReferences::files:
@@ -92,7 +92,7 @@ std::string_view firstPlainLine(std::string_view text) {
   return {};
 }
 
-// What the file refers to first, as far as its beginning shows it.
+// The first reference, if it is near the start of the file.
 std::string firstReference(const ReachingDemuxer& demuxer, AVIOContext& io) {
   std::vector<unsigned char> bytes(1 << 16);
   const int count = avio_read(&io, bytes.data(), static_cast<int>(bytes.size()));
@@ -108,7 +108,7 @@ std::string firstReference(const ReachingDemuxer& demuxer, AVIOContext& io) {
   return {};
 }
 
-// Demuxers also try what may be there, such as the next part of a recording.
+// Demuxers also probe for optional files, such as the next part of a recording.
 bool isMissingFile(const char* url) {
   const char* path = url;
   av_strstart(url, "file:", &path);
@@ -163,7 +163,7 @@ std::string References::withHint(std::string reason) const {
 int References::open(AVFormatContext* format, AVIOContext** io, const char* url, int flags,
                      AVDictionary** options) {
   auto* const self = static_cast<References*>(format->opaque);
-  // Contexts that a demuxer makes for itself have the list of protocols only.
+  // Nested contexts created by a demuxer are limited by the protocol whitelist only.
   if (self == nullptr) return openAllowed(format, io, url, flags, options);
 
   if (self->allowed_ == AllowedReferences::none && isMissingFile(url)) return AVERROR(ENOENT);
@@ -172,7 +172,7 @@ int References::open(AVFormatContext* format, AVIOContext** io, const char* url,
     return AVERROR(EPERM);
   }
   const int result = openAllowed(format, io, url, flags, options);
-  // A playlist's parts are lost in silence otherwise.
+  // Otherwise, missing parts of a playlist are skipped silently.
   if (result < 0 && result != AVERROR_EXIT && self->playlist_)
     self->keepFailure(self->input_ + ": the file refers to " + quoted(url) +
                       ", which cannot be opened: " + avErrorReason(result));

@@ -7,28 +7,29 @@
 
 namespace cmhost {
 
-/// What an input refers to: other files and network addresses. They are opened only as far as the
-/// user allows it.
+/// Controls access to what an input refers to: other files and network addresses. Only references
+/// that the user allows are opened.
 class References {
  public:
-  /// `input` is how messages call the file.
+  /// `input` names the file in messages.
   References(std::string input, AllowedReferences allowed);
 
-  /// Before the file is opened with this demuxer. Throws `Failure` for a demuxer whose files are
-  /// made of references and need more than is allowed; the message names the first one. Reads from
-  /// `io` only then.
+  /// Call it before the file is opened with this demuxer. Throws `Failure` if files of this demuxer
+  /// consist of references that are not allowed; the message contains the first one. Reads from
+  /// `io` only in this case.
   void check(const AVInputFormat& demuxer, AVIOContext& io);
 
-  /// Takes over what the demuxer opens, before it is opened itself. This object must outlive it.
+  /// Intercepts everything that the demuxer opens. Call it before the demuxer is opened. This
+  /// object must outlive `format`.
   void guard(AVFormatContext& format);
 
-  /// Throws `Failure` when a stream's decoder may open files.
+  /// Throws `Failure` if the decoder of a stream may open files.
   void checkStreams(const AVFormatContext& format) const;
 
-  /// Throws `Failure` when the demuxer wanted to open something and could not.
+  /// Throws `Failure` if the demuxer failed to open a reference.
   void checkOpened() const;
 
-  /// The reason for which a demuxer failed, and how to allow more where that may help.
+  /// Adds the option that may help to the reason why a demuxer failed.
   std::string withHint(std::string reason) const;
 
  private:
@@ -39,7 +40,7 @@ class References {
 
   std::string input_;
   AllowedReferences allowed_;
-  bool playlist_ = false;  ///< the file is made of references
+  bool playlist_ = false;  ///< the file consists of references
   std::string failure_;    ///< the first one
 };
 

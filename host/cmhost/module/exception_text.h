@@ -4,8 +4,8 @@
 
 namespace cmhost {
 
-/// What the exception that is being handled says of itself; its type when it is no
-/// `std::exception`. To be called where an exception is caught.
+/// The message of the exception that is being handled, or its type if it has no message. Call it in
+/// a `catch` block.
 std::string currentExceptionText();
 
 }  // namespace cmhost

@@ -6,9 +6,9 @@
 
 namespace cmhost {
 
-/// The end of a component's output that the component sees: frames pass to the queue only while the
-/// component's loop runs. A component that puts some before that would wait for ever once the queue
-/// is full, since nobody takes them yet; after it, nobody takes them any more.
+/// The component's side of its output queue. Frames pass only while the component's loop runs.
+/// Before that, nobody takes frames from the queue, and a component that fills it would wait for
+/// ever; after that, nobody takes them any more.
 class FrameGate final : public QOR::CM::RQFrameWriter {
  public:
   static QOR::RPtr<FrameGate> create(QOR::RPtr<cm::OutputQueue> queue);
@@ -16,11 +16,11 @@ class FrameGate final : public QOR::CM::RQFrameWriter {
   void setDescription(const QOR::RPtr<const QOR::CM::RDescription>& description) override;
   void put(const QOR::RPtr<const QOR::CM::RFrame>& frame) override;
 
-  /// The loop begins, or has ended.
+  /// Called when the loop starts, and when it has ended.
   void open() { open_ = true; }
   void close() { open_ = false; }
 
-  /// Whether frames came since the last call while it was closed. Any thread.
+  /// Whether frames were refused since the last call because the gate was closed. Any thread.
   bool refusedFrames() { return refused_.exchange(false); }
 
  private:

@@ -17,7 +17,7 @@ namespace {
 using Factory = QOR::CM::RComponent* (*)();
 
 #if defined(__SANITIZE_ADDRESS__)
-// A leak report can name functions only while their library is mapped.
+// A leak report can show function names only while the library is loaded.
 constexpr int loadFlags = RTLD_NOW | RTLD_LOCAL | RTLD_NODELETE;
 #else
 constexpr int loadFlags = RTLD_NOW | RTLD_LOCAL;
@@ -48,7 +48,7 @@ void Module::Destroy::operator()(QOR::CM::RComponent* component) const {
   guard->call(destroying, [&] { delete component; });
 }
 
-// A name without a slash would be looked for in the system's library folders.
+// dlopen would search for a name without a slash in the system's library folders.
 Module::Module(const std::string& path, int timeout)
     : guard_(std::filesystem::absolute(path).string(), timeout),
       library_(nullptr, {&guard_}),
@@ -105,7 +105,7 @@ void Module::runLoop() {
     guard_.call(
         looping, [&] { filter_->threadrunloop(context.get()); }, activity);
   } catch (const Failure&) {
-    if (reason.empty()) throw;  // else the component could not handle its first exception
+    if (reason.empty()) throw;  // otherwise the component failed while handling its first exception
   }
   gate_->close();
   if (!reason.empty()) fail("the module failed: " + reason);

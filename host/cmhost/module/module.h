@@ -15,43 +15,43 @@ namespace cmhost {
 
 using ConfigurationKeys = std::vector<std::pair<std::string, unsigned int>>;
 
-/// The key under which a module finds the layout of its frames.
+/// The configuration key for the layout of the frames.
 constexpr const char* layoutKey = "system_informat";
 
-/// A filter module: the loaded library and the one component made by its factory. Every failure
-/// names the module by its path.
+/// A filter module: the loaded library and the component created by its factory. Every failure
+/// message contains the path of the module.
 class Module {
  public:
-  /// The exported function that makes the component.
+  /// The exported function that creates the component.
   static constexpr const char* factoryName = "getComponentInstance";
 
   /// Loads `path` and calls its factory. A call into the module that hangs for `timeout` seconds
-  /// ends the process; 0 lets it. Throws `Failure` with the loader's own reason.
+  /// ends the process; 0 means no limit. Throws `Failure` with the reason from the loader.
   Module(const std::string& path, int timeout);
 
-  /// Where it was loaded from.
+  /// The path it was loaded from.
   const std::string& path() const { return guard_.path(); }
 
-  /// FourCC of the kind of component.
+  /// The component's type, a FourCC.
   unsigned int type() const { return type_; }
 
-  /// Gives the component its queues. Once, before `configure`.
+  /// Connects the component to its queues. Call it once, before `configure`.
   void connect(const QOR::RPtr<cm::InputQueue>& input, const QOR::RPtr<cm::OutputQueue>& output);
 
-  /// Configures the component with FourCCs by key. Throws `Failure` with the component's own
-  /// message when it declines.
+  /// Configures the component. Throws `Failure` with the component's message if it rejects the
+  /// configuration.
   void configure(const ConfigurationKeys& keys);
 
-  /// Runs the component's loop until the input ends. Throws `Failure` when the loop fails, when it
-  /// ends before its input, and when an exception left it. Then finishes the output.
+  /// Runs the component's loop until the input ends, then finishes the output. Throws `Failure`
+  /// when the loop fails, throws an exception or ends before its input.
   void runLoop();
 
-  /// Destroys the component and unloads the library; this object is good for nothing then. What the
-  /// module may have made (frames and a description on its queues) must be gone. Throws `Failure`
-  /// when the component gave frames after its loop.
+  /// Destroys the component and unloads the library. Do not use this object afterwards. All objects
+  /// created by the module (frames and the description on its queues) must have been destroyed.
+  /// Throws `Failure` when the component returned frames after its loop.
   void unload();
 
-  /// Throws `Failure` about the module: its path and what it did.
+  /// Throws `Failure` with the path of the module and `what`.
   [[noreturn]] void fail(const std::string& what) const { guard_.fail(what); }
 
  private:
@@ -74,8 +74,8 @@ class Module {
   QOR::RPtr<FrameGate> gate_;
 };
 
-/// Where the module lies that was built or installed together with this program, which the system's
-/// link `self` leads to: an absolute path. Throws `Failure` when the link cannot be read, as where
+/// The absolute path of the module that was built or installed with this program. `self` is the
+/// system's link to the program. Throws `Failure` when the link cannot be read, for example because
 /// /proc is not mounted.
 std::string defaultModulePath(const std::string& self = "/proc/self/exe");
 

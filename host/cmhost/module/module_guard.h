@@ -8,27 +8,27 @@
 
 namespace cmhost {
 
-/// Stands around every call into a module, from before it is loaded until it is unloaded, so that
-/// whatever it does ends in one line that names it.
+/// Guards every call into a module, from loading to unloading, so that any failure is reported in
+/// one line with its path.
 class ModuleGuard {
  public:
-  /// What a call is for, as it completes messages: "its factory failed", "in its factory".
+  /// Describes a call in messages, for example "the factory failed" and "in its factory".
   struct Stage {
     const char* failed;
     const char* during;
   };
 
-  /// `timeout` is how many seconds a call may hang; 0 is for ever. Throws `Failure`.
+  /// A call may hang for `timeout` seconds; 0 means no limit. Throws `Failure`.
   ModuleGuard(const std::string& path, int timeout);
 
   const std::string& path() const { return path_; }
 
-  /// Runs `body`, which calls the module. Throws `Failure` for whatever `body` throws. The
-  /// exception itself is gone by then: its code may lie in the module, which it must not outlive.
+  /// Runs `body`, which calls the module. Converts any exception to `Failure`, because the
+  /// exception may contain code of the module and must not outlive it.
   void call(const Stage& stage, const std::function<void()>& body,
             Watchdog::Activity activity = nullptr);
 
-  /// Throws `Failure` about the module: its path and what it did.
+  /// Throws `Failure` with the path of the module and `what`.
   [[noreturn]] void fail(const std::string& what) const;
 
  private:

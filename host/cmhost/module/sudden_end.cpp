@@ -21,7 +21,7 @@ namespace {
 
 constexpr int crashes[] = {SIGABRT, SIGBUS, SIGFPE, SIGILL, SIGSEGV, SIGSYS, SIGTRAP};
 
-// What a signal handler may touch: lock-free atomics and memory that is always there.
+// A signal handler may access only lock-free atomics and static memory.
 static_assert(std::atomic<pid_t>::is_always_lock_free && std::atomic<bool>::is_always_lock_free);
 char modulePath[PATH_MAX];
 std::atomic<bool> moduleIsPresent{false};
@@ -31,7 +31,7 @@ bool onTerminal = false;
 struct sigaction previousActions[NSIG];
 thread_local const char* callDuring = nullptr;
 
-// A message for where nothing may be allocated. What is too long is cut off.
+// Formats a message without allocating memory. Text that does not fit is truncated.
 class Line {
  public:
   Line() { *this << (onTerminal ? "\r\x1b[K" : "") << "cmhost: error: "; }
@@ -51,8 +51,8 @@ class Line {
   std::size_t size_ = 0;
 };
 
-// False when this thread has been here before: it has met a second end inside of its first. When
-// another thread ends the process already, this one waits for that.
+// Returns false if this thread is already ending the process and failed again. If another thread is
+// ending the process, waits for that.
 bool isFirstEnd() {
   pid_t none = 0;
   const pid_t self = ::gettid();
@@ -86,7 +86,7 @@ void onQuickExit() {
 }
 
 [[noreturn]] void onTerminate() {
-  // The exception may throw when it is asked what it is.
+  // The exception's what() may throw.
   static std::atomic<bool> again{false};
   std::string text = "std::terminate";
   if (!again.exchange(true) && std::current_exception() != nullptr)
@@ -101,7 +101,7 @@ extern "C" void onCrash(int number, siginfo_t* info, void* /*context*/) {
     const char* const name = ::sigdescr_np(number);
     tell(callDuring, "crashed", name != nullptr ? name : "signal");
   }
-  // A fault happens again when this returns; a trap and a signal that was sent do not.
+  // A fault recurs when this handler returns. A trap or a signal sent by a process does not.
   if (info->si_code <= 0 || number == SIGTRAP || number == SIGSYS) ::raise(number);
 }
 
@@ -131,7 +131,7 @@ void avoidExit() { moduleStays = true; }
 
 int finish(int code) {
 #if defined(__SANITIZE_ADDRESS__)
-  return code;  // leaks are looked for by exit
+  return code;  // the leak check runs in exit
 #else
   if (!moduleStays) return code;
   std::fflush(nullptr);

@@ -54,7 +54,8 @@ void Watchdog::watch() {
   std::unique_lock<std::mutex> lock(mutex_);
   while (!stop_.wait_for(lock, tick, [this] { return stopped_; })) {
     const Clock::time_point now = Clock::now();
-    const Clock::duration passed = std::min(now - last, 2 * tick);  // more when it was stopped
+    const Clock::duration passed =
+        std::min(now - last, 2 * tick);  // longer if the process was stopped
     last = now;
     idle_ = isActive() ? Clock::duration::zero() : idle_ + passed;
     if (idle_ >= limit_) sudden_end::leave(during_, "hung", limitText_.c_str());

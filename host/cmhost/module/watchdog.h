@@ -11,22 +11,22 @@
 
 namespace cmhost {
 
-/// Ends the process when a call into a module hangs. Only time in which this process runs counts,
-/// so that one which was stopped for an hour has not hung.
+/// Ends the process when a call into a module hangs. Only time in which the process runs counts, so
+/// that a stopped process is not taken for a hung one.
 class Watchdog {
  public:
-  /// How much a call has done so far, as a number that grows; nothing while it waits for others.
-  /// Called from the watchdog's thread.
+  /// Returns a counter that grows with the activity of the call, or nothing while the call waits
+  /// for other threads. Called on the watchdog's thread.
   using Activity = std::function<std::optional<std::uint64_t>()>;
 
-  /// A call may go `seconds` without activity; 0 is for ever. Starts a thread. Throws `Failure`.
+  /// A call may be inactive for `seconds`; 0 means no limit. Starts a thread. Throws `Failure`.
   explicit Watchdog(int seconds);
   ~Watchdog();
   Watchdog(const Watchdog&) = delete;
   Watchdog& operator=(const Watchdog&) = delete;
 
-  /// A call begins; one at a time. `during` says which, see `sudden_end::ModuleCall`. Without
-  /// `activity`, the call is active when it returns.
+  /// Starts and ends the supervision of a call; one at a time. `during` describes the call, see
+  /// `sudden_end::ModuleCall`. Without `activity`, only the return of the call counts as activity.
   void begin(const char* during, Activity activity);
   void end();
 

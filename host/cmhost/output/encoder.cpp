@@ -24,13 +24,13 @@ struct DefaultOption {
   const char* encoder;
   const char* key;
   const char* value;
-  const char* removedBy;  ///< the user's options that it would contradict
+  const char* removedBy;  ///< user options that conflict with it
 };
 
-// What the encoders' own defaults lack for this work: exact or visibly clean pictures, and FFV1 as
-// archives keep it, every frame a key frame and with checksums. A rate, quality or quantiser that
-// the user names takes the place of the default one. The encoders of VP8 and VP9 need a rate next
-// to a crf: its limit, or 0 for none.
+// Defaults of better quality than the encoders' own: lossless or visually clean video, and FFV1 as
+// used by archives, with key frames only and checksums. A rate, quality or quantiser set by the
+// user replaces the default. With crf, the encoders of VP8 and VP9 also need a rate: the limit, or
+// 0 for none.
 constexpr DefaultOption defaultOptions[] = {
     {"ffv1", "level", "3", ""},       {"ffv1", "slicecrc", "1", ""},
     {"ffv1", "g", "1", ""},           {"libx264", "crf", "18", "b,qp"},
@@ -51,14 +51,14 @@ bool isInterlaced(AVFieldOrder order) {
   return order != AV_FIELD_UNKNOWN && order != AV_FIELD_PROGRESSIVE;
 }
 
-// Codecs whose streams count time in frames.
+// Codecs whose time base must be one frame.
 bool countsFrames(AVCodecID codec) {
   return codec == AV_CODEC_ID_MPEG1VIDEO || codec == AV_CODEC_ID_MPEG2VIDEO ||
          codec == AV_CODEC_ID_MPEG4 || codec == AV_CODEC_ID_MSMPEG4V3 ||
          codec == AV_CODEC_ID_H263 || codec == AV_CODEC_ID_DNXHD;
 }
 
-// The QuickTime family keeps any time though its muxers do not declare it.
+// The QuickTime family supports variable frame rates, though its muxers do not declare it.
 bool keepsAnyTime(const AVOutputFormat& container) {
   static constexpr const char* quickTime[] = {"mov",  "mp4", "3gp",  "3g2",
                                               "ipod", "psp", "ismv", "f4v"};
@@ -67,8 +67,8 @@ bool keepsAnyTime(const AVOutputFormat& container) {
                      [&](const char* name) { return std::strcmp(container.name, name) == 0; });
 }
 
-// Other encoders may read a little beyond a row's end, as they may in pictures that the media
-// library allocates.
+// Other encoders may read slightly past the end of a row, which is safe only in frames allocated by
+// the media library.
 bool readsRowsOnly(AVCodecID codec) {
   return codec == AV_CODEC_ID_RAWVIDEO || codec == AV_CODEC_ID_WRAPPED_AVFRAME ||
          codec == AV_CODEC_ID_FFV1;
@@ -106,7 +106,8 @@ void Encoder::chooseCodec(const std::string& name) {
     AVCodecID id = container.video_codec;
     if (std::strcmp(container.name, "matroska") == 0) id = AV_CODEC_ID_FFV1;
     if (std::strcmp(container.name, "nut") == 0) id = AV_CODEC_ID_RAWVIDEO;
-    if (std::strcmp(container.name, "mpeg") == 0) id = AV_CODEC_ID_MPEG2VIDEO;  // knows fields
+    if (std::strcmp(container.name, "mpeg") == 0)
+      id = AV_CODEC_ID_MPEG2VIDEO;  // for interlaced video
     codec_ = avcodec_find_encoder(id);
     if (codec_ == nullptr)
       throw Failure(std::string("the container '") + container.name +
@@ -148,7 +149,7 @@ AVRational Encoder::chooseTimeBase(AVRational frameRate) const {
   return inputTimeBase_;
 }
 
-// Rate, aspect and tags: the container's word where it has one, else the picture's.
+// Frame rate, aspect ratio and tags: from the container if it has them, otherwise from the frame.
 void Encoder::describe(const Source& source, const AVFrame& first) {
   const AVStream& stream = source.video;
   const AVRational rate = source.frameRate;
@@ -162,7 +163,7 @@ void Encoder::describe(const Source& source, const AVFrame& first) {
   encoder_->colorspace = first.colorspace;
   encoder_->chroma_sample_location = first.chroma_location;
   encoder_->field_order = stream.codecpar->field_order;
-  // The picture's own word, since some containers tell the order in the old stream and not in time.
+  // From the frame, because some containers declare the coded field order, not the display order.
   if (isInterlacedFrame(first))
     encoder_->field_order = isTopFieldFirst(first) ? AV_FIELD_TT : AV_FIELD_BB;
   if (isInterlaced(encoder_->field_order))
@@ -174,7 +175,7 @@ void Encoder::describe(const Source& source, const AVFrame& first) {
       threadsFor(av_image_get_buffer_size(encoder_->pix_fmt, encoder_->width, encoder_->height, 1));
 }
 
-// This encoder does not log through the media library, and prints a banner.
+// This encoder prints a banner itself, not through the media library's log.
 void Encoder::silence(Dictionary& dictionary) const {
   if (std::strcmp(codec_->name, "libx265") != 0) return;
   const std::string named = dictionary.value("x265-params");
@@ -202,8 +203,8 @@ void Encoder::open(const Options& options) {
 
 void Encoder::encode(FramePtr frame) {
   if (!readsRowsOnly(codec_->id)) frame = withPaddedRows(*frame);
-  frame->pict_type = AV_PICTURE_TYPE_NONE;  // the encoder's to choose, not the decoder's
-  frame->format = encoder_->pix_fmt;        // may be the twin that says full range by its name
+  frame->pict_type = AV_PICTURE_TYPE_NONE;  // let the encoder choose, whatever the decoder set
+  frame->format = encoder_->pix_fmt;        // may be the full-range variant (YUVJ)
   const std::int64_t exact = frame->pts;
   frame->pts = av_rescale_q(exact, inputTimeBase_, encoder_->time_base);
   bool kept = av_compare_ts(exact, inputTimeBase_, frame->pts, encoder_->time_base) == 0;

@@ -13,20 +13,20 @@
 
 namespace cmhost {
 
-/// Encodes the marked frames and gives the packets to the muxer. One thread at a time.
+/// Encodes the marked frames and passes the packets to the muxer. Not thread-safe.
 class Encoder {
  public:
-  /// Opens the encoder that the options name, or the container's, for pictures like `first`, and
-  /// adds its stream to `muxer`. Throws `Failure`.
+  /// Opens the encoder named in the options, or the container's default, for frames like `first`,
+  /// and adds its stream to `muxer`. Throws `Failure`.
   Encoder(const Options& options, const Source& source, const AVFrame& first,
           const PictureLayout& layout, Muxer& muxer);
 
   const char* name() const { return codec_->name; }
 
-  /// Encodes one frame, its `pts` in the time base of the input's video stream.
+  /// Encodes one frame with `pts` in the time base of the input's video stream.
   void encode(FramePtr frame);
 
-  /// Encodes what the encoder still holds.
+  /// Flushes the encoder.
   void finish();
 
  private:
@@ -45,7 +45,7 @@ class Encoder {
   PacketPtr packet_;
   std::int64_t lastPts_ = AV_NOPTS_VALUE;
   bool warnedOfTimes_ = false;
-  std::map<std::int64_t, std::int64_t> durations_;  ///< of the frames inside the encoder, by pts
+  std::map<std::int64_t, std::int64_t> durations_;  ///< of frames inside the encoder, by pts
 };
 
 }  // namespace cmhost

@@ -15,11 +15,11 @@ FrameDigests::FrameDigests(const std::string& path, OutputFile::Mode mode)
     throw Failure("--hash: this libavformat has no framemd5 muxer");
   format_.reset(format);
   format_->pb = file_.io();
-  format_->flags |= AVFMT_FLAG_BITEXACT;  // without the library's version
-  format_->flush_packets = 0;             // not a write for each line
+  format_->flags |= AVFMT_FLAG_BITEXACT;  // omits the library's version
+  format_->flush_packets = 0;             // do not flush after every line
 }
 
-// Time is counted as ffmpeg counts it: in frames where there is a frame rate, and from the first
+// Time stamps are those of ffmpeg: in frames if there is a frame rate, and relative to the first
 // time stamp of any stream.
 void FrameDigests::start(const Source& source, const AVFrame& first) {
   const AVRational rate = source.frameRate;

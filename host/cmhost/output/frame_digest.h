@@ -9,24 +9,24 @@
 
 namespace cmhost {
 
-/// The MD5 of every marked frame as raw video, in the format of the media library's `framemd5`
-/// muxer: ffmpeg writes the same file for the same frames.
+/// Writes the MD5 of every marked frame as raw video, with libavformat's `framemd5` muxer: ffmpeg
+/// writes the same file for the same frames.
 class FrameDigests {
  public:
   /// Opens the file. Throws `Failure`.
   FrameDigests(const std::string& path, OutputFile::Mode mode);
 
-  /// Writes the header for frames like `first`. Once, before `add`. Throws `Failure`.
+  /// Writes the header for frames like `first`. Call it once, before `add`. Throws `Failure`.
   void start(const Source& source, const AVFrame& first);
 
-  /// Adds a frame of one of the layouts' pixel formats, its `pts` in the time base of the input's
-  /// video stream. Throws `Failure`.
+  /// Adds a frame in the pixel format of a layout, with `pts` in the time base of the input's video
+  /// stream. Throws `Failure`.
   void add(const AVFrame& frame);
 
-  /// Writes the end of the file. Throws `Failure`.
+  /// Writes the trailer and closes the file. Throws `Failure`.
   void finish();
 
-  /// Gives the file its name. Throws `Failure`.
+  /// Renames the finished file to its final name. Throws `Failure`.
   void put() { file_.put(); }
 
   const OutputFile& file() const { return file_; }
@@ -38,7 +38,7 @@ class FrameDigests {
   OutputFormatPtr format_;
   AVRational inputTimeBase_{};
   AVRational timeBase_{};
-  std::int64_t origin_ = 0;  ///< the input's first time stamp
+  std::int64_t origin_ = 0;  ///< first time stamp of the input
   PacketPtr packet_;
 };
 

@@ -17,10 +17,10 @@ namespace cmhost {
 
 namespace {
 
-// Matroska's tag of a video whose packets carry alpha.
+// The Matroska tag of a video with alpha in its packets.
 constexpr const char* alphaModeKey = "alpha_mode";
 
-// Nothing but the output itself is opened.
+// A muxer must not open further files.
 int refuseToOpen(AVFormatContext* /*format*/, AVIOContext** /*io*/, const char* /*url*/,
                  int /*flags*/, AVDictionary** /*options*/) {
   return AVERROR(EPERM);
@@ -49,7 +49,7 @@ std::string streamText(const AVStream& stream) {
          ", " + avcodec_get_name(stream.codecpar->codec_id) + ")";
 }
 
-// The simple containers of raw video hold none of these.
+// The simple containers of raw video cannot store these tags.
 void warnOfLostTags(const AVOutputFormat& container, const AVCodecContext& encoder) {
   const bool isNut = std::strcmp(container.name, "nut") == 0;
   if (!isNut && std::strcmp(container.name, "yuv4mpegpipe") != 0) return;
@@ -69,7 +69,7 @@ void warnOfLostTags(const AVOutputFormat& container, const AVCodecContext& encod
                  "' cannot hold these tags of the video: " + lost);
 }
 
-// The mark lies on the picture as it is stored and turns with it.
+// The mark is drawn on the frame as stored, so players rotate it with the frame.
 void warnOfRotation(const AVStream& stream) {
   const long degrees = rotationOf(stream);
   if (degrees != 0)
@@ -77,7 +77,7 @@ void warnOfRotation(const AVStream& stream) {
                  " degrees clockwise, and the mark with it");
 }
 
-// The module's layouts have no alpha, and the encoded video none either.
+// The module's layouts have no alpha channel, so the encoded video has none.
 void warnOfAlpha(const AVStream& stream) {
   const AVDictionaryEntry* const mode = av_dict_get(stream.metadata, alphaModeKey, nullptr, 0);
   const AVPixFmtDescriptor* const format =
@@ -92,14 +92,14 @@ void copySideData(const AVStream& from, AVStream& to) {
   const StreamSideData all = sideDataOf(from);
   for (int i = 0; i < all.count; ++i) {
     const AVPacketSideData& data = all.data[i];
-    if (data.type == AV_PKT_DATA_CPB_PROPERTIES) continue;  // the old encoder's
+    if (data.type == AV_PKT_DATA_CPB_PROPERTIES) continue;  // of the original encoder
     std::uint8_t* const copy = newSideData(to, data.type, data.size);
     if (copy == nullptr) throw std::bad_alloc();
     std::memcpy(copy, data.data, data.size);
   }
 }
 
-// Matroska keeps a cover as an attached file; what its muxer gets as video becomes a video track.
+// Matroska stores a cover as an attachment; as a video stream, it would become a video track.
 void makeAttachment(const AVStream& cover, AVStream& to, bool isPng) {
   AVCodecParameters& parameters = *to.codecpar;
   const AVPacket& picture = cover.attached_pic;
@@ -116,7 +116,7 @@ void makeAttachment(const AVStream& cover, AVStream& to, bool isPng) {
   av_dict_set(&to.metadata, "filename", isPng ? "cover.png" : "cover.jpg", AV_DICT_DONT_OVERWRITE);
 }
 
-// AVI takes sound with a block size for sound of a constant rate, and would compute a wrong length.
+// With a block size, the AVI muxer assumes a constant bit rate and computes a wrong duration.
 bool hasFramesOfAnySize(AVCodecID codec) {
   return codec == AV_CODEC_ID_AAC || codec == AV_CODEC_ID_MP2 || codec == AV_CODEC_ID_MP3 ||
          codec == AV_CODEC_ID_AC3 || codec == AV_CODEC_ID_EAC3;
@@ -126,7 +126,7 @@ AVStream& addCopyOf(const AVStream& from, AVFormatContext& format) {
   AVStream* const to = avformat_new_stream(&format, nullptr);
   if (to == nullptr || avcodec_parameters_copy(to->codecpar, from.codecpar) < 0)
     throw std::bad_alloc();
-  to->codecpar->codec_tag = 0;  // the container's own, for the same codec
+  to->codecpar->codec_tag = 0;  // let the muxer choose the tag for this codec
   if (hasFramesOfAnySize(to->codecpar->codec_id)) to->codecpar->block_align = 0;
   to->time_base = from.time_base;
   to->avg_frame_rate = from.avg_frame_rate;
@@ -142,7 +142,7 @@ AVStream& addCopyOf(const AVStream& from, AVFormatContext& format) {
   return *to;
 }
 
-// Transport streams take anything, but what is not among these nobody knows again.
+// The muxer of transport streams accepts any codec, but demuxers recognise only these.
 bool isKnownInTransportStreams(AVCodecID codec) {
   static constexpr AVCodecID known[] = {
       AV_CODEC_ID_MPEG1VIDEO, AV_CODEC_ID_MPEG2VIDEO,   AV_CODEC_ID_MPEG4,
@@ -159,27 +159,27 @@ bool isKnownInTransportStreams(AVCodecID codec) {
   return false;
 }
 
-// Whether the muxer knows a place for such a stream. Some write a header for any.
+// Whether the container can store the codec. Some muxers write a header for any codec.
 bool isKnown(const AVOutputFormat& container, const AVCodecParameters& parameters) {
   if (std::strcmp(container.name, "mpegts") == 0)
     return isKnownInTransportStreams(parameters.codec_id);
   if (parameters.codec_type == AVMEDIA_TYPE_ATTACHMENT)
     return std::strcmp(container.name, "matroska") == 0;
-  // Lax, since Matroska calls codecs experimental that it has no name of its own for.
+  // Matroska reports codecs without a native codec ID as experimental.
   const int known =
       avformat_query_codec(&container, parameters.codec_id, FF_COMPLIANCE_EXPERIMENTAL);
   if (known >= 0) return known > 0;
   return parameters.codec_type == AVMEDIA_TYPE_AUDIO && container.audio_codec != AV_CODEC_ID_NONE;
 }
 
-// AVI has H.264 only as it is broadcast.
+// AVI supports H.264 only with start codes (Annex B).
 bool hasForm(const AVOutputFormat& container, const AVCodecParameters& parameters) {
   const bool asInMp4 = parameters.codec_id == AV_CODEC_ID_H264 && parameters.extradata_size > 0 &&
                        parameters.extradata[0] == 1;
   return !asInMp4 || std::strcmp(container.name, "avi") != 0;
 }
 
-// Times of the part; what lies outside of it is left out.
+// Shifts chapters to the part and drops those outside of it.
 void copyChapters(const Source& source, AVFormatContext& to) {
   const AVFormatContext& from = source.format;
   if (from.nb_chapters == 0) return;
@@ -207,7 +207,7 @@ void copyChapters(const Source& source, AVFormatContext& to) {
   }
 }
 
-// A time code counts frames and names the one with which the file begins.
+// The tag holds the time code of the first frame; a time code counts frames.
 void shiftTimeCode(const Source& source, AVDictionary*& metadata) {
   constexpr const char* key = "timecode";
   const AVDictionaryEntry* const entry = av_dict_get(metadata, key, nullptr, 0);
@@ -231,8 +231,8 @@ Muxer::Muxer(OutputFile& file, const std::string& formatName) : file_(file) {
   format_.reset(format);
   format_->pb = file.io();
   format_->io_open = refuseToOpen;
-  format_->flags |= AVFMT_FLAG_BITEXACT;  // the same run writes the same bytes
-  // Whoever reads a pipe gets each packet at once; a file is written in larger pieces.
+  format_->flags |= AVFMT_FLAG_BITEXACT;  // equal runs write equal bytes
+  // The reader of a pipe gets each packet at once; a file is written in larger blocks.
   if (file.io()->seekable != 0) format_->flush_packets = 0;
 }
 
@@ -267,7 +267,7 @@ void Muxer::addCopies(const Source& source) {
     if (from.streams[i] != &source.video) addCopy(*from.streams[i]);
 }
 
-// The muxer's own answer: a header is written into memory for the streams so far and this one.
+// Asks the muxer: writes a header for the streams so far and this one to memory.
 bool Muxer::takes(const AVStream& from) const {
   if (!isKnown(container(), *from.codecpar) || !hasForm(container(), *from.codecpar)) return false;
   AVFormatContext* format = nullptr;
@@ -277,7 +277,7 @@ bool Muxer::takes(const AVStream& from) const {
   format->io_open = refuseToOpen;
   for (unsigned int i = 0; i < format_->nb_streams; ++i) {
     const AVStream& stream = *format_->streams[i];
-    // Attachments change nothing for others, and may be many and large.
+    // Attachments do not affect other streams, and may be many and large.
     if (stream.codecpar->codec_type != AVMEDIA_TYPE_ATTACHMENT) addCopyOf(stream, *format);
   }
   addCopyOf(from, *format);
@@ -290,7 +290,7 @@ bool Muxer::takes(const AVStream& from) const {
   return result >= 0;
 }
 
-// These keep the time code as a tag of the video, or make a track from that.
+// These containers store the time code as a tag of the video, or create a track from it.
 bool Muxer::writesTimeCodeOf(const AVStream& from) const {
   static constexpr const char* containers = "mov,mp4,mxf,matroska,webm";
   return av_match_name(container().name, containers) != 0 &&
@@ -309,13 +309,13 @@ void Muxer::addCopy(const AVStream& from) {
       (from.disposition & AV_DISPOSITION_ATTACHED_PIC) == 0)
     printWarning(streamText(from) + " is copied without the mark: only one video stream is marked");
   AVStream& to = addCopyOf(from, *format_);
-  if (to.codecpar->codec_type == AVMEDIA_TYPE_ATTACHMENT) return;  // the header has all of it
+  if (to.codecpar->codec_type == AVMEDIA_TYPE_ATTACHMENT) return;  // stored in the header
   copies_[static_cast<std::size_t>(from.index)] = &to;
   copyTimeBases_[static_cast<std::size_t>(from.index)] = from.time_base;
 }
 
 void Muxer::check(int result, const char* what) {
-  file_.check();  // the system's reason says more than the muxer's
+  file_.check();  // the system's error is more precise than the muxer's
   if (result < 0)
     throw Failure(file_.name() + ": cannot write " + what + " (container '" + container().name +
                   "'): " + avErrorReason(result));
@@ -330,7 +330,7 @@ void Muxer::writeVideo(AVPacket& packet, AVRational timeBase) {
 }
 
 void Muxer::writeCopy(AVPacket& packet) {
-  // A stream that turns up later than the header is as unknown to the container.
+  // Streams found after the header was written cannot be added.
   const auto index = static_cast<std::size_t>(packet.stream_index);
   AVStream* const stream = index < copies_.size() ? copies_[index] : nullptr;
   if (stream == nullptr) return;

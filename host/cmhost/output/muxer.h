@@ -10,34 +10,34 @@
 
 namespace cmhost {
 
-/// The output's container: the encoded video and the copied streams. Packets may come from several
-/// threads once it has started.
+/// Writes the container of the output: the encoded video and the copied streams. After `start`,
+/// packets may be written from several threads.
 class Muxer {
  public:
-  /// Chooses the container by `formatName` or, when that is empty, by the name of the file. Throws
-  /// `Failure`.
+  /// Selects the container by `formatName` or, if that is empty, by the extension of the file.
+  /// Throws `Failure`.
   Muxer(OutputFile& file, const std::string& formatName);
 
   const AVOutputFormat& container() const { return *format_->oformat; }
 
-  /// The stream for what `encoder` makes of the video of `input`; its tags, rate and aspect are
-  /// taken over.
+  /// Adds the stream of the encoded video. Its frame rate, aspect ratio and colour tags come from
+  /// `encoder`, the other properties and the metadata from `source`.
   void addVideo(const AVCodecContext& encoder, const Source& source);
 
-  /// Streams for everything else in `input`. What the container does not take is left out with a
-  /// warning.
+  /// Adds copies of all other streams of `source`. Streams that the container does not support are
+  /// dropped with a warning.
   void addCopies(const Source& source);
 
   /// Writes the header. Throws `Failure`.
   void start();
 
-  /// Takes an encoded packet with times in `timeBase` of the encoder.
+  /// Writes an encoded packet with time stamps in `timeBase`, the encoder's time base.
   void writeVideo(AVPacket& packet, AVRational timeBase);
 
-  /// Takes a packet of a copied stream; one of a stream left out is dropped.
+  /// Writes a packet of a copied stream. Packets of dropped streams are ignored.
   void writeCopy(AVPacket& packet);
 
-  /// Writes what the container wants at its end. Throws `Failure`.
+  /// Writes the trailer. Throws `Failure`.
   void finish();
 
  private:
@@ -50,7 +50,7 @@ class Muxer {
   OutputFile& file_;
   OutputFormatPtr format_;
   AVStream* video_ = nullptr;
-  std::vector<AVStream*> copies_;  ///< by index of the input's stream; null: left out
+  std::vector<AVStream*> copies_;  ///< by index of the input's stream; null: dropped
   std::vector<AVRational> copyTimeBases_;
   std::mutex mutex_;
 };

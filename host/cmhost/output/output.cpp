@@ -98,7 +98,7 @@ void Output::commit() {
   if (digests_ != nullptr) digests_->finish();
   if (preview_ != nullptr) preview_->put();
   if (digests_ != nullptr) digests_->put();
-  if (file_ != nullptr) file_->put();  // last: when the video is there, everything is
+  if (file_ != nullptr) file_->put();  // last, so that an existing video means that all files exist
 }
 
 std::string Output::missingPreview() const {
@@ -114,7 +114,7 @@ void Output::keepPartial() {
       if (!framesEnded_) endFrames();
       muxer_->finish();
     } catch (...) {
-      // What there is is kept without its end.
+      // Keep the file without its trailer.
     }
     avio_flush(file_->io());
   }

@@ -15,46 +15,46 @@
 
 namespace cmhost {
 
-/// Everything that becomes of the marked frames: the video file, the preview, the digests. One
-/// thread at a time, but for what says otherwise.
+/// All outputs of the marked frames: the video file, the preview and the digests. Not thread-safe
+/// unless noted.
 class Output {
  public:
-  /// Opens the files, so that what cannot be written fails before any work is done. Throws
-  /// `Failure`.
+  /// Opens the files first, so that a file that cannot be written fails before any work is done.
+  /// Throws `Failure`.
   explicit Output(const Options& options);
 
   /// Opens the encoder for frames like `first` and writes the container's header. Throws `Failure`.
   void start(const Source& source, const AVFrame& first, const PictureLayout& layout);
 
-  /// Takes a marked frame and the one that it was made from. Throws `Failure`.
+  /// Writes a marked frame; `original` is the frame before marking. Throws `Failure`.
   void put(FramePtr marked, const AVFrame& original);
 
-  /// Takes a packet of another stream. At the same time as the rest. Throws `Failure`.
+  /// Writes a packet of another stream. May be called concurrently with `put`. Throws `Failure`.
   void putOther(AVPacket& packet);
 
-  /// Every frame has come. Throws `Failure`.
+  /// Flushes the encoder after the last frame. Throws `Failure`.
   void endFrames();
 
-  /// Writes the files' ends, then gives them their names; nothing gets its name before everything
-  /// is written. Throws `Failure`.
+  /// Completes all files, then renames them to their final names. No file is renamed before all of
+  /// them are complete. Throws `Failure`.
   void commit();
 
-  /// What to say when the frame of the preview did not come; else nothing.
+  /// The message when the output has no frame for the preview; otherwise empty.
   std::string missingPreview() const;
 
-  /// Closes what a failure has left of the video, when it is to be kept, and says where it lies.
+  /// After a failure with --keep-partial, closes the partial video and prints its name.
   void keepPartial();
 
-  /// Throws `Failure` when whoever read the output's pipe has gone. Any thread.
+  /// Throws `Failure` when the reader has closed the output's pipe. Any thread.
   void checkReader() const;
 
-  /// Lets everybody who waits for the output's reader go on, with a failure. Any thread.
+  /// Makes writes that wait for the reader of the output fail. Any thread.
   void abandon();
 
-  /// Frames taken so far. Any thread.
+  /// The number of frames written so far. Any thread.
   std::int64_t frames() const { return frames_; }
 
-  /// What it is called in messages, and what it is made by.
+  /// The output's name with its encoder and container, and its name alone, for messages.
   std::string description() const;
   const std::string& name() const;
 
@@ -62,15 +62,15 @@ class Output {
   void startVideo(const Source& source, const AVFrame& first, const PictureLayout& layout);
 
   const Options& options_;
-  std::unique_ptr<OutputFile> file_;  ///< null when the video goes nowhere; then the two below too
+  std::unique_ptr<OutputFile> file_;  ///< null when the video is discarded, as are the next two
   std::unique_ptr<Muxer> muxer_;
   std::unique_ptr<Encoder> encoder_;
   std::unique_ptr<Preview> preview_;
   std::unique_ptr<FrameDigests> digests_;
   const PictureLayout* layout_ = nullptr;
-  bool started_ = false;  ///< the header is written
+  bool started_ = false;  ///< the header has been written
   bool framesEnded_ = false;
-  bool finished_ = false;  ///< the video is written with its end
+  bool finished_ = false;  ///< the video is complete
   std::atomic<std::int64_t> frames_{0};
 };
 

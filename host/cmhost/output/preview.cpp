@@ -10,7 +10,7 @@ void Preview::write(const AVFrame& frame) {
   picture->pts = 0;
   picture->colorspace = AVCOL_SPC_RGB;
   picture->color_range = AVCOL_RANGE_JPEG;
-  // Viewers would not agree on what to do with them.
+  // Viewers interpret these tags differently.
   picture->color_primaries = AVCOL_PRI_UNSPECIFIED;
   picture->color_trc = AVCOL_TRC_UNSPECIFIED;
 

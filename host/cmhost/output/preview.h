@@ -7,16 +7,16 @@
 
 namespace cmhost {
 
-/// One picture as a PNG, its colours by the matrix and the range that the picture is tagged with.
+/// Writes one frame as a PNG, converted with the matrix and range of its tags.
 class Preview {
  public:
   /// Throws `Failure`.
   Preview(const std::string& path, OutputFile::Mode mode) : file_(path, mode) {}
 
-  /// Writes the picture. Throws `Failure`.
+  /// Writes the frame. Throws `Failure`.
   void write(const AVFrame& frame);
 
-  /// Gives the file its name if a picture is written. Throws `Failure`.
+  /// Renames the file to its final name if a frame was written. Throws `Failure`.
   void put();
 
   const OutputFile& file() const { return file_; }

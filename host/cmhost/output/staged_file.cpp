@@ -16,7 +16,7 @@ namespace cmhost {
 
 namespace {
 
-constexpr int mostAttempts = 4;  // at a name of 64 random bits
+constexpr int mostAttempts = 4;  // each with a name of 64 random bits
 
 std::uint64_t randomNumber() {
   std::uint64_t number = 0;
@@ -55,7 +55,7 @@ StagedFile::StagedFile(const std::string& path, OutputPlace place, bool keep)
     if (file_.number() < 0 && (errno != EEXIST || attempt == mostAttempts))
       failWriting(path_, errno);
   }
-  // What the process takes from new files' permissions, the replaced file had.
+  // Restores the permission bits that the umask removed.
   if (place_.takenBy) ::fchmod(file_.number(), *place_.takenBy);
 }
 
@@ -64,7 +64,7 @@ void StagedFile::create() {
   constexpr int flags = O_RDWR | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC;
   const int folder = place_.folder.number();
   const std::string name = temporaryName(place_.name, randomNumber(), longestName(place_.folder));
-  // Announced first, so that no signal comes in between.
+  // Registered first, so that a signal in between cannot leave the file behind.
   if (!keep_) removedBySignal_ = interruption::TemporaryFile(name, folder);
   file_ =
       FileDescriptor(::openat(folder, name.c_str(), flags, place_.takenBy.value_or(ofNewFiles)));
@@ -88,7 +88,7 @@ void StagedFile::put(bool overwrite) {
   removedBySignal_ = interruption::TemporaryFile();
 }
 
-// Not every file system knows a rename that replaces nothing, nor a second name for a file.
+// Not every file system supports RENAME_NOREPLACE or hard links.
 int StagedFile::putWhereNothingIs() {
   const int folder = place_.folder.number();
   const char* const from = temporary_.c_str();
@@ -105,7 +105,7 @@ int StagedFile::putWhereNothingIs() {
   return errno == ENOENT ? ::renameat(folder, from, folder, to) : -1;
 }
 
-// A folder that may be written to but not read cannot be opened for this.
+// A folder without read permission cannot be opened for this.
 void StagedFile::synchroniseFolder() const {
   const FileDescriptor folder(
       ::openat(place_.folder.number(), ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC));

@@ -24,7 +24,7 @@ void reserve(bool quiet) {
   const int messages = quiet && nowhere.number() >= 0 ? nowhere.number() : STDERR_FILENO;
   if (reserved.number() < 0 || ::dup2(messages, STDOUT_FILENO) < 0)
     throw Failure("standard output: cannot redirect: " + systemText(errno));
-  // By default, lines would wait in a buffer until the end of the run unless a terminal shows them.
+  // By default, lines would stay in a buffer until the end of the run unless printed to a terminal.
   std::setvbuf(stdout, nullptr, _IOLBF, 0);
 }
 

@@ -4,12 +4,11 @@
 
 namespace cmhost::standard_output {
 
-/// Reserves standard output for what the program itself writes there. What a module or a library
-/// prints on it goes to standard error from now on, as soon as a line is complete, or nowhere with
-/// `quiet`. Throws `Failure`.
+/// Reserves standard output for the program itself. Text that a module or a library prints there is
+/// redirected line by line to standard error, or discarded with `quiet`. Throws `Failure`.
 void reserve(bool quiet);
 
-/// What standard output was before `reserve`. To be called once.
+/// The original standard output. Call it once, after `reserve`.
 FileDescriptor take();
 
 }  // namespace cmhost::standard_output

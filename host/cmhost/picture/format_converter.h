@@ -10,24 +10,24 @@ extern "C" {
 
 namespace cmhost {
 
-/// The matrix that video of this height usually has when it does not say.
+/// The default matrix for untagged video of this height.
 AVColorSpace usualMatrix(int height);
 
-/// Whether samples use all 256 values, by the frame's tag or by its pixel format's name.
+/// Whether the frame has full range, according to its tag or its pixel format.
 bool isFullRange(const AVFrame& frame);
 
-/// Whether pictures of this format hold RGB, in samples or in a palette.
+/// Whether the pixel format is RGB, including palettes.
 bool isRgb(AVPixelFormat format);
 
-/// Brings pictures to another pixel format, size, matrix and range unchanged, in the media
-/// library's exact arithmetic. Between Y'CbCr and RGB, the matrix is the picture's own or the usual
-/// one, and RGB has full range. Fields of interlaced pictures are converted apart.
+/// Converts frames to another pixel format with swscale's exact arithmetic. Size, matrix and range
+/// do not change. Conversion between Y'CbCr and RGB uses the matrix of the frame's tags or the
+/// default one; RGB has full range. The fields of interlaced frames are converted separately.
 class FormatConverter {
  public:
-  /// For pictures like `like`. Throws `Failure`.
+  /// Prepares conversion of frames like `like`. Throws `Failure`.
   FormatConverter(const AVFrame& like, AVPixelFormat to);
 
-  /// A new frame with the properties of `frame`.
+  /// Returns a new frame with the properties of `frame`.
   FramePtr convert(const AVFrame& frame);
 
  private:

@@ -44,7 +44,7 @@ bool sameChroma(const PictureLayout& layout, int width, int height) {
   return ((width & layout.shiftX) | (height & layout.shiftY)) == 0;
 }
 
-// Whether the planes lie as the contract has them.
+// Whether the planes are contiguous, as the contract defines.
 bool isPacked(const AVFrame& frame, const PictureLayout& layout) {
   if (!sameChroma(layout, frame.width, frame.height)) return false;
   const std::uint8_t* next = frame.data[0];
@@ -62,14 +62,14 @@ void releaseFrame(void* kept, std::uint8_t* /*data*/) {
   delete static_cast<QOR::RPtr<const QOR::CM::RFrame>*>(kept);
 }
 
-// Lets `to` refer to the picture of `frame`, and keep it.
+// Makes `to` refer to the pixel data of `frame` and keep it alive.
 void referTo(const cm::VideoFrame& frame, const PictureLayout& layout, AVFrame& to) {
   auto kept = std::make_unique<QOR::RPtr<const QOR::CM::RFrame>>(
       static_cast<const QOR::CM::RFrame*>(&frame));
   to.buf[0] = av_buffer_create(frame.data(), frame.size(), &releaseFrame, kept.get(),
                                AV_BUFFER_FLAG_READONLY);
   if (to.buf[0] == nullptr) throw std::bad_alloc();
-  static_cast<void>(kept.release());  // the buffer's now
+  static_cast<void>(kept.release());  // owned by the buffer now
   std::uint8_t* next = frame.data();
   for (int plane = 0; plane < 3; ++plane) {
     const PlaneSize size = modulePlane(layout, to.width, to.height, plane);

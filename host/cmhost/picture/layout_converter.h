@@ -6,15 +6,14 @@
 
 namespace cmhost {
 
-/// Converts pictures to a layout that modules take, size and range unchanged. Pictures without a
-/// Y'CbCr matrix of their own get the usual one of their size and limited range, and tags that say
-/// so.
+/// Converts frames to a layout that modules support. Size and range do not change. RGB frames get
+/// the default matrix for their size, limited range, and the matching tags.
 class LayoutConverter {
  public:
-  /// For pictures like `like`. Throws `Failure`.
+  /// Prepares conversion of frames like `like`. Throws `Failure`.
   LayoutConverter(const AVFrame& like, const PictureLayout& layout);
 
-  /// A new frame with the properties of `frame`.
+  /// Returns a new frame with the properties of `frame`.
   FramePtr convert(const AVFrame& frame);
 
  private:

@@ -9,11 +9,11 @@ extern "C" {
 
 namespace cmhost {
 
-/// A frame layout that modules take: three planes, 8 bits a sample.
+/// A frame layout that modules support: three planes, 8 bits per sample.
 struct PictureLayout {
   unsigned int fourcc;
   AVPixelFormat pixelFormat;
-  AVPixelFormat fullRangePixelFormat;  ///< its twin of old that says full range by its name
+  AVPixelFormat fullRangePixelFormat;  ///< the deprecated full-range variant (YUVJ)
   int shiftX;                          ///< chroma width is the luma width shifted right by this
   int shiftY;
 };
@@ -23,30 +23,29 @@ struct PlaneSize {
   std::size_t height;
 };
 
-/// Size of a plane of a picture of `width` x `height` as a module sees it: chroma sizes are rounded
-/// down.
+/// Size of a plane of a `width` x `height` frame in a module: chroma sizes are rounded down.
 PlaneSize modulePlane(const PictureLayout& layout, int width, int height, int plane);
 
-/// The same as files and the media library have it: chroma sizes are rounded up.
+/// The same in files and in the media library: chroma sizes are rounded up.
 PlaneSize filePlane(const PictureLayout& layout, int width, int height, int plane);
 
-/// The code of four characters, the first in the most significant byte.
+/// The FourCC of four characters, the first one in the most significant byte.
 constexpr unsigned int fourccOf(const char* text) {
   unsigned int code = 0;
   for (int i = 0; i < 4; ++i) code = code << 8 | static_cast<unsigned char>(text[i]);
   return code;
 }
 
-/// The four characters of a code.
+/// The four characters of a FourCC.
 std::string fourccText(unsigned int fourcc);
 
-/// The layout of a pixel format of either range; none when modules do not take it.
+/// The layout of a pixel format of either range; null when modules do not support it.
 const PictureLayout* layoutOf(AVPixelFormat format);
 
-/// The layout with this FourCC; none when modules do not take it.
+/// The layout with this FourCC; null when modules do not support it.
 const PictureLayout* layoutOfFourcc(unsigned int fourcc);
 
-/// The layout closest to a pixel format, to convert to.
+/// The layout to convert a pixel format to.
 const PictureLayout& closestLayout(AVPixelFormat format);
 
 }  // namespace cmhost

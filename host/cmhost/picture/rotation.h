@@ -4,8 +4,7 @@
 
 namespace cmhost {
 
-/// Degrees clockwise by which the pictures of a stream are turned before they are shown; 0 when its
-/// container does not turn them.
+/// The clockwise rotation in degrees that players apply to a stream; 0 without a display matrix.
 long rotationOf(const AVStream& stream);
 
 }  // namespace cmhost

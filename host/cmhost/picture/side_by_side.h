@@ -5,12 +5,12 @@
 
 namespace cmhost {
 
-/// Width of two pictures of this width beside each other. Each half has an even width, so that both
-/// have chroma samples of their own.
+/// Width of two frames of this width side by side. Each half has an even width, so that the halves
+/// share no chroma samples.
 int sideBySideWidth(int width);
 
-/// A new frame of `left` and `right`, which have the same size and layout, with the properties of
-/// `right`. In a picture of odd width, the last column is repeated.
+/// Joins `left` and `right`, which have the same size and layout, in a new frame with the
+/// properties of `right`. If the width is odd, the last column is repeated.
 FramePtr sideBySide(const AVFrame& left, const AVFrame& right, const PictureLayout& layout);
 
 }  // namespace cmhost

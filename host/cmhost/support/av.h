@@ -31,7 +31,7 @@ using CodecPtr = std::unique_ptr<AVCodecContext, AvFree<avcodec_free_context>>;
 using InputFormatPtr = std::unique_ptr<AVFormatContext, AvFree<avformat_close_input>>;
 using OutputFormatPtr = std::unique_ptr<AVFormatContext, OutputFormatFree>;
 
-/// The pointer, or `std::bad_alloc` when it is null.
+/// Wraps `object`; throws `std::bad_alloc` when it is null.
 template <typename Ptr>
 Ptr orThrow(typename Ptr::pointer object) {
   if (object == nullptr) throw std::bad_alloc();
@@ -40,27 +40,27 @@ Ptr orThrow(typename Ptr::pointer object) {
 
 inline FramePtr newFrame() { return orThrow<FramePtr>(av_frame_alloc()); }
 
-/// A frame with the properties, size and pixel format of `like` and without a picture. Throws
+/// A frame with the properties, size and pixel format of `like`, without pixel data. Throws
 /// `std::bad_alloc`.
 FramePtr emptyFrameLike(const AVFrame& like);
 
-/// Gives a frame that has a size and a pixel format memory for its picture. Throws
+/// Allocates the pixel data of a frame whose size and pixel format are set. Throws
 /// `std::bad_alloc`.
 void allocatePicture(AVFrame& frame);
 inline PacketPtr newPacket() { return orThrow<PacketPtr>(av_packet_alloc()); }
 
-/// From now on the media libraries' own messages are not printed; the last error is kept.
+/// Captures the log of the media libraries: it is no longer printed, and the last error is kept.
 void captureAvLog();
 
-/// A warning or an error that the media libraries log, or a repair.
+/// A line logged by the media libraries: a warning, an error or a repair.
 struct AvLogLine {
   int level = 0;  ///< AV_LOG_WARNING or worse, unless it is a repair
   AVClassCategory category = AV_CLASS_CATEGORY_NA;
-  bool isRepair = false;  ///< what was lost has been replaced or left out
-  std::string text;       ///< behind the name of what logs it, without a line end
+  bool isRepair = false;  ///< lost data was concealed or dropped
+  std::string text;       ///< with the name of the logging object in front, without a line end
 };
 
-/// Gets what the media libraries log while it lives; one at a time.
+/// Receives the log of the media libraries during its lifetime. Only one at a time.
 class AvLogListener {
  public:
   AvLogListener();
@@ -68,19 +68,19 @@ class AvLogListener {
   AvLogListener(const AvLogListener&) = delete;
   AvLogListener& operator=(const AvLogListener&) = delete;
 
-  /// Called on any thread, one call at a time. Must not call the media libraries.
+  /// Called from any thread, one call at a time. Must not call the media libraries.
   virtual void logged(const AvLogLine& line) = 0;
 
  protected:
-  /// For destructors: `logged` is not called any more.
+  /// Stops calls of `logged`. For destructors.
   void stopListening();
 };
 
-/// The media libraries' words for a negative return value, with what they last logged as an error,
-/// which often names the reason. The kept message is taken.
+/// Describes an error code of the media libraries, together with the last error that they logged,
+/// which often names the cause. Clears that error.
 std::string avErrorReason(int error);
 
-/// Likewise for a codec that cannot be opened, which is often for want of threads.
+/// The same for a codec that cannot be opened, often because a thread cannot be started.
 std::string openErrorReason(int error);
 
 }  // namespace cmhost

@@ -8,18 +8,18 @@ extern "C" {
 #include <cstddef>
 #include <cstdint>
 
-// What differs between the media libraries' versions: FFmpeg 5.1 is in Debian 12, 7.1 in Debian 13.
+// Differences between versions of the media libraries: Debian 12 has FFmpeg 5.1, Debian 13 has 7.1.
 
 namespace cmhost {
 
-/// What a write callback gets a pointer to.
+/// The type of the bytes passed to a write callback.
 #if LIBAVFORMAT_VERSION_MAJOR >= 61
 using WrittenByte = const std::uint8_t;
 #else
 using WrittenByte = std::uint8_t;
 #endif
 
-/// How long a frame is shown, in its stream's time base; 0 when unknown.
+/// The duration of a frame in its stream's time base; 0 when unknown.
 inline std::int64_t durationOf(const AVFrame& frame) {
 #if LIBAVUTIL_VERSION_MAJOR >= 58
   return frame.duration;
@@ -28,7 +28,7 @@ inline std::int64_t durationOf(const AVFrame& frame) {
 #endif
 }
 
-/// Whether the frame is a pair of fields.
+/// Whether the frame is interlaced.
 inline bool isInterlacedFrame(const AVFrame& frame) {
 #if LIBAVUTIL_VERSION_INT >= AV_VERSION_INT(58, 7, 100)
   return (frame.flags & AV_FRAME_FLAG_INTERLACED) != 0;
@@ -37,7 +37,7 @@ inline bool isInterlacedFrame(const AVFrame& frame) {
 #endif
 }
 
-/// Whether the upper field of an interlaced frame is shown first.
+/// Whether the top field of an interlaced frame is shown first.
 inline bool isTopFieldFirst(const AVFrame& frame) {
 #if LIBAVUTIL_VERSION_INT >= AV_VERSION_INT(58, 7, 100)
   return (frame.flags & AV_FRAME_FLAG_TOP_FIELD_FIRST) != 0;
@@ -46,7 +46,7 @@ inline bool isTopFieldFirst(const AVFrame& frame) {
 #endif
 }
 
-/// Sets what the two functions above return.
+/// Sets the flags that the two functions above return.
 inline void setInterlaced(AVFrame& frame, bool interlaced, bool topFieldFirst) {
 #if LIBAVUTIL_VERSION_INT >= AV_VERSION_INT(58, 7, 100)
   frame.flags &= ~(AV_FRAME_FLAG_INTERLACED | AV_FRAME_FLAG_TOP_FIELD_FIRST);
@@ -58,7 +58,8 @@ inline void setInterlaced(AVFrame& frame, bool interlaced, bool topFieldFirst) {
 #endif
 }
 
-/// The pixel formats that an encoder takes, ended by `AV_PIX_FMT_NONE`; null when it takes any.
+/// The pixel formats that an encoder supports, terminated by `AV_PIX_FMT_NONE`; null when it
+/// supports any.
 inline const AVPixelFormat* pixelFormatsOf(const AVCodec& codec) {
 #if LIBAVCODEC_VERSION_INT >= AV_VERSION_INT(61, 13, 100)
   const void* formats = nullptr;
@@ -69,7 +70,7 @@ inline const AVPixelFormat* pixelFormatsOf(const AVCodec& codec) {
 #endif
 }
 
-/// Lets the decoder call its `get_buffer2` from any of its threads.
+/// Allows the decoder to call `get_buffer2` from any of its threads.
 inline void allowCallsFromThreads(AVCodecContext& decoder) {
 #if LIBAVCODEC_VERSION_MAJOR < 60
 #pragma GCC diagnostic push
@@ -81,7 +82,7 @@ inline void allowCallsFromThreads(AVCodecContext& decoder) {
 #endif
 }
 
-/// What a container holds about a stream as a whole, such as its rotation.
+/// The side data of a stream, such as its rotation.
 struct StreamSideData {
   const AVPacketSideData* data;
   int count;
@@ -95,8 +96,8 @@ inline StreamSideData sideDataOf(const AVStream& stream) {
 #endif
 }
 
-/// Gives a stream side data of `size` bytes, in the place of what it has of that type. Null when
-/// there is no memory.
+/// Adds `size` bytes of side data to a stream, replacing side data of the same type. Null when out
+/// of memory.
 inline std::uint8_t* newSideData(AVStream& stream, AVPacketSideDataType type, std::size_t size) {
 #if LIBAVFORMAT_VERSION_MAJOR >= 61
   AVPacketSideData* const data = av_packet_side_data_new(

@@ -10,7 +10,7 @@ extern "C" {
 
 namespace cmhost {
 
-/// Options for the media libraries, which take out those that they know.
+/// Options for the media libraries, which remove the options that they recognise.
 class Dictionary {
  public:
   Dictionary() = default;
@@ -35,7 +35,7 @@ class Dictionary {
   /// For functions of the media libraries, which may change the entries.
   AVDictionary** entries() { return &entries_; }
 
-  /// The first entry left; null when none is.
+  /// The first remaining entry; null when there is none.
   const AVDictionaryEntry* first() const {
     return av_dict_get(entries_, "", nullptr, AV_DICT_IGNORE_SUFFIX);
   }

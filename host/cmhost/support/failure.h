@@ -5,7 +5,7 @@
 
 namespace cmhost {
 
-/// What the program's exit code says.
+/// Exit codes of the program.
 enum ExitCode : int {
   exitDone = 0,
   exitFailed = 1,
@@ -13,7 +13,7 @@ enum ExitCode : int {
   exitSignal = 128,  ///< plus the number of the signal that interrupted the run
 };
 
-/// Ends the run. The message is one line that says what went wrong, where, and what to do.
+/// An error that ends the run. The message is one line: what went wrong, where, and what to do.
 class Failure : public std::runtime_error {
  public:
   explicit Failure(const std::string& message, ExitCode exitCode = exitFailed)

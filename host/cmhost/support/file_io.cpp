@@ -21,7 +21,7 @@ namespace cmhost {
 
 namespace {
 
-// Small enough to stay in a processor's cache between being filled and being handed on.
+// Small enough to stay in the processor's cache until it is used.
 constexpr int ioBufferBytes = 1 << 17;
 constexpr int pipeBytes = 1 << 20;
 

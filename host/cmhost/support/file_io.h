@@ -8,7 +8,7 @@
 
 namespace cmhost {
 
-/// A file descriptor that is closed with its owner.
+/// Owns a file descriptor and closes it.
 class FileDescriptor {
  public:
   explicit FileDescriptor(int number = -1) : number_(number) {}
@@ -18,15 +18,16 @@ class FileDescriptor {
 
   int number() const { return number_; }
 
-  /// Closes it now; false when the system reports an error, which can be the first word of a write
-  /// that went wrong.
+  /// Closes it now. Returns false, with `errno` set, on an error, which may belong to an earlier
+  /// write.
   bool close();
 
  private:
   int number_;
 };
 
-/// Readable from the first `raise` on, so that whoever waits for a file can wait for this as well.
+/// A flag whose descriptor becomes readable with the first `raise`, so that `poll` can wait for it
+/// together with files.
 class Event {
  public:
   /// Throws `Failure`.
@@ -45,7 +46,7 @@ struct IoFree {
   void operator()(AVIOContext* io) const;
 };
 
-/// The media libraries' view of a file.
+/// The media libraries' handle of a file.
 using IoPtr = std::unique_ptr<AVIOContext, IoFree>;
 
 /// `seek` may be null. Throws `std::bad_alloc`.
@@ -54,23 +55,23 @@ IoPtr newReader(void* owner, int (*read)(void*, std::uint8_t*, int),
 IoPtr newWriter(void* owner, int (*write)(void*, WrittenByte*, int),
                 std::int64_t (*seek)(void*, std::int64_t, int));
 
-/// Whether a descriptor is of a regular file, and its size.
+/// Whether the descriptor refers to a regular file. Stores its size in `size`.
 bool isRegular(int file, std::int64_t* size = nullptr);
 
-/// Moves the position of a regular file as the media libraries ask for it.
+/// Seeks in a regular file, as a seek callback of the media libraries.
 std::int64_t seekRegular(int file, std::int64_t offset, int whence);
 
-/// The most that a pipe may hold here: fewer switches between the processes at its ends.
+/// Enlarges the buffer of a pipe, which reduces context switches.
 void widenPipe(int file);
 
-/// Waits until a regular file, a folder or a disk holds what was written to it. What knows of no
-/// such waiting passes. False, with `errno` set, when something written is lost.
+/// Waits until the data of a regular file, a folder or a disk is on disk. Returns true for files
+/// that do not support this. Returns false, with `errno` set, when data is lost.
 bool synchronise(int file);
 
-/// The system's words for an error number.
+/// The system's text for an error number.
 std::string systemText(int error);
 
-/// Throws `Failure`: the output `name` cannot be written, for the system's reason.
+/// Throws `Failure`: the output `name` cannot be written because of `error`.
 [[noreturn]] void failWriting(const std::string& name, int error);
 
 }  // namespace cmhost

@@ -20,11 +20,11 @@ namespace {
 constexpr int requests[] = {SIGINT, SIGTERM, SIGHUP, SIGQUIT};
 constexpr std::int64_t sameRequestNanoseconds = 1'000'000'000;
 
-// What does not end a process by default. SIGKILL and SIGSTOP cannot be handled.
+// Signals that do not end a process by default, and SIGKILL and SIGSTOP, which cannot be handled.
 constexpr int harmless[] = {SIGCHLD, SIGCONT, SIGURG,  SIGWINCH, SIGTSTP,
                             SIGTTIN, SIGTTOU, SIGKILL, SIGSTOP};
 
-// A slot is used once, so that a handler never reads a name that changes.
+// A slot is used only once, so that a handler never reads a name while it changes.
 struct Slot {
   std::atomic<bool> taken{false};
   std::atomic<bool> filled{false};
@@ -32,7 +32,7 @@ struct Slot {
   char name[PATH_MAX];
 };
 
-// What a signal handler may touch: lock-free atomics and memory that is always there.
+// A signal handler may access only lock-free atomics and static memory.
 static_assert(std::atomic<int>::is_always_lock_free && std::atomic<bool>::is_always_lock_free &&
               std::atomic<std::int64_t>::is_always_lock_free);
 std::atomic<std::int64_t> firstTime{0};
@@ -60,7 +60,7 @@ extern "C" void handleRequest(int number) {
   errno = error;
 }
 
-// The signal is raised again as soon as this returns, and then ends the process by default.
+// The raised signal is delivered when this returns and then ends the process by default.
 extern "C" void handleEnd(int number) {
   removeTemporaryFiles();
   std::signal(number, SIG_DFL);

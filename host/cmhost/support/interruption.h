@@ -6,35 +6,36 @@
 
 #include "host/cmhost/support/failure.h"
 
-/// The wish of a user or of the system to end the run: SIGINT, SIGTERM, SIGHUP or SIGQUIT. The
-/// first one is only noted: the input stops reading and the run ends in good order. What arrives
-/// within a second of it, however often, is the same request: some senders signal a process and
-/// then its group. A later one removes the temporary files and ends the process at once.
+/// Requests to end the run: SIGINT, SIGTERM, SIGHUP or SIGQUIT. The first signal is only recorded:
+/// the input stops reading, and the run finishes the frames in flight. Signals within a second of
+/// it are ignored, because some senders signal a process and then its group. A later signal removes
+/// the temporary files and ends the process at once.
 ///
-/// Every other signal that ends a process and can be caught removes the temporary files, then does
-/// what it does by default.
+/// Every other signal that can be caught and ends a process by default removes the temporary files
+/// first.
 namespace cmhost::interruption {
 
-/// Handles the signals from now on. A signal that is ignored or handled already stays so.
+/// Installs the signal handlers. Signals that are already ignored or handled are not changed.
 void install();
 
-/// The first signal that came; 0 while none has. Any thread.
+/// The first signal received, or 0. Any thread.
 int received();
 
-/// A file descriptor that is readable once a signal has come.
+/// A file descriptor that becomes readable with the first signal.
 int descriptor();
 
-/// Removes every `TemporaryFile` that there is now, for whoever ends the process at once. Any
-/// thread and signal handlers may call it.
+/// Removes the files of all existing `TemporaryFile` objects before the process ends at once. May
+/// be called from any thread and from signal handlers.
 void removeTemporaryFiles() noexcept;
 
-/// A file that is removed when a signal ends the process, until this object goes. It may be
-/// announced before it exists. At most sixteen files in a process are kept; more are left alone.
+/// Registers a file that is removed when a signal ends the process during the lifetime of this
+/// object. The file need not exist yet. A process can register up to sixteen files; further ones
+/// are ignored.
 class TemporaryFile {
  public:
   TemporaryFile() = default;
 
-  /// `folder` is a descriptor that stays open as long as this object; `name` is looked up in it.
+  /// `name` is relative to `folder`, a descriptor that must stay open as long as this object.
   explicit TemporaryFile(const std::string& name, int folder = AT_FDCWD);
 
   TemporaryFile(const TemporaryFile&) = delete;
@@ -46,7 +47,7 @@ class TemporaryFile {
   int slot_ = -1;
 };
 
-/// Ends a run that was interrupted before it had anything to keep.
+/// Ends a run that was interrupted before the first frame.
 class Interrupted : public Failure {
  public:
   Interrupted() : Failure("interrupted before the first frame was marked") {}

@@ -8,8 +8,7 @@ namespace cmhost {
 
 namespace {
 
-// Bytes that the process may write to and shares with no other, as the system counts them for the
-// limit; 0 when unknown.
+// Size of the process's private writable memory, which RLIMIT_DATA limits; 0 when unknown.
 rlim_t dataBytes() {
   std::FILE* const file = std::fopen("/proc/self/statm", "re");
   if (file == nullptr) return 0;

@@ -6,8 +6,8 @@
 
 namespace cmhost {
 
-/// While it lives, this process gets no more than about `bytes` of memory in addition to what it
-/// has: what wants more fails for lack of memory. Not where the system cannot do that.
+/// During its lifetime, the process can allocate only about `bytes` of additional memory; larger
+/// allocations fail. Has no effect where the system does not support it.
 class MemoryCap {
  public:
   explicit MemoryCap(std::int64_t bytes);

@@ -22,7 +22,7 @@ std::string formatted(const char* format, Number number) {
   return text;
 }
 
-// A character, or one byte that is not part of any.
+// A character, or a byte that is not part of a valid character.
 struct Character {
   std::string_view bytes;
   char32_t code;
@@ -35,7 +35,7 @@ struct Utf8Lead {
   std::size_t bytes;
 };
 
-// Overlong forms, surrogates and what lies above U+10FFFF are excluded by the second byte.
+// The range of the second byte excludes overlong forms, surrogates and codes above U+10FFFF.
 constexpr Utf8Lead utf8Leads[] = {
     {0x00, 0x7f, 0, 0, 1},       {0xc2, 0xdf, 0x80, 0xbf, 2}, {0xe0, 0xe0, 0xa0, 0xbf, 3},
     {0xe1, 0xec, 0x80, 0xbf, 3}, {0xed, 0xed, 0x80, 0x9f, 3}, {0xee, 0xef, 0x80, 0xbf, 3},
@@ -66,12 +66,12 @@ constexpr bool isBetween(char32_t code, char32_t first, char32_t last) {
 
 bool isControl(char32_t code) {
   return code < 0x20 || isBetween(code, 0x7f, 0x9f) ||         // C0, DEL, C1
-         isBetween(code, 0x2028, 0x2029) ||                    // separators of lines, paragraphs
-         code == 0x061c || isBetween(code, 0x200e, 0x200f) ||  // marks of direction
+         isBetween(code, 0x2028, 0x2029) ||                    // line and paragraph separators
+         code == 0x061c || isBetween(code, 0x200e, 0x200f) ||  // direction marks
          isBetween(code, 0x202a, 0x202e) || isBetween(code, 0x2066, 0x2069);  // overrides, isolates
 }
 
-// `escape` returns what replaces a control character or an invalid byte.
+// `escape` returns the replacement of a control character or an invalid byte.
 template <typename Escape>
 std::string replaceControls(std::string_view text, Escape escape) {
   std::string result;
@@ -86,8 +86,8 @@ std::string replaceControls(std::string_view text, Escape escape) {
   return result;
 }
 
-// One write a line, so that lines of several threads and processes do not mix. On a terminal the
-// line takes the place of a progress line.
+// One write per line, so that lines of several threads and processes do not mix. On a terminal, the
+// line replaces the progress line.
 void printLine(const std::string& kind, const std::string& message) {
   const char* const clear = ::isatty(STDERR_FILENO) != 0 ? "\r\x1b[K" : "";
   const std::string line = clear + ("cmhost: " + kind) + escaped(message) + "\n";

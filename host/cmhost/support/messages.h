@@ -5,18 +5,19 @@
 
 namespace cmhost {
 
-/// One line on standard error, behind the program's name. The message is printed `escaped`. Any
+/// Prints one line on standard error, after the program's name. The message is `escaped`. Any
 /// thread.
 void printWarning(const std::string& message);
 void printError(const std::string& message);
 void printNote(const std::string& message);
 
-/// What was asked for, on standard output, unchanged. Throws `Failure` unless all of it is written.
+/// Prints a requested result on standard output, unchanged. Throws `Failure` unless all of it is
+/// written.
 void printResult(const std::string& text);
 
-/// `text` without anything that a terminal would act on: control characters, characters that turn
-/// the direction of text or separate lines, and bytes that are not UTF-8, are written as \xNN or
-/// \u{NNNN}. The result is UTF-8 and one line.
+/// Makes `text` safe for a terminal: control characters, characters that change the direction of
+/// text or separate lines, and bytes that are not valid UTF-8 are replaced by \xNN or \u{NNNN}. The
+/// result is one line of UTF-8.
 std::string escaped(const std::string& text);
 
 /// "1 frame", "2 frames".

@@ -4,8 +4,8 @@
 
 namespace cmhost {
 
-/// A stack for the signal handlers of this thread while this lives, so that a crash by an overflow
-/// of its own stack can be told. A thread that has one keeps it; without memory, it gets none.
+/// An alternate stack for the signal handlers of this thread, so that a stack overflow can be
+/// reported. Has no effect if the thread already has one or if there is no memory.
 class SignalStack {
  public:
   SignalStack();

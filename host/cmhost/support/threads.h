@@ -14,10 +14,11 @@ namespace cmhost {
 constexpr const char* threadLimits =
     "check the limits on processes (ulimit -u), container tasks and memory";
 
-/// How many threads a codec gets that may keep a picture of `bytes` for each; 0: as it chooses.
+/// The number of threads for a codec that may keep a frame of `bytes` per thread; 0: let the codec
+/// choose.
 int threadsFor(std::int64_t bytes);
 
-/// Starts a thread with a stack for signals. Throws `Failure` that says what is short.
+/// Starts a thread with an alternate stack for signals. Throws `Failure` with the limits to check.
 template <typename Body>
 std::thread startThread(Body body) {
   try {
