@@ -1,4 +1,4 @@
-// What a component meets of the host: frames, queue ends, configuration and the loop.
+// The host as seen by a component: frames, queues, configuration and the loop.
 #include <gtest/gtest.h>
 
 #include <chrono>
@@ -119,7 +119,7 @@ TEST(OutputQueue, RecordsDescriptionAndFrames) {
   EXPECT_EQ(second->get(), nullptr);
 }
 
-// A filter whose step is given by the test.
+// A filter whose `process` is provided by the test.
 class Filter final : public RFilter {
  public:
   using RFilter::process;

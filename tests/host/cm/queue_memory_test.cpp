@@ -1,4 +1,4 @@
-// In a program of its own, whose operator new fails; ThreadSanitizer brings one too.
+// In a separate program with a failing operator new, which ThreadSanitizer also replaces.
 #include <gtest/gtest.h>
 
 #include "host/cm/bounded_queue.h"

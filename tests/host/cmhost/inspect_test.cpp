@@ -1,4 +1,4 @@
-// What --inspect says about a module.
+// The output of --inspect.
 #include <gtest/gtest.h>
 
 #include <nlohmann/json.hpp>
@@ -26,7 +26,7 @@ TEST(Inspect, OwnModule) {
   const Result result = inspect(STATIC_WATERMARK);
   EXPECT_EQ(result.exitCode, 0) << result.err;
   EXPECT_EQ(result.err, "");
-  // 90% of 1920 is 1728; 1728 / 800 * 186 is 401.76; 4:2:2 takes two bytes a pixel, with alpha 3.
+  // 90% of 1920 is 1728; 1728 / 800 * 186 is 401.76; 4:2:2 has 2 bytes per pixel, 3 with alpha.
   expectParts(result.out, {std::string("module:      ") + STATIC_WATERMARK + "\n",
                            "factory:     getComponentInstance\n", "type 'fltr' (0x666c7472)\n",
                            "configured:  1920x1080 IYUV: result 0\n",

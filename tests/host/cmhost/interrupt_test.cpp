@@ -1,4 +1,4 @@
-// Signals, and what a run that ends early leaves.
+// Signals, and the files of an interrupted run.
 #include <gtest/gtest.h>
 #include <sys/mount.h>
 #include <sys/stat.h>
@@ -35,7 +35,7 @@ class Interrupt : public testing::Test {
     y4m = program::readFile(made / "in.y4m");
   }
 
-  // Gives all frames and half of one more through a pipe that stays open, then the signal.
+  // Sends all frames and half of another through a pipe that stays open, then the signal.
   Result interrupt(int number, const std::vector<std::string>& arguments) {
     Pipe in;
     program::Streams streams;
@@ -99,7 +99,7 @@ TEST_F(Interrupt, HangUpAndQuitLikewise) {
   expectHolds(interrupt(SIGQUIT, {"-", "out.nut"}), SIGQUIT, "out.nut");
 }
 
-// A run with temporary files that waits, since nobody reads its output.
+// A run with temporary files that blocks because nobody reads its output.
 class Waiting : public Interrupt {
  protected:
   void SetUp() override {
@@ -111,7 +111,7 @@ class Waiting : public Interrupt {
     const std::vector<std::string> arguments = {"--hash",   "hashes", "--preview",
                                                 "look.png", "-",      "-"};
     process.emplace(folder.path(), arguments, streams);
-    // The pipe holds less than this: the run waits for its reader.
+    // The buffer of the pipe is smaller than this: the run waits for its reader.
     ASSERT_TRUE(in.write(y4m));
     in.waitUntilEmpty();
     ASSERT_EQ(folder.names().size(), 2U);
@@ -192,7 +192,7 @@ TEST_F(WaitingWithoutHangUp, IgnoredSignalStaysIgnored) {
 
 class Partial : public Interrupt {
  protected:
-  // The one file left, which the message names.
+  // The only remaining file, which the message names.
   std::string kept(const Result& result) {
     const auto names = folder.names();
     for (const std::string& name : names) {

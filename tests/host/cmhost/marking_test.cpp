@@ -1,5 +1,4 @@
-// The main job on real files: what comes out is, byte for byte, what the engines make of what went
-// in.
+// Marking real files: the output equals the result of the engines, byte for byte.
 #include <gtest/gtest.h>
 
 #include <tuple>
@@ -20,7 +19,7 @@ constexpr Layout layouts[] = {{AV_PIX_FMT_YUV420P, 0, "IYUV"},
                               {AV_PIX_FMT_YUV422P, 1, "Y22P"},
                               {AV_PIX_FMT_YUV444P, 2, "Y44P"}};
 
-// The contract's chroma planes round down; what files have beyond that stays as it was.
+// The contract rounds chroma sizes down; the extra samples in files are not changed.
 clip::Picture mark(const clip::Picture& picture, unsigned int format) {
   const std::size_t width[] = {
       static_cast<std::size_t>(picture.width),
@@ -87,7 +86,7 @@ TEST_P(Marking, IsWhatTheEnginesMake) {
           << "frame " << i << " plane " << plane;
     anyMark |= expected.planes[0] != input.pictures[i].planes[0];
 
-    // Rows beside the mark are as they were.
+    // Rows without the mark are not changed.
     const auto placed = reference_mark::place(size.width, size.height);
     const auto above = static_cast<std::ptrdiff_t>(placed.y * size.width);
     EXPECT_TRUE(std::equal(output.pictures[i].planes[0].begin(),
@@ -141,7 +140,7 @@ TEST(MarkingLongStream, PassesManyMoreFramesThanTheQueuesHold) {
     EXPECT_EQ(output.pictures[i].planes, mark(input.pictures[i], 0).planes);
 }
 
-// The same colours in a palette are the same colours.
+// A palette gives the same colours as RGB.
 TEST(Converting, PaletteIsRgb) {
   const program::Folder folder;
   program::ffmpeg(folder.path(), "-f lavfi -i testsrc=size=160x120:rate=5 -t 0.6 -c:v gif in.gif");

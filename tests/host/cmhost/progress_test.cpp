@@ -1,4 +1,4 @@
-// How far a run is, on terminals and elsewhere.
+// The progress line, on terminals and elsewhere.
 #include "host/cmhost/progress.h"
 
 #include <fcntl.h>
@@ -33,7 +33,7 @@ class Progress : public testing::Test {
     clip::write(folder / "in.y4m", clip);
   }
 
-  // What is shown on a terminal.
+  // The text shown on a terminal.
   std::string onTerminal(std::vector<std::string> options, bool fromPipe = false) {
     const int terminal = ::posix_openpt(O_RDWR | O_NOCTTY | O_CLOEXEC | O_NONBLOCK);
     EXPECT_EQ(::grantpt(terminal), 0);

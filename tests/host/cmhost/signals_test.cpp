@@ -1,4 +1,4 @@
-// Signals at random moments of a run: what lies there afterwards is a whole file or nothing.
+// Signals at random moments of a run: the result is a complete file or nothing.
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -33,21 +33,21 @@ constexpr std::pair<int, const char*> signals[] = {
 
 constexpr int usualRuns = program::isSanitized ? 40 : 200;
 
-// What a run leaves, byte for byte.
+// The output files of a run.
 struct Outputs {
   std::string video, hashes, preview;
 };
 
-// One run and the signals that it gets.
+// One run and the signals sent to it.
 struct Case {
   std::string output;
   int number = 0;
   const char* name = "";
-  bool whileWriting = false;  // the moment counts from when there is a temporary file
+  bool whileWriting = false;  // the moment counts from the creation of the temporary file
   double moment = 0;          // in seconds, from the start
   bool byTimeout = false;     // timeout(1) sends it, to the process and to its group
   double second = -1;         // seconds after the first signal; negative: none
-  int given = -1;             // frames that come by a pipe before the signal; negative: a file
+  int given = -1;  // frames sent through a pipe before the signal; negative: input is a file
 
   std::string text() const {
     return output + ", " + name + " at " + std::to_string(moment) +
@@ -98,7 +98,7 @@ class Signals : public testing::Test {
 
   std::vector<std::string> arguments(const std::string& output, const std::string& input) const {
     std::vector<std::string> words = {"--hash", hashName, "--preview", previewName};
-    // Its usual encoder does not write the same bytes every time.
+    // Its default encoder does not write the same bytes every time.
     if (output == "out.mp4") words.insert(words.end(), {"--encoder", "mpeg4"});
     words.insert(words.end(), {input, output});
     return words;
@@ -108,7 +108,7 @@ class Signals : public testing::Test {
     return arguments(output, made / inputName);
   }
 
-  // What a run of so many frames leaves that nothing disturbs.
+  // The outputs of an undisturbed run with this number of frames.
   const Outputs& outputsOf(const std::string& output, int count) {
     const auto known = references.find({output, count});
     if (known != references.end()) return known->second;
@@ -140,8 +140,8 @@ class Signals : public testing::Test {
     return chosen;
   }
 
-  // One that leaves nothing, one that leaves a part, one that leaves everything, whatever the
-  // machine is busy with.
+  // Always at least one run that leaves nothing, one that leaves a part and one that leaves all
+  // frames, even on a busy machine.
   static std::vector<Case> caseOfEachKind() {
     std::vector<Case> cases(3);
     for (Case& each : cases) {
@@ -174,8 +174,8 @@ class Signals : public testing::Test {
     if (chosen.given >= 0) return runFromPipe(chosen, folder);
     const auto words = arguments(chosen.output);
     program::Streams streams;
-    // After its signal, timeout sends SIGCONT, which takes away the SIGSTOP with which
-    // LeakSanitizer attaches to a process that ends: both would wait for ever.
+    // After its signal, timeout sends SIGCONT, which cancels the SIGSTOP that LeakSanitizer uses to
+    // attach to an ending process: both would wait for ever.
     std::optional<program::Variable> sanitizer;
     if (chosen.byTimeout) {
       sanitizer.emplace("ASAN_OPTIONS", "detect_leaks=0");
@@ -195,7 +195,7 @@ class Signals : public testing::Test {
     return process.wait();
   }
 
-  // How many frames the program says that its output holds; 0 when it says nothing of the kind.
+  // The number of frames in the output according to the program's messages; 0 without a message.
   static int framesTold(const std::string& err) {
     const std::string holds = "was closed properly and contains ";
     const std::size_t part = err.find(holds);
@@ -211,8 +211,8 @@ class Signals : public testing::Test {
     const int told = framesTold(result.err);
     if (told == 0) {
       ++none;
-      // The signal came before it was handled, which timeout tells as an exit code, or before there
-      // was a frame.
+      // The signal came before its handler was installed, which timeout reports as an exit code, or
+      // before the first frame.
       const char* const early = "interrupted before the first frame was marked";
       const int byItself = chosen.byTimeout ? 128 + chosen.number : -chosen.number;
       const bool isEarly = result.err.find(early) != std::string::npos;
@@ -237,7 +237,7 @@ class Signals : public testing::Test {
   int none = 0;   // runs that left nothing
   Folder made;
   double longestRun = 0;      // in seconds
-  double longestWriting = 0;  // the part of it with a temporary file
+  double longestWriting = 0;  // the time with a temporary file
   std::map<std::pair<std::string, int>, Outputs> references;
 };
 
@@ -260,7 +260,7 @@ TEST_F(Signals, LeaveAWholeFileOrNothing) {
   }
   std::printf("%d runs left all frames, %d those until the signal, %d nothing\n", whole, parts,
               none);
-  // So many random moments find each kind too.
+  // This many random moments give every kind of result.
   EXPECT_TRUE(runs < 200 || (whole > 1 && parts > 1 && none > 1));
 }
 

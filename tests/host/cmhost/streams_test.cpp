@@ -1,4 +1,4 @@
-// What belongs to the video besides its samples, and the streams beside it.
+// Properties of the video other than its samples, and the other streams.
 #include <gtest/gtest.h>
 
 #include "tests/host/cmhost/fixtures/clip.h"
@@ -161,7 +161,7 @@ TEST_F(Streams, ConversionIsMadeWhenAskedFor) {
     ASSERT_EQ(converted.pictures.size(), 6U);
     EXPECT_EQ(converted.pictures[0].format,
               fourcc == std::string("Y22P") ? AV_PIX_FMT_YUV422P : AV_PIX_FMT_YUV444P);
-    // Luma is not touched by a change of chroma layout: outside the mark it is the input's.
+    // Converting the chroma layout does not change luma outside of the mark.
     const clip::Picture before = clip::read(folder / "in.mkv").pictures.at(0);
     EXPECT_TRUE(std::equal(before.planes[0].begin(), before.planes[0].begin() + 160 * 40,
                            converted.pictures[0].planes[0].begin()));

@@ -1,4 +1,4 @@
-// What names and files make of a terminal: nothing.
+// File names and file content do not affect a terminal.
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <pty.h>
@@ -16,10 +16,10 @@ namespace {
 
 using program::Folder;
 
-// A new line as a terminal sends it, and the program's own clearing of its progress line.
+// A line end as sent by a terminal, and the sequence that clears the progress line.
 constexpr const char* expectedControls[] = {"\r\n", "\r\x1b[K"};
 
-// Text in which every kind of character is that a terminal or a reader is misled by.
+// Text with every kind of character that affects a terminal or misleads a reader.
 const std::string hostile = "\x1b]0;x\x07\x1b[2J\u009b2J\u202e\u2028\x7f\xff";
 const std::string escaped = R"(\x1b]0;x\x07\x1b[2J\u{9b}2J\u{202e}\u{2028}\x7f\xff)";
 
@@ -32,7 +32,7 @@ class Terminal : public testing::Test {
     clip::write(folder / "in.mkv", clip);
   }
 
-  // What a terminal gets from a run that has it for both outputs.
+  // The text that a terminal receives from a run with both outputs on it.
   std::string show(const std::vector<std::string>& arguments) {
     int master = -1;
     int slave = -1;

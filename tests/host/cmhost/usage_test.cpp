@@ -1,4 +1,4 @@
-// The command line itself.
+// The command line.
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <unistd.h>

@@ -1,4 +1,4 @@
-// A media library that fails inside, on the program's threads.
+// Failures inside the media library, on threads of the program.
 #include <gtest/gtest.h>
 
 #include "tests/host/cmhost/fixtures/clip.h"

@@ -1,4 +1,4 @@
-// Input that cannot be marked ends in one clear line, exit code 1 and no output.
+// Invalid input gives one clear error line, exit code 1 and no output.
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -22,7 +22,7 @@ class BadInput : public testing::Test {
     return clip;
   }
 
-  // Runs over `name` and expects one line that holds all of `parts`.
+  // Runs with `name` and expects one error line that contains all of `parts`.
   void expectFailure(const std::string& name, const std::vector<std::string>& parts,
                      const std::vector<std::string>& options = {}) {
     std::vector<std::string> arguments = options;
@@ -123,7 +123,7 @@ TEST_P(CutShort, SaysWhatCouldBeDecoded) {
   clip::write(folder / ("whole." + name), clip);
   const std::string whole = program::readFile(folder / ("whole." + name));
   ASSERT_EQ(program::run(folder.path(), {"whole." + name, "whole_out.nut"}).exitCode, 0);
-  // From close behind the header to one byte short; NUT's last bytes are only an index.
+  // From just after the header to one byte short; the last bytes of NUT are only an index.
   const std::size_t last = name == "nut" ? whole.size() * 95 / 100 : whole.size() - 1;
   for (std::size_t step = 1; step <= 12; ++step) {
     const std::size_t size = last * step / 12;

@@ -1,4 +1,4 @@
-// What a file says about itself does not make the program take memory without bounds.
+// The memory of the program is limited, whatever a file declares.
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -42,7 +42,7 @@ class Limits : public testing::Test {
   }
 
   Folder folder;
-  // Where memory is refused, a sanitizer would end the program instead of telling it.
+  // By default, a sanitizer ends the program when an allocation fails.
   const program::Variable refusal{"ASAN_OPTIONS", "allocator_may_return_null=1"};
 };
 
@@ -65,7 +65,7 @@ TEST_F(Limits, SizesBeyondTheMediaLibraryAreRefused) {
   expectRefusal("big.jpg", {"big.jpg"}, {"--max-pixels", "999999999"});
 }
 
-// Decoders round sizes up; the limit is about pictures as they are seen.
+// Decoders round sizes up; the limit applies to the displayed size.
 TEST_F(Limits, PixelsAreCountedExactly) {
   for (const char* const encoder : {"mpeg4", "ffv1", "mpeg2video", "libx264", "libvpx-vp9"}) {
     SCOPED_TRACE(encoder);
@@ -87,7 +87,7 @@ TEST_F(Limits, HoldInMidStream) {
   clip.encoder = "mjpeg";
   clip.tags.range = AVCOL_RANGE_JPEG;
   clip.pictures = clip::drawMany(AV_PIX_FMT_YUVJ420P, 160, 120, 4);
-  for (const int side : {600, 1600}) {  // within what decoders round up to, and beyond it
+  for (const int side : {600, 1600}) {  // below and above the rounded-up limit of decoders
     clip.pictures.resize(4);
     clip.pictures.push_back(clip::draw(AV_PIX_FMT_YUVJ420P, side, side, 4));
     clip::write(folder / "in.mkv", clip);
@@ -102,14 +102,14 @@ TEST_F(Limits, WrongNumbersAreWrongUsage) {
     EXPECT_EQ(program::run(folder.path(), {"--max-pixels", number, "a.mkv", "b.mkv"}).exitCode, 2);
 }
 
-// What the manual page says of the memory that a picture of the largest size takes.
+// The memory for frames of the maximum size, as documented in the manual page.
 TEST_F(Limits, MemoryOfTheLargestPicture) {
   if (program::isSanitized) GTEST_SKIP() << "the sanitizer takes memory of its own";
   program::writeFile(folder / "in.gif", hostile::gif(8192, 8192));
   const struct {
     const char* output;
     long mebibytes;
-  } runs[] = {{"null:", 2048}, {"out.mkv", 4096}};  // the second one in FFV1
+  } runs[] = {{"null:", 2048}, {"out.mkv", 4096}};  // the second one is encoded with FFV1
   for (const auto& [output, mebibytes] : runs) {
     SCOPED_TRACE(output);
     const Result run = program::run(folder.path(), {"--convert", "Y44P", "in.gif", output});
@@ -118,7 +118,7 @@ TEST_F(Limits, MemoryOfTheLargestPicture) {
   }
 }
 
-// The module scales its mark to the width before it finds that the height is too small for it.
+// The module scales its mark to the width before it checks the height.
 TEST_F(Limits, WidePicturesAreRefused) {
   if (program::isSanitized) GTEST_SKIP() << "the sanitizer ends a program that gets no memory";
   for (const auto& [width, height] : {std::pair(65535, 1), std::pair(20000, 2)}) {

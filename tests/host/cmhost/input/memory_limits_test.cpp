@@ -13,7 +13,7 @@ namespace {
 
 using namespace cmhost;
 
-// 128 MiB each, hardly touched.
+// 128 MiB each, mostly untouched.
 FramePtr picture(AVCodecContext& decoder) {
   FramePtr frame = newFrame();
   frame->format = AV_PIX_FMT_RGBA64LE;
@@ -32,7 +32,7 @@ CodecPtr newDecoder(MemoryLimits& limits) {
 }
 
 TEST(MemoryLimits, PicturesThatExistAreBounded) {
-  MemoryLimits limits("in.mkv", 4096 * 4096);  // 1 GiB of pictures
+  MemoryLimits limits("in.mkv", 4096 * 4096);  // 1 GiB of frames
   const CodecPtr decoder = newDecoder(limits);
   std::vector<FramePtr> pictures;
   while (FramePtr next = picture(*decoder)) {

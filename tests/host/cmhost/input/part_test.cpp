@@ -1,4 +1,4 @@
-// A part of the input, the two pictures beside each other, and keys of the configuration.
+// A part of the input, --compare, and configuration keys.
 #include <gtest/gtest.h>
 
 #include <cmath>
@@ -70,7 +70,7 @@ TEST_F(Part, FromATimeOn) {
 TEST_F(Part, PicturesBetweenKeyFramesAndInBroadcasts) {
   for (const char* const name : {"in.mp4", "in.ts"}) {
     SCOPED_TRACE(name);
-    make(name, "mpeg2video");  // key frames twelve frames apart
+    make(name, "mpeg2video");  // a key frame every twelve frames
     const auto all = clip::read(folder / name).pictures;
     ASSERT_EQ(all.size(), std::size_t{frames});
     const Result result = run({"--start", "0.76", "--frames", "5"}, name, "out.nut");
@@ -109,7 +109,7 @@ TEST_F(Part, SoundGoesWithThePicture) {
   Clip clip;
   clip.encoder = "ffv1";
   clip.pictures = clip::drawMany(AV_PIX_FMT_YUV420P, 64, 48, frames);
-  clip.audio = clip::tone(frames);  // a packet a frame
+  clip.audio = clip::tone(frames);  // one packet per frame
   clip::write(folder / "in.mkv", clip);
   ASSERT_EQ(run({"--start", "0.4", "--frames", "10"}, "in.mkv", "out.mkv").exitCode, 0);
   const Clip part = clip::read(folder / "out.mkv");
@@ -121,8 +121,8 @@ TEST_F(Part, SoundGoesWithThePicture) {
   }
 }
 
-// 100 frames at 25 fps with chapters [0, 1), [1, 3) and [3, 4), and one key frame: a part is read
-// from the key frame before it on, and so are cues.
+// 100 frames at 25 fps with chapters [0, 1), [1, 3) and [3, 4), and a single key frame. A part is
+// read from the preceding key frame on, and so are subtitles.
 class TimedParts : public Part {
  protected:
   void SetUp() override {
@@ -180,7 +180,7 @@ TEST_F(TimedParts, TimeCodeCountsOn) {
     for (const std::string name : {"out.mov", "out.mkv"}) {
       SCOPED_TRACE(rate + " " + name);
       ASSERT_EQ(run({"--start", "3"}, "in.mov", name).exitCode, 0);
-      // 75 or 90 frames later, of 25 or 30 in a second.
+      // 75 frames later at 25 fps, 90 at 30 fps.
       EXPECT_NE(program::probe(folder.path(), name, "stream_tags=timecode").find("=00:01:01:00\n"),
                 std::string::npos);
     }

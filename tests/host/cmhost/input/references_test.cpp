@@ -1,4 +1,4 @@
-// What an input refers to is opened only when the user allows it.
+// References in an input are opened only if the user allows it.
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -32,8 +32,8 @@ class References : public testing::Test {
     clip::write(folder / name, clip);
   }
 
-  // Runs over `name`, which must be refused in one line that holds all of `parts`, without opening
-  // anything beside it.
+  // Runs with `name`, which must be refused in one line that contains all of `parts`, without
+  // opening anything else.
   void expectRefusal(const std::string& name, const std::vector<std::string>& parts,
                      std::vector<std::string> arguments = {}) {
     SCOPED_TRACE(name);
@@ -109,7 +109,7 @@ TEST_F(References, DrawingsAreNotOpened) {
   expectRefusal("e.svg", {"e.svg", "svg", "--allow-references file"});
 }
 
-// The demuxer of picture sequences takes a file's name as a pattern.
+// The demuxer of image sequences uses the file name as a pattern.
 TEST_F(References, NameIsNoPattern) {
   clip::Clip clip;
   clip.encoder = "png";
@@ -135,7 +135,7 @@ TEST_F(References, FilesAreOpenedWhenAllowed) {
   expectFrames(runAllowing("file", "e.svg", {"--convert", "IYUV"}), 1);
 }
 
-// They are looked for where the playlist is.
+// They are resolved relative to the playlist.
 TEST_F(References, AreRelativeToTheFile) {
   writeClip("clip.ts", "mpeg2video");
   program::writeFile(folder / "e.mp4", concat({"clip.ts"}));
@@ -191,7 +191,7 @@ TEST_F(References, AddressesAreOpenedWhenAllowed) {
 }
 
 TEST_F(References, SignalEndsWaitingForTheNetwork) {
-  const web::Server server({});  // takes connections and says nothing
+  const web::Server server({});  // accepts connections and does not answer
   program::writeFile(folder / "e.m3u8", hls({server.address() + "/clip.ts"}));
   program::Process process(folder.path(), {"--allow-references", "network", "e.m3u8", "out.mkv"});
   server.waitForConnection();
@@ -209,7 +209,7 @@ TEST_F(References, OtherOptionsDoNotAllowThem) {
     EXPECT_EQ(run.exitCode, 2) << option;
     EXPECT_NE(run.err.find("requires --allow-references"), std::string::npos) << run.err;
   }
-  // A list that is not held to safe names may set the protocols itself.
+  // Without the check for safe names, a list can set the protocols itself.
   const Result run = runAllowing("file", "e.mp4", {"--input-option", "safe=0"});
   EXPECT_EQ(run.exitCode, 2);
   EXPECT_NE(run.err.find("requires --allow-references network"), std::string::npos) << run.err;
@@ -224,7 +224,7 @@ TEST_F(References, ProtocolsCanBeChosen) {
   EXPECT_NE(run.err.find("http,tcp"), std::string::npos) << run.err;
 }
 
-// QuickTime keeps pictures and sound where it says; here in another file, by a Macintosh alias.
+// A QuickTime movie with its media in another file, referred to by a Macintosh alias.
 class MovieReferences : public References {
  protected:
   static std::string number(std::uint32_t value, int bytes) {
@@ -243,8 +243,8 @@ class MovieReferences : public References {
            record;
   }
 
-  // Puts an alias in the place of the first reference to the file itself. The movie's headers are
-  // behind its pictures, so that nothing else moves.
+  // Replaces the first reference to the file itself by an alias. The movie's headers follow its
+  // media data, so that nothing else moves.
   static std::string withAlias(std::string movie, const std::string& path) {
     const std::string own = number(12, 4) + "url " + number(1, 4);
     const std::size_t at = movie.rfind(own);
@@ -278,7 +278,7 @@ TEST_F(MovieReferences, AbsolutePathIsNotOpened) {
   std::string alias = withAlias(program::readFile(folder / "pictures.mov"), "/etc/hostname");
   program::writeFile(folder / "e.mov", alias);
   expectRefusal("e.mov", {"e.mov"});
-  alias[alias.rfind("alis") + 4 + 4 + 130 + 1] = 0;  // says nothing of folders that both are in
+  alias[alias.rfind("alis") + 4 + 4 + 130 + 1] = 0;  // no common parent folders
   program::writeFile(folder / "e.mov", alias);
   expectRefusal("e.mov", {"'/etc/hostname'", "--allow-references file"});
 }

@@ -1,5 +1,5 @@
-// A module that misbehaves in the way that its file is called. DEED_in_PLACE does one thing in one
-// place, such as `exits_in_process.so`; the other names are in `Hostile`.
+// A module that misbehaves as its file name requests. DEED_in_PLACE does one thing in one place,
+// for example `exits_in_process.so`; the other names are in `Hostile`.
 #include <dlfcn.h>
 #include <pthread.h>
 #include <unistd.h>
@@ -31,7 +31,7 @@ bool is(const std::string& name) {
   return path.substr(begin, path.rfind(".so") - begin) == name;
 }
 
-// Exceptions whose type, destructor and words lie in this module.
+// Exceptions whose type, destructor and message are in this module.
 struct Own {
   Own() = default;
   Own(const Own&) = default;
@@ -60,7 +60,7 @@ WITHOUT_SANITIZERS void writeToNowhere() {
   *nowhere = 1;
 }
 
-// The trap of a debugger, after which the program would go on.
+// A debugger trap, after which the program would continue.
 void trap() {
 #if defined(__x86_64__)
   __asm__ volatile("int3");
@@ -172,7 +172,7 @@ class Hostile final : public RFilter {
     if (!frame) return false;
     ++taken_;
     if (is("fails_to_handle_its_exception")) throw Derived();
-    // In slices, so that time in which the process is stopped comes on top.
+    // In slices, so that time in which the process is stopped is added.
     if (is("takes_half_a_second"))
       for (int slice = 0; slice < 10; ++slice) ::usleep(50000);
     if (is("puts_nothing")) return true;

@@ -1,5 +1,5 @@
-// Modules that do what no module should: each ends in one clear line that names it, in time, and
-// nothing is left that looks like an output.
+// Misbehaving modules: each run ends in time with one clear line that names the module, and leaves
+// nothing that looks like an output.
 #include <gtest/gtest.h>
 #include <unistd.h>
 
@@ -42,7 +42,7 @@ class HostileModule : public testing::Test {
     clip::write(folder / "in.y4m", clip);
   }
 
-  /// The module that behaves as `behaviour` says.
+  /// The path of a module with this behaviour.
   std::string module(const std::string& behaviour, const char* file = HOSTILE_MODULE) const {
     std::string path = modules / (behaviour + ".so");
     EXPECT_EQ(::symlink(file, path.c_str()), 0) << path;
@@ -57,7 +57,7 @@ class HostileModule : public testing::Test {
 
   void expectNothingLeft() const { EXPECT_EQ(folder.names(), std::vector<std::string>{"in.y4m"}); }
 
-  /// One line that begins with the module's path and goes on with `what`.
+  /// Expects one line: the module's path, then `what`.
   void expectFailure(const std::string& behaviour, const std::string& what,
                      const std::string& timeout = "20") {
     SCOPED_TRACE(behaviour);
@@ -73,7 +73,7 @@ class HostileModule : public testing::Test {
   program::Folder modules;
 
  private:
-  // Of threads that a process which leaves at once does not join.
+  // Suppresses reports of threads that a process does not join when it exits at once.
   const program::Variable noLeaks_ = {"TSAN_OPTIONS", threadSanitizerOptions()};
 
   static std::string threadSanitizerOptions() {
@@ -83,16 +83,16 @@ class HostileModule : public testing::Test {
   }
 };
 
-// A deed in every place from which the module is called.
+// A misbehaviour in every place where the host calls the module.
 struct Place {
   const char* name;
-  const char* during;  ///< as a message says it
-  const char* failed;  ///< what a message says of an exception from there
+  const char* during;  ///< as in messages
+  const char* failed;  ///< as in messages about an exception from there
 };
 
 void PrintTo(const Place& place, std::ostream* stream) { *stream << place.name; }
 
-constexpr const char* notCaught = nullptr;  // where no exception may come from
+constexpr const char* notCaught = nullptr;  // where exceptions are not allowed
 
 constexpr Place places[] = {
     {"load", "while being loaded", notCaught},
@@ -112,7 +112,7 @@ class HostileModuleIn : public HostileModule, public testing::WithParamInterface
   void SetUp() override {
     if (addressSanitizer && place.name == std::string("unload"))
       GTEST_SKIP() << "modules are not unloaded";
-    // That of clang 19 also while it unloads one.
+    // ThreadSanitizer of clang 19 also objects during unloading.
     if (threadSanitizer &&
         (place.name == std::string("load") || place.name == std::string("unload")))
       GTEST_SKIP() << "ThreadSanitizer objects to a process that ends while it loads a library";
@@ -125,7 +125,7 @@ class HostileModuleIn : public HostileModule, public testing::WithParamInterface
                   "the module " + what + " " + place.during + ": " + detail, timeout);
   }
 
-  /// `loopText`: what the loop, which is in the host's library, says of the exception.
+  /// `loopText`: the message of the exception from the loop, which is in the host's library.
   void expectException(const std::string& deed, const std::string& text,
                        const std::string& loopText) {
     const std::string name = place.name;
@@ -167,7 +167,7 @@ TEST_P(HostileModuleIn, Crashes) {
   expectNothingLeft();
 }
 
-// What goes on in other ways than by a call's end.
+// Misbehaviour that is not the end of a call.
 
 TEST_F(HostileModule, EndsTheProcessInOtherWays) {
   expectFailure("quick_exits_in_process", "the module ended the process in its loop: quick_exit");
@@ -190,7 +190,7 @@ TEST_F(HostileModule, HangsWithoutWorking) {
 }
 
 TEST_F(HostileModule, CrashesInOtherWays) {
-  // The C library aborts when the thread ends below a function that catches everything.
+  // The C library aborts when a thread ends inside a function with catch (...).
   for (const std::string name : {"overflows_in_process", "aborts_in_process", "traps_in_process",
                                  "ends_thread_in_process"}) {
     const Result result = run(name);
@@ -228,7 +228,7 @@ TEST_F(HostileModule, PutsFramesThatAreNotDue) {
   expectFailure("puts_its_own_frames", "the module returned a frame that the host did not create");
 }
 
-// The destructors of a module that cannot be unloaded would run after the output has its name.
+// The destructors of a module that cannot be unloaded would run after the output is renamed.
 TEST_F(HostileModule, ThatStaysLoadedDoesNothingAtTheEnd) {
   if (addressSanitizer) GTEST_SKIP() << "the process ends by exit, for the search for leaks";
   for (const std::string behaviour :
@@ -254,7 +254,7 @@ TEST_F(HostileModule, ThatStaysLoadedDoesNothingAtTheEnd) {
   }
 }
 
-// What a module may do.
+// Allowed behaviour.
 
 TEST_F(HostileModule, FewerFramesAreToldOf) {
   const Result result = program::run(
@@ -271,14 +271,14 @@ TEST_F(HostileModule, OwnDescriptionIsGoneBeforeTheModule) {
   EXPECT_EQ(result.exitCode, 0) << result.err;
 }
 
-// Time that others take is not the module's.
+// Waiting for others does not count as hanging.
 
 TEST_F(HostileModule, WaitingForTheReaderIsNotHanging) {
   clip::Clip clip;
   clip.encoder = "wrapped_avframe";
   clip.pictures = clip::drawMany(AV_PIX_FMT_YUV420P, 1280, 720, 10);
   clip::write(folder / "large.y4m", clip);
-  Pipe out;  // holds less than a picture
+  Pipe out;  // its buffer is smaller than a frame
   Streams streams;
   streams.out = out.writeEnd();
   Process process(folder.path(),

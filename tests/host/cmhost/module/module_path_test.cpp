@@ -1,4 +1,4 @@
-// Where cmhost looks for its own module: next to itself, never in the current folder.
+// cmhost looks for its own module next to itself, never in the current folder.
 #include <gtest/gtest.h>
 
 #include <cstdlib>
@@ -12,7 +12,7 @@ namespace {
 
 namespace fs = std::filesystem;
 
-// What is said when the program's place cannot be told.
+// The message when the path of the program is unknown.
 std::string refusal(const std::string& self) {
   try {
     return "no refusal but " + cmhost::defaultModulePath(self);

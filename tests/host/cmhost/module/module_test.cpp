@@ -1,5 +1,4 @@
-// Modules that are missing, are none, or misbehave: one clear line, exit code 1, no output, no
-// hang.
+// Missing, invalid and misbehaving modules: one clear error line, exit code 1, no output, no hang.
 #include <gtest/gtest.h>
 
 #include <algorithm>

@@ -1,4 +1,4 @@
-// A system that starts no more threads.
+// A system that cannot start more threads.
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -18,7 +18,8 @@ class Threads : public testing::Test {
     clip::write(folder / "in.mkv", clip);
   }
 
-  /// Runs it with one thread more each time until it succeeds. How often it failed.
+  /// Runs the program with one more thread each time until it succeeds. Returns how often it
+  /// failed.
   int failUntilThereAreEnough(const std::string& output) {
     const program::Variable preload("LD_PRELOAD", FAILING_THREADS);
     const program::Variable order("ASAN_OPTIONS", "verify_asan_link_order=0");
@@ -42,7 +43,7 @@ class Threads : public testing::Test {
   program::Folder folder;
 };
 
-// The watchdog, the component, encoding and decoding have one each.
+// One thread each for the watchdog, the component, encoding and decoding.
 TEST_F(Threads, EachThatCannotBeStartedIsToldAsOne) {
   EXPECT_GE(failUntilThereAreEnough("out.nut"), 4);
   ASSERT_EQ(std::remove((folder / "out.nut").c_str()), 0);

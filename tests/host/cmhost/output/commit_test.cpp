@@ -1,4 +1,4 @@
-// The end of a run: everything is written and on the disk before anything gets its name.
+// The end of a run: all files are on disk before the first one is renamed.
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sys/resource.h>
@@ -186,7 +186,7 @@ TEST_F(Commit, LongNames) {
   EXPECT_EQ(folder.names().size(), 3U);
 }
 
-// A signal while the run is held at the calls by which it ends.
+// A signal while the run is stopped at its last system calls.
 class HeldAtTheEnd : public Commit {
  protected:
   void start(int call, const Names& arguments = {"in.mkv", "out.nut"}) {
@@ -200,7 +200,7 @@ class HeldAtTheEnd : public Commit {
     }
   }
 
-  // The call begins again after each signal.
+  // The call is restarted after each signal.
   void signal(int number) {
     process->signal(number);
     ASSERT_TRUE(gate->wait());
@@ -255,7 +255,7 @@ TEST_F(HeldAtTheEnd, OneRequest) {
     if (IsSkipped()) return;
     for (const int number : {SIGTERM, SIGINT, SIGHUP, SIGTERM})
       ASSERT_NO_FATAL_FAILURE(signal(number));
-    expectWritten(finish());  // nothing was left to be interrupted
+    expectWritten(finish());  // there was nothing left to interrupt
     std::filesystem::remove(folder / "out.nut");
   }
 }

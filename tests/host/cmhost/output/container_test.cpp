@@ -1,4 +1,4 @@
-// What the containers keep of the times, the tags and the streams.
+// Time stamps, tags and streams in the different containers.
 #include <gtest/gtest.h>
 
 #include "tests/host/cmhost/fixtures/clip.h"
@@ -58,7 +58,7 @@ TEST_F(Container, UnevenTimesComeThroughExactly) {
 TEST_F(Container, SoundAndPictureStayTogether) {
   Clip input = plainClip(10);
   input.audio = clip::tone(10);
-  for (clip::Picture& picture : input.pictures) picture.pts += 57;  // no whole frame
+  for (clip::Picture& picture : input.pictures) picture.pts += 57;  // not a multiple of a frame
   clip::write(folder / "in.mkv", input);
   for (const char* const name : {"out.mov", "out.mkv", "out.nut"}) {
     SCOPED_TRACE(name);
@@ -72,7 +72,7 @@ TEST_F(Container, SoundAndPictureStayTogether) {
 TEST_F(Container, FieldOrderIsThatOfThePictures) {
   for (const bool topFirst : {true, false}) {
     Clip input = plainClip();
-    // The container's word is the other order.
+    // The container declares the opposite order.
     input.tags.fieldOrder = topFirst ? AV_FIELD_BT : AV_FIELD_TB;
     input.interlaced.assign(6, true);
     input.topFieldFirst.assign(6, topFirst);

@@ -1,4 +1,4 @@
-// Streams beside the marked one, in containers that take them in ways of their own.
+// Copied streams, in containers with special rules for them.
 #include <gtest/gtest.h>
 
 extern "C" {
@@ -30,8 +30,8 @@ InputPtr open(const std::string& path) {
   return InputPtr(format);
 }
 
-// Copies the streams of `inputs` into one file, with a file attached so many times when
-// `attachment` is not empty.
+// Copies the streams of `inputs` into one file. If `attachment` is not empty, attaches it the given
+// number of times.
 void join(const std::vector<std::string>& inputs, const std::string& output,
           const std::string& attachment = {}, AVCodecID kind = AV_CODEC_ID_NONE,
           const char* mimeType = "", int attachments = 1) {
@@ -142,7 +142,7 @@ TEST_F(Copies, AttachedFontStaysAttached) {
       << last.err;
 }
 
-// Whether the output takes a stream does not depend on what is attached.
+// Attachments do not affect whether a stream is copied.
 TEST_F(Copies, ManyAttachmentsTakeLittleTime) {
   constexpr int many = 900;
   writeClip("plain.mkv", "ffv1");
@@ -182,12 +182,12 @@ TEST_F(Copies, SecondVideoIsCopiedOrLeftOutAndToldOf) {
   ASSERT_EQ(output->nb_streams, 2U);
   EXPECT_EQ(output->streams[1]->codecpar->codec_id, AV_CODEC_ID_H264);
   EXPECT_EQ(output->streams[1]->codecpar->width, 96);
-  run("in.mkv", "out.avi");  // has H.264 in another form only
+  run("in.mkv", "out.avi");  // supports only another form of H.264
   EXPECT_NE(last.err.find("stream 1 (video, h264) is not copied"), std::string::npos) << last.err;
   EXPECT_EQ(open(folder / "out.avi")->nb_streams, 1U);
 }
 
-// A block size, which AVI has for sound of a constant rate, would make the sound too short.
+// With a block size, as for audio of constant bit rate in AVI, the audio would be too short.
 TEST_F(Copies, CompressedSoundFromAviKeepsItsLength) {
   for (const std::string sound : {"aac", "mp2", "ac3"}) {
     SCOPED_TRACE(sound);

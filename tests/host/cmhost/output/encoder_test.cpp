@@ -1,4 +1,4 @@
-// What the user asks of an encoder, and what it gets by default.
+// Encoder options set by the user, and their defaults.
 #include <gtest/gtest.h>
 
 #include <filesystem>
@@ -9,7 +9,7 @@ namespace {
 
 class Encoder : public testing::Test {
  protected:
-  // Noise: the more bits an encoder gets, the more it spends.
+  // Noise, so that an encoder uses all the bits it is allowed.
   void SetUp() override {
     program::ffmpeg(folder.path(),
                     "-f lavfi -i 'nullsrc=size=128x96:rate=25,geq=random(1)*255:128:128' -t 1 "
@@ -30,7 +30,7 @@ class Encoder : public testing::Test {
   program::Folder folder;
 };
 
-// Each of these is far from what the default quality makes of noise.
+// Each of these gives a bit rate far from that of the default quality.
 TEST_F(Encoder, NamedRateOrQualityTakesTheDefaultsPlace) {
   const struct {
     const char* encoder;
@@ -56,7 +56,7 @@ TEST_F(Encoder, NamedRateOrQualityTakesTheDefaultsPlace) {
   }
 }
 
-// An encoder may print its banner on standard error by itself.
+// Some encoders print a banner directly on standard error.
 TEST_F(Encoder, PrintsNothing) {
   for (const std::string encoder : {"libx264", "libx265", "libsvtav1", "libvpx-vp9"}) {
     const program::Result result = program::run(

@@ -1,4 +1,4 @@
-// Digests of the marked frames: those of the file that the same run writes.
+// Digests of the marked frames, equal to those of the file written by the same run.
 #include <gtest/gtest.h>
 
 extern "C" {
@@ -49,7 +49,7 @@ class Hash : public testing::Test {
     return program::run(folder.path(), arguments);
   }
 
-  // The lines, comments left out.
+  // The lines without comments.
   static std::vector<std::string> lines(const std::string& text) {
     std::vector<std::string> result;
     std::istringstream stream(text);
@@ -90,7 +90,7 @@ TEST_F(Hash, IsWhatFramemd5Holds) {
   }
 }
 
-// ffmpeg counts from the first time stamp and in frames, whatever the container counts in.
+// ffmpeg counts in frames from the first time stamp, whatever the container's time base is.
 TEST_F(Hash, TimesAreThoseOfFfmpeg) {
   clip::Clip clip;
   clip.encoder = "ffv1";
@@ -98,7 +98,7 @@ TEST_F(Hash, TimesAreThoseOfFfmpeg) {
   clip.tags.timeBase = {1, 1000};
   clip.tags.sampleAspect = {16, 15};
   clip.pictures = clip::drawMany(AV_PIX_FMT_YUV420P, 160, 120, 3);
-  const std::int64_t times[] = {1000, 1033, 1100};  // one frame is left out
+  const std::int64_t times[] = {1000, 1033, 1100};  // one frame is missing
   for (std::size_t i = 0; i < 3; ++i) clip.pictures[i].pts = times[i];
   clip::write(folder / "in.mkv", clip);
   ASSERT_EQ(run({"--hash", "hashes", "in.mkv", "null:"}).exitCode, 0);
@@ -122,7 +122,7 @@ TEST_F(Hash, StandardOutputBelongsToIt) {
   EXPECT_NE(result.err.find("5 frames in "), std::string::npos) << result.err;
   EXPECT_EQ(folder.names(), std::vector<std::string>{"in.mkv"});
 
-  // The same whatever becomes of the video.
+  // The same digests, whether the video is written or discarded.
   ASSERT_EQ(run({"--hash", "hashes", "--compare", "in.mkv", "out.mkv"}).exitCode, 0);
   EXPECT_EQ(program::readFile(folder / "hashes"), result.out);
 }

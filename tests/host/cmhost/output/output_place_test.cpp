@@ -1,4 +1,4 @@
-// Where a path leads, and which error says that it leads nowhere.
+// Where a path leads, and the errors for invalid paths.
 #include "host/cmhost/output/output_place.h"
 
 #include <fcntl.h>
@@ -20,7 +20,7 @@ using cmhost::OutputPlace;
 
 constexpr uid_t nobody = 65534;
 
-// Whoever runs the tests loses the rights of root while this lives.
+// Drops the rights of root during its lifetime.
 class Unprivileged {
  public:
   Unprivileged() { EXPECT_TRUE(::geteuid() != 0 || ::seteuid(nobody) == 0); }

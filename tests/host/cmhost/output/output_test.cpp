@@ -1,4 +1,4 @@
-// Where the output goes, and what happens when it cannot go there.
+// Names and kinds of outputs, and errors when an output cannot be written.
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sys/stat.h>
@@ -100,7 +100,7 @@ TEST_F(Output, Folder) { expectError(run({"in.mkv", "."}), 1, "is a directory");
 
 TEST_F(Output, PlaceThatCannotBeWritten) {
   expectError(run({"in.mkv", "in.mkv/out.nut"}), 1, "Not a directory");
-  // Nobody makes files there, not even root.
+  // Nobody can create files there, not even root.
   expectError(run({"in.mkv", "/sys/out.nut"}), 1, "/sys/out.nut: cannot write: ");
 }
 

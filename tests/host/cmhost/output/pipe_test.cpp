@@ -1,4 +1,4 @@
-// Pipes on either side: a link in a chain of programs, and ends that go away.
+// Pipes as input and output, also when the other end is closed.
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sys/stat.h>
@@ -31,7 +31,7 @@ class Pipes : public testing::Test {
     y4m = program::readFile(folder / "in.y4m");
   }
 
-  // Runs with `content` coming through a pipe that is closed behind it.
+  // Runs with `content` as input from a pipe, which is then closed.
   Result runFed(const std::vector<std::string>& arguments, const std::string& content) {
     Pipe pipe;
     program::Streams streams;
@@ -162,7 +162,7 @@ TEST_F(Pipes, ReaderThatGoesAwayWhileNoInputComes) {
   out.closeWriteEnd();
   std::string got;
   std::thread reader([&] {
-    // All that there is, then no more.
+    // All data, then end of file.
     const std::size_t size = y4m.size() - 2 * y4mFrame;
     while (got.size() < size) {
       char part[65536];
@@ -172,7 +172,7 @@ TEST_F(Pipes, ReaderThatGoesAwayWhileNoInputComes) {
     }
     out.closeReadEnd();
   });
-  ASSERT_TRUE(in.write(y4m));  // and the writer's end stays open
+  ASSERT_TRUE(in.write(y4m));  // the writing end stays open
   reader.join();
   expectError(process.wait(), 1, ": the reader closed the pipe");
 }
@@ -214,7 +214,7 @@ TEST_F(Pipes, TerminalIsNoInput) {
   ::close(terminal);
 }
 
-// Were frames kept, the long run would hold 70 MB more than the short one.
+// If frames were kept, the long run would need 70 MB more than the short one.
 TEST_F(Pipes, AStreamOfAnyLengthRunsInConstantMemory) {
 #if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
   GTEST_SKIP() << "sanitizers keep what is freed";

@@ -1,4 +1,4 @@
-// Where the output goes: through links, in place of an older file, without standard streams.
+// Output through links, replacing a file, and without standard streams.
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
@@ -59,7 +59,7 @@ TEST_F(Place, OverwritingKeepsTheMode) {
   EXPECT_EQ(status.st_mode & 07777U, 0640U);
 }
 
-// Runs the program without the standard streams that `closed` holds.
+// Runs the program without the standard streams in `closed`.
 int runWithout(const std::vector<int>& closed, const std::string& folder,
                const std::string& output) {
   const pid_t child = ::fork();

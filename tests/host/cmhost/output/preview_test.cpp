@@ -60,7 +60,7 @@ TEST_F(Preview, ColoursFollowMatrixAndRange) {
     double kr, kb;
   } matrices[] = {{AVCOL_SPC_BT709, 0.2126, 0.0722},
                   {AVCOL_SPC_SMPTE170M, 0.299, 0.114},
-                  {AVCOL_SPC_UNSPECIFIED, 0.299, 0.114}};  // as is usual at this size
+                  {AVCOL_SPC_UNSPECIFIED, 0.299, 0.114}};  // the default for this size
   for (const auto& matrix : matrices)
     for (const bool fullRange : {false, true}) {
       SCOPED_TRACE(std::to_string(matrix.matrix) + (fullRange ? " full" : " limited"));

@@ -1,4 +1,4 @@
-// A file that gets its name when it is complete.
+// A file that is renamed when it is complete.
 #include "host/cmhost/output/staged_file.h"
 
 #include <gtest/gtest.h>

@@ -11,7 +11,7 @@ namespace {
 using cmhost::FramePtr;
 using cmhost::PictureLayout;
 
-// Every sample has a value of its own as far as a byte goes.
+// Samples have different values, as far as a byte allows.
 std::uint8_t sample(int plane, int x, int y) {
   return static_cast<std::uint8_t>(plane * 91 + x * 7 + y * 31);
 }
@@ -65,7 +65,7 @@ TEST_P(FramePacking, PlanesRoundDownOnTheWayInAndUpOnTheWayOut) {
       ASSERT_EQ(std::vector<std::uint8_t>(packed->data(), packed->data() + packed->size()),
                 expected);
 
-      // What a component does: the same frame with other samples.
+      // As a component does: a frame created from this one with other samples.
       for (std::uint8_t& byte : expected) byte = static_cast<std::uint8_t>(255 - byte);
       const QOR::RPtr<QOR::CM::RVideoFrame> put(
           QOR::CM::RVideoFrame::createWithData(packed.get(), layout_.fourcc, packed->size(),

@@ -4,7 +4,7 @@
 
 namespace {
 
-// What logs: its class comes first, as the media libraries have it.
+// A logging object. Its class is the first member, as the media libraries require.
 struct Source {
   const AVClass* kind;
 };

@@ -1,4 +1,4 @@
-// What reaches a terminal of text that comes from files, and what JSON is made of it.
+// Text from files as printed on a terminal and in JSON.
 #include "host/cmhost/support/messages.h"
 
 #include <gtest/gtest.h>
@@ -31,8 +31,8 @@ TEST(Messages, BytesThatAreNotUtf8AreWrittenOut) {
   EXPECT_EQ(escaped("\x9b"
                     "2J\xff"),
             R"(\x9b2J\xff)");
-  EXPECT_EQ(escaped("\xc3"), R"(\xc3)");                            // cut
-  EXPECT_EQ(escaped("\xe2\x80x"), R"(\xe2\x80x)");                  // cut within
+  EXPECT_EQ(escaped("\xc3"), R"(\xc3)");                            // truncated
+  EXPECT_EQ(escaped("\xe2\x80x"), R"(\xe2\x80x)");                  // truncated inside
   EXPECT_EQ(escaped("\xc0\x9b \xc1\xbf"), R"(\xc0\x9b \xc1\xbf)");  // overlong, of two bytes
   EXPECT_EQ(escaped("\xe0\x82\x9b"), R"(\xe0\x82\x9b)");            // of three
   EXPECT_EQ(escaped("\xf0\x80\x80\x9b"), R"(\xf0\x80\x80\x9b)");    // of four

@@ -1,4 +1,4 @@
-// What is kept of a pipe, compared with all of it.
+// The bytes kept from a pipe, compared with all of its data.
 #include "host/cmhost/input/integrity/byte_source.h"
 
 #include <gtest/gtest.h>

@@ -1,11 +1,11 @@
-// Damaged and hostile files of many containers. Whatever a file holds, a run
+// Damaged and hostile files of many containers. Whatever a file contains, a run
 //  - ends by itself within 20 s of processor time, with exit status 0 or 1, without a sanitizer's
 //    report and without much memory;
 //  - opens no other file, makes no connection, starts no program;
 //  - leaves no temporary file; and when it fails, one error line and no output;
-//  - that exits with 0 has given the frames that the file holds.
-// A failing case is run again alone with HOSTILE_SEED=N HOSTILE_CASES=1 and its test's name; a
-// larger HOSTILE_CASES searches longer.
+//  - that exits with 0 has output the frames of the file.
+// To repeat a failing case, run its test with HOSTILE_SEED=N HOSTILE_CASES=1. A larger
+// HOSTILE_CASES searches longer.
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -26,7 +26,7 @@ constexpr long mostMebibytes = 1500;
 
 class Corpus : public testing::Test {
  protected:
-  // Runs over a file of this content. Checks what holds for every file.
+  // Runs with a file of this content and checks what must be true for every file.
   program::Result run(const std::string& name, const std::string& content) {
     program::writeFile(folder / name, content);
     const watched::Run run = watched::run(
@@ -161,13 +161,13 @@ INSTANTIATE_TEST_SUITE_P(Files, HostileCorpus, testing::ValuesIn(hostileFiles())
 
 class MutatedCorpus : public Corpus, public testing::WithParamInterface<hostile::SeedClip> {
  protected:
-  // Whether the damage is in what an MP4 says about its samples. It may then say of less, as an
-  // edited one does.
+  // Whether the damage is in the sample tables of an MP4. They may then list fewer samples, like
+  // those of an edited file.
   static bool isInTables(const hostile::Mutated& file, const std::string& whole) {
     return GetParam().loss == hostile::Loss::toldInMedia && file.end > whole.rfind("moov") - 4;
   }
 
-  // Whether `some` are `all` without a part.
+  // Whether `some` is `all` with a part removed.
   static bool arePartOf(const std::vector<std::string>& all, const std::vector<std::string>& some) {
     auto next = all.begin();
     for (const std::string& each : some) {

@@ -1,5 +1,5 @@
-// Files of many containers cut short anywhere, read from their place and through a pipe: never an
-// output, never an exit code that says done.
+// Files of many containers, truncated anywhere and read from disk and through a pipe: there is
+// never an output, and the exit code is never 0.
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -26,7 +26,7 @@ std::ostream& operator<<(std::ostream& out, const Container& container) {
 constexpr int pictures = 25;
 constexpr int cuts = 16;
 
-// The digests of the frames, without the header.
+// The frame digests, without the header.
 std::vector<std::string> digestsOf(const std::string& list) {
   std::vector<std::string> digests;
   std::istringstream lines(list);
@@ -39,7 +39,8 @@ class Cut : public testing::TestWithParam<Container> {
  protected:
   void SetUp() override {
     const bool isDv = std::string(GetParam().name) == "dv";
-    // The demuxer goes back to where a picture began, which a pipe allows for a short way only.
+    // The demuxer seeks back to the start of a frame, which a pipe allows only for a short
+    // distance.
     const bool isGif = std::string(GetParam().name) == "gif";
     clip::Clip clip;
     clip.encoder = GetParam().encoder;
@@ -102,7 +103,7 @@ class Cut : public testing::TestWithParam<Container> {
     EXPECT_EQ(clip::read(folder / "out.nut").pictures.size(), count);
   }
 
-  // A transport stream tells a cut only within a packet.
+  // In a transport stream, truncation is detected only inside a packet.
   std::size_t cutAt(std::size_t size) const {
     return std::string(GetParam().name) == "ts" && size % 188 == 0 ? size + 1 : size;
   }
@@ -120,8 +121,8 @@ TEST_P(ClosedCut, IsAlwaysTold) {
   expectTold(cutAt(bytes.size() - 100));
 }
 
-// Nothing in these says how many pictures there are: a cut between two cannot be told. What is
-// accepted are the pictures of the whole file, as far as they go.
+// These containers do not declare the number of frames, so that truncation between two frames
+// cannot be detected. If a run succeeds, its frames must be the first frames of the complete file.
 class OpenCut : public Cut {};
 
 TEST_P(OpenCut, NothingIsInvented) {
@@ -140,10 +141,10 @@ TEST_P(OpenCut, NothingIsInvented) {
     ASSERT_LE(got.size(), due.size());
     EXPECT_TRUE(std::equal(got.begin(), got.end(), due.begin())) << "cut " << i;
   }
-  EXPECT_GE(told, cuts * 3 / 4);  // that few cuts lie between two pictures
+  EXPECT_GE(told, cuts * 3 / 4);  // only few of the cuts are between two frames
 }
 
-// These say how long they are, so that a cut between two packets is told too.
+// These containers declare their size, so that truncation between two packets is detected as well.
 class CountedCut : public Cut {};
 
 TEST_P(CountedCut, IsToldBetweenPackets) {
@@ -181,7 +182,7 @@ INSTANTIATE_TEST_SUITE_P(Containers, CountedCut,
                                          Container{"gif", "gif", false, AV_PIX_FMT_GRAY8}),
                          nameOf);
 
-// RealMedia ends with some bytes that nothing counts.
+// The last bytes of RealMedia are not counted anywhere.
 INSTANTIATE_TEST_SUITE_P(Containers, OpenCut,
                          testing::Values(Container{"rm", "rv20"},
                                          Container{"mjpeg", "mjpeg", false, AV_PIX_FMT_YUVJ420P},

@@ -1,4 +1,4 @@
-// Damage of every kind is told with its place, and leaves no output.
+// Every kind of damage is reported with its position and leaves no output.
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -46,7 +46,7 @@ class Damage : public testing::Test {
   program::Folder folder;
 };
 
-// The error comes when the decoder is drained and nothing else is to be read.
+// The error occurs when the decoder is drained, after the last packet.
 TEST_F(Damage, InTheLastPicture) {
   std::string bytes = make("in.mkv", "png", AV_PIX_FMT_RGB24);
   const std::size_t last = bytes.rfind("IDAT");
@@ -54,11 +54,11 @@ TEST_F(Damage, InTheLastPicture) {
   bytes[last + 100] = static_cast<char>(bytes[last + 100] ^ 0x10);
   const Result result = run("in.mkv", bytes, {"--convert", "Y44P"});
   expectTold(result, "in.mkv");
-  // Some decoders look at several pictures at a time.
+  // Some decoders process several frames at once.
   EXPECT_NE(result.err.find("the last at 0.8"), std::string::npos) << result.err;
 }
 
-// Huffman codes without checksums: a flipped bit is seen when what follows makes no sense.
+// Huffman codes without checksums: a flipped bit is detected when the data after it is invalid.
 TEST_F(Damage, InMjpegThatTheDecoderOnlyLogs) {
   const std::string whole = make("in.mkv", "mjpeg", AV_PIX_FMT_YUVJ420P);
   const std::size_t scan = position(whole, "\xFF\xDA", whole.size() / 2);
@@ -72,7 +72,7 @@ TEST_F(Damage, InMjpegThatTheDecoderOnlyLogs) {
 
 TEST_F(Damage, InTiff) {
   std::string bytes = make("in.mov", "tiff", AV_PIX_FMT_RGB24);
-  // Strips of run lengths, packed: ones make runs that are too long.
+  // Strips of packed run lengths: one bits give runs that are too long.
   const std::size_t picture = bytes.rfind(std::string("II*\0", 4));
   ASSERT_NE(picture, std::string::npos);
   std::fill_n(bytes.begin() + static_cast<std::ptrdiff_t>(picture + 2000), 3000, '\x81');
@@ -81,9 +81,9 @@ TEST_F(Damage, InTiff) {
 
 TEST_F(Damage, PictureThatTheDecoderPassesOver) {
   std::string bytes = make("in.mp4", "libx265", AV_PIX_FMT_YUV420P);
-  // The units of the container's pictures: a length of four bytes, then the kind of unit.
+  // NAL units in the container: a length of four bytes, then the unit type.
   const std::size_t box = position(bytes, "mdat") + 4;
-  constexpr int last = 24;  // to which no other refers
+  constexpr int last = 24;  // not a reference frame
   int slices = 0;
   for (std::size_t at = box; at + 5 < bytes.size() && slices < last;) {
     const auto byte = [&](std::size_t i) { return static_cast<unsigned char>(bytes[at + i]); };
@@ -100,7 +100,7 @@ TEST_F(Damage, PictureThatTheDecoderPassesOver) {
   EXPECT_NE(result.err.find(" is missing"), std::string::npos) << result.err;
 }
 
-// Demuxers pass over what has no known head.
+// Demuxers skip data without a known header.
 TEST_F(Damage, InTheHeadOfAnAviChunk) {
   std::string bytes = make("in.avi", "mpeg4", AV_PIX_FMT_YUV420P);
   std::size_t chunk = position(bytes, "movi");
@@ -124,10 +124,10 @@ TEST_F(Damage, InTheHeadOfAnMxfItem) {
       << result.err;
 }
 
-// The demuxer drops a picture of which one packet is lost.
+// The demuxer drops a frame if one of its packets is lost.
 TEST_F(Damage, InTheHeadOfAnAsfPacket) {
   std::string bytes = make("in.wmv", "wmv2", AV_PIX_FMT_YUV420P);
-  constexpr std::size_t headBytes = 50;  // of the object that holds the packets
+  constexpr std::size_t headBytes = 50;  // of the object with the packets
   constexpr std::size_t packetBytes = 3200;
   const std::size_t object = position(bytes, "\x36\x26\xB2\x75\x8E\x66\xCF\x11");
   const std::size_t packet = object + headBytes + 5 * packetBytes;
@@ -136,16 +136,16 @@ TEST_F(Damage, InTheHeadOfAnAsfPacket) {
   expectTold(run("in.wmv", bytes), "in.wmv");
 }
 
-// A wrong time puts a picture where the edit list hides it.
+// A wrong time stamp moves a frame to where the edit list hides it.
 TEST_F(Damage, InTheTimesOfAnMp4) {
   std::string bytes = make("in.mp4", "libx264", AV_PIX_FMT_YUV420P);
-  bytes[position(bytes, "ctts") + 24] = '\x01';  // of the second picture
+  bytes[position(bytes, "ctts") + 24] = '\x01';  // of the second frame
   const Result result = run("in.mp4", bytes);
   expectTold(result, "in.mp4");
   EXPECT_NE(result.err.find("hides pictures"), std::string::npos) << result.err;
 }
 
-// Writers of AVI fill gaps with chunks of no length, which are no pictures.
+// AVI writers fill gaps with empty chunks, which are not frames.
 TEST_F(Damage, GapsInAnAviAreNone) {
   clip::Clip clip;
   clip.encoder = "mpeg4";
@@ -157,7 +157,7 @@ TEST_F(Damage, GapsInAnAviAreNone) {
   EXPECT_EQ(clip::read(folder / "out.nut").pictures.size(), 8U);
 }
 
-// A part that was asked for lacks what comes before and behind it.
+// A selected part does not contain the frames before and after it.
 TEST_F(Damage, PartsAreNotCounted) {
   for (const char* const name : {"in.avi", "in.mxf"}) {
     const std::string bytes = make(name, "mpeg2video", AV_PIX_FMT_YUV420P);
@@ -170,7 +170,7 @@ TEST_F(Damage, PartsAreNotCounted) {
   }
 }
 
-// Nothing was sent before it: it is not where somebody began to record.
+// The start of this file is not the start of a broadcast recording.
 TEST_F(Damage, InTheFirstPictureOfAWholeFile) {
   std::string bytes = make("in.ogg", "libtheora", AV_PIX_FMT_YUV420P);
   const std::size_t page = position(bytes, "OggS", position(bytes, "\x82theora"));
@@ -184,7 +184,7 @@ TEST_F(Damage, InTheFirstPictureOfAWholeFile) {
   expectTold(run("in.mpg", bytes), "in.mpg");
 }
 
-// As the later files of a DVD do.
+// Like the later files of a DVD.
 TEST_F(Damage, ProgramStreamMayBeginWithinAPicture) {
   const std::string bytes = make("in.mpg", "mpeg2video", AV_PIX_FMT_YUV420P);
   const std::size_t pack = position(bytes, std::string("\0\0\1\xBA", 4), bytes.size() / 4);
@@ -200,7 +200,7 @@ TEST_F(Damage, ProgramStreamMayBeginWithinAPicture) {
 
 TEST_F(Damage, InWhatIsReadWhileOpening) {
   std::string bytes = make("in.mkv", "ffv1", AV_PIX_FMT_YUV420P);
-  // The length of a tag's name: longer than the tag.
+  // Makes the length of a tag's name exceed the tag.
   const std::size_t length = position(bytes,
                                       "\x88"
                                       "DURATION");
@@ -208,7 +208,7 @@ TEST_F(Damage, InWhatIsReadWhileOpening) {
   expectTold(run("in.mkv", bytes), "in.mkv");
 }
 
-// What ffmpeg writes to a pipe never gets its length.
+// ffmpeg cannot fill in the length when it writes to a pipe.
 TEST_F(Damage, AviWithoutItsLengthIsTakenWithAWarning) {
   std::string bytes = make("in.avi", "mpeg4", AV_PIX_FMT_YUV420P);
   std::fill_n(bytes.begin() + 4, 4, '\xFF');

@@ -1,4 +1,4 @@
-// A file that grows while it is read is taken as far as it went at its end, with a warning.
+// A file that grows while it is read is used up to the end reached first, with a warning.
 #include <gtest/gtest.h>
 #include <unistd.h>
 
@@ -12,7 +12,7 @@ namespace {
 
 using program::Result;
 
-// More pictures than wait in the pipe and inside the program.
+// More frames than the pipe and the program can hold.
 constexpr int many = 400;
 
 struct Container {
@@ -37,7 +37,7 @@ class GrowingFile : public testing::Test {
     return program::readFile(folder / name);
   }
 
-  // The demuxer of raw JPEG does not say where a picture begins.
+  // The demuxer of raw JPEG does not report packet offsets.
   std::vector<std::int64_t> places(const std::string& name, const std::string& whole) const {
     if (name != "in.mjpeg") return clip::packetPlaces(folder / name);
     std::vector<std::int64_t> result;
@@ -46,8 +46,8 @@ class GrowingFile : public testing::Test {
     return result;
   }
 
-  // A run that cannot go on while nobody reads its output, over a file to which `rest` is appended
-  // meanwhile.
+  // Runs with a file and appends `rest` to it while the run is blocked because nobody reads its
+  // output.
   Result runWhile(const std::string& name, const std::string& begin, const std::string& rest) {
     program::writeFile(folder / name, begin);
     program::Pipe out;
@@ -56,7 +56,7 @@ class GrowingFile : public testing::Test {
     program::Process process(folder.path(), {name, "-"}, streams);
     out.closeWriteEnd();
     char first = 0;
-    EXPECT_EQ(::read(out.readEnd(), &first, 1), 1);  // it is under way
+    EXPECT_EQ(::read(out.readEnd(), &first, 1), 1);  // the run has started
     std::ofstream(folder / name, std::ios::binary | std::ios::app) << rest;
     output = first + out.readAll();
     return process.wait();
@@ -83,7 +83,7 @@ class GrowingFile : public testing::Test {
     return true;
   }
 
-  // One warning, which says how many bytes were taken.
+  // One warning with the number of bytes used.
   static void expectWarning(const Result& result, const std::string& name, std::size_t bytes) {
     EXPECT_EQ(result.exitCode, 0) << result.err;
     const std::string warning = name + " has grown while it was read; the first " +
@@ -116,7 +116,7 @@ TEST_F(GrowingFile, NeedsNoEndYet) {
   EXPECT_EQ(frames().size(), std::size_t{many});
 }
 
-// The usual case: it ends within a picture.
+// The common case: the file ends inside a frame.
 TEST_P(GrowingContainer, EndsWithinAPicture) {
   const std::string name = std::string("in.") + GetParam().name;
   const std::string whole = make(name, GetParam().encoder, GetParam().format);
@@ -145,7 +145,7 @@ TEST_F(GrowingFile, FragmentsAddedLaterAreLeftOutWithAWarning) {
   EXPECT_LT(frames().size(), std::size_t{many / 2});
 }
 
-// Growth by a byte hides no cut.
+// Growth by one byte does not hide truncation.
 TEST_F(GrowingFile, WarnsOfACutThatGrows) {
   const std::string whole = make("in.ts", "mpeg2video");
   const std::size_t half = whole.size() / 2 / 188 * 188 + 50;
@@ -155,7 +155,7 @@ TEST_F(GrowingFile, WarnsOfACutThatGrows) {
 
 class GrowingPastDamage : public GrowingContainer {};
 
-// Damage before the end stays damage.
+// Damage before the end is still an error.
 TEST_P(GrowingPastDamage, IsTold) {
   const std::string name = std::string("in.") + GetParam().name;
   std::string whole = make(name, GetParam().encoder, GetParam().format);
@@ -183,7 +183,7 @@ INSTANTIATE_TEST_SUITE_P(Delimited, GrowingPastDamage, testing::ValuesIn(delimit
 INSTANTIATE_TEST_SUITE_P(Undelimited, GrowingContainer, testing::ValuesIn(undelimited), nameOf);
 INSTANTIATE_TEST_SUITE_P(Undelimited, GrowingPastDamage, testing::ValuesIn(undelimited), nameOf);
 
-// Raw pictures are never damaged.
+// Raw video cannot be damaged.
 INSTANTIATE_TEST_SUITE_P(Raw, GrowingContainer,
                          testing::Values(Container{"y4m", "wrapped_avframe"}), nameOf);
 

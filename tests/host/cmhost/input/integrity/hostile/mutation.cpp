@@ -70,7 +70,7 @@ class Mutator {
     }
   }
 
-  // A length, a count or an offset, if it hits one.
+  // This may hit a length, a count or an offset.
   void setNumber() {
     static constexpr std::uint32_t numbers[] = {0,          1,          0x7F,       0xFF,
                                                 0x7FFF,     0xFFFF,     0x10000,    0x7FFFFFFF,

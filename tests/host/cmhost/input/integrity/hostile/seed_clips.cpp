@@ -68,7 +68,7 @@ std::string bytesOf(const SeedClip& seed) {
   const program::Folder folder;
   const std::string path = folder / (std::string("seed.") + seed.extension);
   const int level = av_log_get_level();
-  av_log_set_level(AV_LOG_QUIET);  // encoders say what they do
+  av_log_set_level(AV_LOG_QUIET);  // encoders log what they do
   clip::write(path, clip);
   av_log_set_level(level);
   return program::readFile(path);

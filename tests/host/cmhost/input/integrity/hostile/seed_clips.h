@@ -10,14 +10,14 @@ extern "C" {
 
 namespace hostile {
 
-/// What is noticed when a file lacks a picture or has one more.
+/// Whether a missing or additional frame is detected.
 enum class Loss {
   told,         ///< always
-  toldInMedia,  ///< unless the tables of the file say so as well
-  silent,       ///< not always: nothing counts its pictures
+  toldInMedia,  ///< unless the index of the file has the same change
+  silent,       ///< not always: the container does not count frames
 };
 
-/// A small undamaged file from which damaged ones are made.
+/// A small undamaged file, the source of damaged ones.
 struct SeedClip {
   const char* name;
   const char* extension;
@@ -25,18 +25,18 @@ struct SeedClip {
   AVPixelFormat format = AV_PIX_FMT_YUV420P;
   Loss loss = Loss::told;
   bool sound = false;
-  bool checksums = false;  ///< no damaged picture passes for a good one
+  bool checksums = false;  ///< every damaged frame is detected
 };
 
-/// For messages.
+/// Prints a seed in test messages.
 void PrintTo(const SeedClip& seed, std::ostream* to);
 
 constexpr int seedFrames = 12;
 
-/// One for every pair of a container and a codec that is worth its time.
+/// One seed for every useful pair of container and codec.
 const std::vector<SeedClip>& seedClips();
 
-/// The content of a seed's file: `seedFrames` pictures, the same in every run.
+/// The content of the seed's file: `seedFrames` frames, the same in every run.
 std::string bytesOf(const SeedClip& seed);
 
 }  // namespace hostile
