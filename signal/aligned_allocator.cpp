@@ -12,8 +12,8 @@ constexpr std::size_t alignment = 32;
 
 }  // namespace
 
-// The block starts at the last multiple of 32 that leaves room for the raw address before it and,
-// by the size requested, for its own length behind it.
+// The block starts at the last multiple of 32 that leaves room for its length within the requested
+// memory; the raw address is stored before it.
 void* ippMalloc(int length) {
   constexpr std::size_t surplus = alignment + sizeof(void*);
   if (length < 0) {

@@ -2,7 +2,7 @@
 
 namespace ns_signal {
 
-/// What a processor can do, the operating system's consent included where it takes that.
+/// Features of a processor, including support by the operating system where that is needed.
 enum feature : unsigned long long {
   // The public feature word.
   feature_mmx = 0x1,
@@ -18,7 +18,7 @@ enum feature : unsigned long long {
   feature_aes = 0x400,
   feature_clmul = 0x800,
   feature_family_11 = 0x1000,
-  // Known to this library alone.
+  // Used by this library only.
   feature_popcnt = 1ULL << 32,
   feature_fma = 1ULL << 33,
   feature_f16c = 1ULL << 34,

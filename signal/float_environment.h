@@ -10,20 +10,20 @@
 
 namespace ns_signal {
 
-/// While an object of this class lives, the calling thread computes plain IEEE arithmetic: rounding
-/// to nearest, denormals kept, no trapping. Its end puts the caller's settings back. Exception
-/// flags raised meanwhile stay raised, except the invalid-operation flag when asked for.
+/// During the lifetime of an object of this class, the calling thread uses plain IEEE arithmetic:
+/// rounding to nearest, denormals kept, no trapping. The destructor restores the caller's settings.
+/// Exception flags raised in between stay raised, except the invalid-operation flag if requested.
 ///
-/// Costs one look at the control word when the caller's settings are the usual ones.
+/// Costs one read of the control word if the caller has the default settings.
 ///
-/// Compilers do not know that arithmetic depends on the environment. The object keeps reads and
-/// writes of memory in their place, so arithmetic from memory to memory stays inside; arithmetic on
-/// values that were in registers before belongs in a function that is not inlined.
+/// Compilers do not know that arithmetic depends on the environment. The object is a barrier for
+/// memory accesses, so arithmetic from memory to memory is not moved out; arithmetic on values that
+/// are already in registers must be in a function that is not inlined.
 class float_environment {
  public:
   enum class invalid_flag {
-    keep,     ///< raised meanwhile stays raised
-    restore,  ///< at the end as it was at the beginning
+    keep,     ///< stays raised if it was raised in between
+    restore,  ///< restored to its value at construction
   };
 
   explicit float_environment(invalid_flag invalid = invalid_flag::keep);
@@ -45,7 +45,7 @@ class float_environment {
 
 namespace mxcsr {
 constexpr unsigned int invalid = 0x1;
-constexpr unsigned int flags = 0x3f;  // all others control
+constexpr unsigned int flags = 0x3f;  // all other bits are control bits
 constexpr unsigned int plain = 0x1f80;
 
 inline unsigned int read() { return _mm_getcsr(); }

@@ -5,10 +5,10 @@
 namespace ns_signal::portable {
 namespace {
 
-// To nearest, ties to even.
+// Rounds to nearest, ties to even.
 unsigned int divide_by_16(unsigned int sum) { return (sum + 7 + (sum >> 4 & 1)) >> 4; }
 
-// To nearest; 571 is odd, so there are no ties.
+// Rounds to nearest; 571 is odd, so there are no ties.
 unsigned int divide_by_571(unsigned int sum) { return (sum + 571 / 2) / 571; }
 
 unsigned int sample_16u(const unsigned char* row, std::ptrdiff_t x) {

@@ -19,7 +19,7 @@ constexpr int status_no_memory = -9;
 constexpr int profile_count = 3;
 constexpr int source_rows_5x5 = 5;
 
-// Room for one row of samples and, with the 3x3 mask, one more at both ends.
+// One row of samples and, with the 3x3 mask, one more sample at both ends.
 constexpr std::int64_t scratch_stride(std::int64_t width) {
   const std::int64_t blocks = (width + 2 + profile_granularity - 1) / profile_granularity;
   return blocks * profile_granularity;
@@ -30,7 +30,7 @@ constexpr std::int64_t scratch_samples(std::int64_t width, gaussian_mask mask) {
   return rows * scratch_stride(width);
 }
 
-// The profiles of the five source rows around the output row stay in a rolling set.
+// The profiles of the five source rows around the output row are kept in a rolling set.
 void filter_5x5(const gaussian_rows& rows, const gaussian_region& region, unsigned short* scratch) {
   const std::int64_t stride = scratch_stride(region.width);
   row_profiles ring[source_rows_5x5];
@@ -84,8 +84,8 @@ bool worth_a_team(const gaussian_region& region, gaussian_mask mask) {
   return mask == gaussian_mask::five || region.height >= fewest_rows_3x3;
 }
 
-// A child of `fork` has the memory of its parent's OpenMP runtime but none of the threads, and the
-// runtime may wait for them forever.
+// A child of `fork` has the memory of its parent's OpenMP runtime but none of its threads, and the
+// runtime could wait for them forever.
 bool team_used = false;
 bool team_lost = false;
 
@@ -109,7 +109,7 @@ int walk_in_bands(const gaussian_rows& rows, const gaussian_region& region, gaus
     filter(rows, region, mask, scratch);
   } else {
     store_shared(team_used, true);
-    // The setting may have changed; there is scratch for the first reading.
+    // The setting may have changed since the scratch was allocated.
     // NOLINTNEXTLINE(clang-analyzer-deadcode.DeadStores): the pragma reads it
     const int team = std::max(std::min(threads, ownGetNumThreads()), 1);
     std::ptrdiff_t band = 0;
@@ -118,7 +118,7 @@ int walk_in_bands(const gaussian_rows& rows, const gaussian_region& region, gaus
     {
 #pragma omp master
       {
-        // The runtime may have given fewer threads than asked for.
+        // The runtime may provide fewer threads than requested.
         const int members = omp_get_num_threads();
         band = region.height / members;
         remainder = region.height % members;
@@ -134,8 +134,8 @@ int walk_in_bands(const gaussian_rows& rows, const gaussian_region& region, gaus
   return status_ok;
 }
 
-// Wide enough that the two columns read twice between tiles do not matter, narrow enough for the
-// rolling set to stay in the first-level cache.
+// The tiles are wide enough that the two columns read twice between them do not matter, and narrow
+// enough for the rolling set to stay in the first-level cache.
 int walk_in_tiles(const gaussian_rows& rows, const gaussian_region& region, gaussian_mask mask) {
   constexpr std::ptrdiff_t tile_width = 512;
   alignas(64) unsigned short scratch[scratch_samples(tile_width, gaussian_mask::five)];

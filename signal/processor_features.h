@@ -4,13 +4,13 @@
 
 namespace ns_signal {
 
-/// What processor identification answers for one leaf.
+/// The result of processor identification for one leaf.
 struct cpuid_words {
   unsigned int eax = 0, ebx = 0, ecx = 0, edx = 0;
 };
 
-/// The facts that the features are made from; a leaf that the processor lacks is all 0. `xcr0` is 0
-/// where the operating system does not offer it.
+/// The identification data from which the features are computed; a leaf that the processor lacks is
+/// all 0. `xcr0` is 0 if the operating system does not support it.
 struct processor_facts {
   cpuid_words leaf_1;
   cpuid_words leaf_7;
@@ -18,13 +18,13 @@ struct processor_facts {
   unsigned int xcr0 = 0;
 };
 
-/// The public feature word that follows from the facts.
+/// The public feature word for these data.
 unsigned int feature_word(const processor_facts& facts);
 
-/// All `feature` bits that follow from the facts, the public ones lowest.
+/// All `feature` bits for these data, with the public ones lowest.
 unsigned long long all_features(const processor_facts& facts);
 
-/// What `ippStaticInit` decides.
+/// The decision of `ippStaticInit`.
 struct variant_choice {
   int index = 0;
   int low_power = 0;
@@ -32,8 +32,8 @@ struct variant_choice {
   int status = 0;
 };
 
-/// The choice for a processor. `features` counts only when the processor is identified; `genuine`
-/// says that its vendor string is "GenuineIntel".
+/// The choice for a processor. `features` is used only if the processor is identified; `genuine` is
+/// whether its vendor string is "GenuineIntel".
 variant_choice choose_variant(bool identified, unsigned int features, bool genuine);
 
 }  // namespace ns_signal

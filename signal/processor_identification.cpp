@@ -10,7 +10,7 @@ namespace ns_signal {
 
 namespace {
 
-// Only valid where the operating system has switched it on (leaf 1, ECX bit 27).
+// Only valid if the operating system has enabled it (leaf 1, ECX bit 27).
 unsigned int read_xcr0() {
   unsigned int eax = 0;
   unsigned int edx = 0;
@@ -20,7 +20,7 @@ unsigned int read_xcr0() {
 
 }  // namespace
 
-// Toggles the ID flag where an x86 processor may lack the instruction.
+// Toggles the ID flag, because an x86 processor may lack the instruction.
 bool can_identify() { return __get_cpuid_max(0, nullptr) != 0; }
 
 cpuid_words identify(unsigned int leaf, unsigned int sub_leaf) {

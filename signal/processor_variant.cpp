@@ -23,7 +23,7 @@ constexpr int status_size = -6;
 constexpr int status_null_pointer = -8;
 constexpr int status_not_identified = 36;
 
-// The words at `features` that ask for a leaf of the caller's choice: "getinfoa", first letter in
+// The words at `features` that request a leaf of the caller's choice: "getinfoa", first letter in
 // the lowest byte.
 constexpr unsigned int leaf_request[2] = {0x69746567, 0x616f666e};
 

@@ -1,7 +1,7 @@
 #pragma once
 
 /// Access to process-wide words that start-up may write while other threads read them. Relaxed
-/// atomics cost what plain accesses cost, and leave no data race.
+/// atomics cost no more than plain accesses and avoid data races.
 namespace ns_signal {
 
 template <class T>

@@ -80,7 +80,7 @@ variant_choice choose_variant(bool identified, unsigned int features, bool genui
   } else {
     choice.status = status_no_sse2;
   }
-  // A warning only: the variant chosen stays in force.
+  // Only a warning: the choice of the variant does not change.
   if (!identified || !genuine) {
     choice.status = status_not_genuine;
   }

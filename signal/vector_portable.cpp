@@ -15,8 +15,8 @@ bool rounds_up(int whole, float rest, rounding mode) {
   return false;
 }
 
-// Exact at every step, since a number below 255 and its whole part differ by a representable one;
-// so the result depends on no rounding mode. The first test takes NaN too.
+// Exact at every step, because the difference between a number below 255 and its integer part is
+// representable; so the result does not depend on the rounding mode. The first test includes NaN.
 unsigned char narrow(float value, rounding mode) {
   if (!(value < 255.0F)) {
     return 255;
@@ -31,8 +31,8 @@ unsigned char narrow(float value, rounding mode) {
 
 bool is_nan(float value) { return value != value; }  // NOLINT(misc-redundant-expression)
 
-// The second operand. Processors and compilers differ in which of two NaNs comes through an
-// operation; the first one does when there is no second.
+// The second operand, or 0 if the first is a NaN. Processors and compilers differ in which of two
+// NaNs an operation returns; with only one NaN the result is that one.
 float unless_nan(float first, float second) { return is_nan(first) ? 0.0F : second; }
 
 }  // namespace

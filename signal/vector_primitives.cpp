@@ -38,7 +38,8 @@ std::uint32_t bits_of(float value) {
   return bits;
 }
 
-// 2^-scale by its bits: what multiplying by a half (or by two) in single precision ends at.
+// 2^-scale, from its bits: the same as repeated multiplication by a half (or by two) in single
+// precision.
 float scale_factor(int scale) {
   constexpr int mantissa_bits = 23;
   constexpr int bias = 127;
@@ -102,8 +103,9 @@ int ippsMulC_32f(const float* src, float val, float* dst, int len) {
   if (status != status_ok) {
     return status;
   }
-  // By bits: a comparison would depend on how the caller treats denormals. Volatile, because clang
-  // 19 makes that comparison out of a test of the bits when it sees where they come from.
+  // Compares bits, because a floating-point comparison would depend on the caller's treatment of
+  // denormals. Volatile, because clang 19 otherwise replaces the test of the bits by that
+  // comparison.
   constexpr std::uint32_t one = 0x3f800000;
   constexpr std::uint32_t sign = 0x80000000;
   const volatile std::uint32_t held = bits_of(val);
@@ -140,7 +142,7 @@ int ippsMul_32f(const float* src1, const float* src2, float* dst, int len) {
 int ippsCopy_32f(const float* src, float* dst, int len) {
   const int status = check(len, src, dst);
   if (status == status_ok) {
-    std::memmove(dst, src, byte_count(len));  // dst may be src
+    std::memmove(dst, src, byte_count(len));  // dst may equal src
   }
   return status;
 }

@@ -7,11 +7,12 @@
 
 namespace QOR {
 
-/// The host's exception: thrown by value across the border between module and host, caught by the
-/// host. It records where the error arose and what it is.
+/// The host's exception: thrown by value across the boundary between module and host, and caught by
+/// the host. It records where the error occurred and what it is.
 class CM_API CException : public std::exception {
  public:
-  /// `name`, `file` and `function` are copied; `line` is the line of `file` that the thrower names.
+  /// `name`, `file` and `function` are copied; `line` is the line in `file`, as given by the
+  /// thrower.
   CException(const char* name, int line, const char* file, const char* function,
              const CString& message);
   CException(const CException& other);

@@ -1,16 +1,16 @@
 #pragma once
 
 /// The contract between a media-processing host and the components that it loads. These headers
-/// declare; the host's library defines. A module is built against them, leaves the host's names
-/// undefined and finds them in the process that loads it.
+/// contain the declarations; the host's library contains the definitions. A module is built against
+/// the headers, leaves the host's names undefined and finds them in the process that loads it.
 ///
-/// Life of a component, as the host keeps it:
+/// Life cycle of a component:
 ///   1. load the module, look up its C function `getComponentInstance` (no arguments) and call it;
-///      the host owns the component it returns and ends it with `delete`;
-///   2. give it its queue ends (`addInputReader`, `addOutputWriter`); the input queue already has
-///      its description;
-///   3. `configure`, once; an exception ends the component's life;
-///   4. `process()`, again and again, from one loop thread, one call at a time;
+///      the host owns the returned component and deletes it;
+///   2. add its queue ends (`addInputReader`, `addOutputWriter`); the input queue already has its
+///      description;
+///   3. `configure`, once; after an exception the component is only deleted;
+///   4. `process()`, repeatedly, from one loop thread, one call at a time;
 ///   5. `flush` when the stream ends; then destroy the component and, after it, unload the module.
 
 #include <vector>
@@ -27,22 +27,22 @@
 
 namespace QOR {
 
-/// What a host call reports: 0 is success.
+/// The result of a call: 0 is success.
 using Result = int;
 
 namespace CM {
 
-/// The state of a component; default-constructed it says that nothing is wrong.
+/// The state of a component; the default is no error.
 class CM_API CComponentStatus {
  public:
   CComponentStatus() = default;
 };
 
-/// A message from the host to its components; the host alone knows what is in it.
+/// A message from the host to its components; only the host knows its contents.
 class CNotification;
 
-/// What every component is. The order of the virtual functions is part of the contract: a module
-/// and a host that were built apart meet through it.
+/// Base of all components. The order of the virtual functions is part of the contract, because
+/// module and host are built separately.
 class CM_API RComponent {
  public:
   RComponent(const RComponent&) = delete;
@@ -52,7 +52,7 @@ class CM_API RComponent {
   /// Called by the host with an exception that left the component while its loop ran.
   virtual void handleException(const CException& exception);
 
-  /// FourCC of the kind of component.
+  /// The kind of component, as a FourCC.
   virtual unsigned int type() const = 0;
 
   virtual CComponentStatus getStatus() { return CComponentStatus(); }
@@ -65,21 +65,21 @@ class CM_API RComponent {
   /// Whether the component runs on the host's hardware pipeline; the default is no.
   virtual bool isVPLComponent();
 
-  /// One step: takes at most one item from the input and puts what comes of it on the output.
-  /// Returns whether there was anything to do.
+  /// One step: takes at most one item from the input and puts the result on the output. Returns
+  /// whether there was anything to do.
   virtual bool process() = 0;
 
-  /// One step on a frame given by the host rather than by a queue.
+  /// One step with a frame that the host passes directly instead of through a queue.
   virtual bool process(RPtr<RFrame> frame) = 0;
 
-  /// Called when the stream ends: puts what the component still holds on its output.
+  /// Called when the stream ends: puts the frames that the component still holds on its output.
   virtual void flush() = 0;
 
  protected:
   RComponent();
 };
 
-/// By what the host's thread starter holds a component.
+/// The interface by which the host runs a component on a thread.
 class CM_API RThreadRunner {
  public:
   RThreadRunner(const RThreadRunner&) = delete;
@@ -93,7 +93,7 @@ class CM_API RThreadRunner {
   RThreadRunner();
 };
 
-/// Base of components that work between queues: it holds their ends and the loop.
+/// Base of components that work between queues: it has the queue ends and the loop.
 class CM_API CMMultipleQueueComponent : public RComponent, public RThreadRunner {
  public:
   CMMultipleQueueComponent();
@@ -109,18 +109,18 @@ class CM_API CMMultipleQueueComponent : public RComponent, public RThreadRunner 
         CString::createWithFormat("process(CMFrame) not implemented!"));
   }
 
-  /// How many worker threads the component asks for beside the loop's own.
+  /// The number of worker threads that the component requests in addition to the loop's thread.
   virtual unsigned int numSimpleThreads() { return 0; }
 
-  /// `runloop` for a thread of its own: what it throws goes to `handleException`. `context` is the
-  /// host's own; see `runloop`.
+  /// `runloop` for a separate thread: exceptions go to `handleException`. `context` belongs to the
+  /// host; see `runloop`.
   void threadrunloop(lumbase::object_refcount* context) override;
 
   /// The host's loop: calls `process()`, one call at a time, until the host ends the loop, then
-  /// `flush`. `context` is how the host tells its loop to wait, go on or end.
+  /// `flush`. Through `context` the host tells its loop to wait, continue or end.
   virtual void runloop(lumbase::object_refcount* context);
 
-  /// Gives the component its queue ends, in order; the host calls these before `configure`.
+  /// Add the component's queue ends, in order; the host calls these before `configure`.
   void addInputReader(const RPtr<RQFrameReader>& reader);
   void addOutputWriter(const RPtr<RQFrameWriter>& writer);
 
@@ -134,7 +134,7 @@ class CM_API CMMultipleQueueComponent : public RComponent, public RThreadRunner 
   std::vector<RPtr<RQFrameWriter>> outputWriters_;
 };
 
-/// A component that takes a stream and gives a stream.
+/// A component with an input stream and an output stream.
 class CM_API RFilter : public CMMultipleQueueComponent {
  public:
   RFilter();
@@ -143,7 +143,7 @@ class CM_API RFilter : public CMMultipleQueueComponent {
   unsigned int type() const override { return 0x666c7472; }  // 'fltr'
 
   /// Prepares the component for the stream that its first reader describes. Returns 0; throws
-  /// `QOR::CException` when stream and configuration are not to its liking.
+  /// `QOR::CException` if it does not support the stream or the configuration.
   virtual Result configure(RFilterConfiguration& config) = 0;
 };
 

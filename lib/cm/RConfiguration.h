@@ -5,11 +5,11 @@
 
 namespace QOR::CM {
 
-/// Keys and values by which a host configures a component.
+/// Keys and values with which a host configures a component.
 class CM_API RComponentConfiguration : public lumbase::object_refcount {
  public:
-  /// The FourCC stored under `key`, first character in the most significant byte, or `fallback`
-  /// when the key is absent.
+  /// The FourCC stored under `key`, first character in the most significant byte, or `fallback` if
+  /// the key is absent.
   virtual unsigned int getFourCC(const char* key, unsigned int fallback) const = 0;
 
  protected:

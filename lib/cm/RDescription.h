@@ -5,14 +5,14 @@
 
 namespace QOR::CM {
 
-/// What a stream carries. A reader hands it out, a component passes it or another one on to its
-/// writer. It does not change once a component can see it.
+/// The description of a stream. A component gets it from a reader and sets the same or another one
+/// on its writer. It does not change once a component can see it.
 class CM_API RDescription : public lumbase::object_refcount {
  public:
-  /// Luma pixels in a row.
+  /// Luma pixels per row.
   virtual unsigned int width() const = 0;
 
-  /// Luma rows.
+  /// Number of luma rows.
   virtual unsigned int height() const = 0;
 
  protected:

@@ -5,7 +5,7 @@
 
 namespace QOR {
 
-/// Options of `createWithData`, combined bit by bit.
+/// Bit flags of `createWithData`.
 enum ConstructionFlags : unsigned int {
   /// The host copies the data into the new frame; the caller keeps its buffer and may free it as
   /// soon as the call returns.
@@ -14,7 +14,7 @@ enum ConstructionFlags : unsigned int {
 
 namespace CM {
 
-/// One item of a stream, of whatever kind.
+/// One item of a stream, of any kind.
 class CM_API RFrame : public lumbase::object_refcount {
  protected:
   RFrame();
@@ -28,16 +28,16 @@ class CM_API RFrame : public lumbase::object_refcount {
 /// are the luma sizes shifted right by the format's subsampling, rounding down.
 class CM_API RVideoFrame : public RFrame {
  public:
-  /// Start of the picture's first plane. The frame owns it; a component reads it only.
+  /// Start of the picture's first plane. The frame owns it; components only read it.
   virtual unsigned char* data() const = 0;
 
-  /// A new video frame that takes timing and all other properties from `like`, its pixel format
-  /// from `fourcc` (first character in the most significant byte), and its picture from the `size`
-  /// bytes at `data`. `reserved` is 0. With `ConstructionCopyData`, the only mode a component may
-  /// ask for, the picture is copied.
+  /// Creates a video frame with timing and all other properties of `like`, the pixel format
+  /// `fourcc` (first character in the most significant byte), and the `size` bytes at `data` as its
+  /// picture. `reserved` is 0. With `ConstructionCopyData`, the only mode that a component may use,
+  /// the picture is copied.
   ///
-  /// The result counts no reference yet (see `lumbase::object_refcount`); the caller takes its own
-  /// and gives it back. Null when the host cannot make the frame.
+  /// The result has a reference count of 0 (see `lumbase::object_refcount`); the caller retains and
+  /// releases it. Returns null if the host cannot make the frame.
   static RVideoFrame* createWithData(const RVideoFrame* like, unsigned int fourcc,
                                      unsigned int size, unsigned char* data, unsigned int reserved,
                                      ConstructionFlags flags);

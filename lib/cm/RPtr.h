@@ -3,20 +3,20 @@
 namespace QOR {
 
 /// Pointer to a reference-counted object (`lumbase::object_refcount`). Copying retains, destruction
-/// releases, an empty pointer holds null. One `RPtr` object is used by one thread at a time;
-/// several that point to the same object may be used by as many threads.
+/// releases; an empty pointer is null. One `RPtr` object is used by one thread at a time; different
+/// `RPtr` objects that point to the same object may be used by different threads.
 template <typename T>
 class RPtr {
  public:
   RPtr() = default;
 
-  /// Takes a reference of its own to `object`, which may be null.
+  /// Retains `object`, which may be null.
   RPtr(T* object) : object_(object) { retain(); }
 
   RPtr(const RPtr& other) : object_(other.object_) { retain(); }
   RPtr(RPtr&& other) noexcept : object_(other.object_) { other.object_ = nullptr; }
 
-  /// From a pointer to a derived or less const type.
+  /// Converts from a pointer to a derived or less const type.
   template <typename U>
   RPtr(const RPtr<U>& other) : object_(other.get()) {
     retain();

@@ -8,14 +8,14 @@
 
 namespace QOR::CM {
 
-/// The end of a frame queue from which a component takes its input. A component calls it from the
-/// host's loop only, one call at a time; the host fills the other end from any thread.
+/// The end of a frame queue from which a component takes its input. A component calls it only from
+/// the host's loop, one call at a time; the host may fill the other end from any thread.
 class CM_API RQFrameReader : public lumbase::object_refcount {
  public:
   /// The description of the stream; available before `configure` is called.
   virtual RPtr<RDescription> getDescription() = 0;
 
-  /// Takes the next video frame off the queue, or returns an empty pointer at once when none is
+  /// Takes the next video frame from the queue, or returns a null pointer at once if none is
   /// waiting.
   virtual RPtr<RVideoFrame> nextFrame() = 0;
 
@@ -24,15 +24,15 @@ class CM_API RQFrameReader : public lumbase::object_refcount {
   ~RQFrameReader() override;
 };
 
-/// The end of a frame queue to which a component gives its output. A component calls it from the
-/// host's loop only, one call at a time; the host empties the other end from any thread.
+/// The end of a frame queue on which a component puts its output. A component calls it only from
+/// the host's loop, one call at a time; the host may empty the other end from any thread.
 class CM_API RQFrameWriter : public lumbase::object_refcount {
  public:
   /// Sets the description of the stream. Called in `configure`, before the first frame.
   virtual void setDescription(const RPtr<const RDescription>& description) = 0;
 
-  /// Queues a frame and takes a reference of its own to it; may block while the queue is full. An
-  /// empty pointer is accepted: it stands for a frame that the host could not make.
+  /// Queues a frame and retains it; may block while the queue is full. A null pointer is accepted:
+  /// it stands for a frame that the host could not make.
   virtual void put(const RPtr<const RFrame>& frame) = 0;
 
  protected:

@@ -6,15 +6,15 @@
 
 namespace lumbase {
 
-/// Base of every host object that a component holds: descriptions, frames, configurations.
+/// Base of all host objects that components hold: descriptions, frames, configurations.
 ///
-/// A new object counts no reference. Whoever keeps one calls `retain` and later `release`, or lets
-/// `QOR::RPtr` do both; the `release` that drops the last reference destroys the object. A pointer
-/// that a host call returns without an `RPtr` around it therefore carries no reference of its own:
-/// the caller takes one, and the object goes when that one is given back.
+/// A new object has a reference count of 0. To keep it, call `retain` and later `release`, or use
+/// `QOR::RPtr`, which does both; the `release` of the last reference destroys the object. A plain
+/// pointer returned by a host call therefore holds no reference: the caller must retain the object,
+/// and the matching `release` destroys it.
 ///
-/// Threads: `retain` and `release` may be called by any number of threads at once, as long as each
-/// caller's object is kept alive by some reference while the call runs.
+/// Threads: any number of threads may call `retain` and `release` at the same time, as long as some
+/// reference keeps the object alive during the call.
 class CM_API object_refcount {
  public:
   object_refcount(const object_refcount&) = delete;
@@ -23,7 +23,7 @@ class CM_API object_refcount {
   /// Adds a reference.
   void retain() const;
 
-  /// Drops a reference and destroys the object when none is left.
+  /// Removes a reference and destroys the object if it was the last one.
   void release() const;
 
  protected:

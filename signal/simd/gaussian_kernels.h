@@ -5,7 +5,7 @@
 
 #include "signal/gaussian_rows.h"
 
-/// The Gaussian filter over registers of any width; see level.h.
+/// The Gaussian filter for registers of any width; see level.h.
 namespace ns_signal {
 namespace {
 
@@ -32,16 +32,17 @@ struct word_lanes : I {
   static typename I::reg all(int value) { return I::all16(value); }
 };
 
-// The exact sums do not fit a lane of a sample's width. So each filter computes two things that do:
-// the sum's low bits, by additions that wrap, and the quotient's approximate value, by averages
-// (each rounds up by at most a half). Together they determine the quotient exactly.
+// The exact sums do not fit in a lane of the sample's width. Each filter therefore computes two
+// values that do: the sum's low bits, by additions that wrap, and an approximation of the quotient,
+// by averages (each rounds up by at most a half). Together they determine the quotient exactly.
 template <class I>
 struct gaussian_kernels {
   using reg = typename I::reg;
 
   // ---- 3x3.
 
-  // One row under (1, 2, 1): the sum's low bits, and a quarter of it or up to 0.75 above.
+  // One row with the weights (1, 2, 1): the sum's low bits, and a mean that exceeds a quarter of
+  // the sum by at most 0.75.
   template <class L>
   struct row_3x3 {
     reg sum, mean;
@@ -55,17 +56,18 @@ struct gaussian_kernels {
   template <class L>
   static reg combine_3x3(const row_3x3<L>& above, const row_3x3<L>& row, const row_3x3<L>& below) {
     const reg sum = L::add(L::add(above.sum, below.sum), L::add(row.sum, row.sum));
-    // From the true quotient up to 1.5 above it.
+    // Exceeds the true quotient by at most 1.5.
     const reg estimate = L::average(L::average(above.mean, below.mean), row.mean);
-    // (sum + 7 + bit 4 of the sum) >> 4 in its low bits; the estimate is 0, 1 or 2 above it. Bits
-    // that the shift brings over from the neighbouring byte are masked off with the rest.
+    // The low bits of (sum + 7 + bit 4 of the sum) >> 4; the estimate is 0, 1 or 2 above it. Bits
+    // that the shift moves in from the adjacent byte are masked with the others.
     const reg tie = I::bit_and(I::template shift_right16<4>(sum), L::all(1));
     const reg rounded = I::template shift_right16<4>(L::add(sum, L::add(L::all(7), tie)));
     const reg excess = I::bit_and(L::sub(estimate, rounded), L::all(L::shifted));
     return L::sub(estimate, excess);
   }
 
-  // A region of one register's width, downwards: each row's sums serve three output rows.
+  // A region of one register's width, from top to bottom: the sums of each row are used for three
+  // output rows.
   template <class L>
   static void column_3x3(const gaussian_region& region) {
     const unsigned char* src = region.src + region.src_step;
@@ -81,7 +83,7 @@ struct gaussian_kernels {
 
   // ---- Regions in columns of one register's width.
 
-  // A region narrower than a register goes through copies.
+  // A region narrower than a register is copied to and from buffers.
   template <class L, int reach, class Column>
   static void filter_narrow(const gaussian_region& region, Column column) {
     constexpr std::ptrdiff_t margin = reach * L::size;
@@ -102,8 +104,8 @@ struct gaussian_kernels {
     return region.dst + y * region.dst_step;
   }
 
-  // Calls `column` for bands of rows, few enough that their lines stay in the cache from one column
-  // to the next. The last column lies over what it shares with the one before.
+  // Calls `column` for bands of rows, which are small enough for their lines to stay in the cache
+  // from one column to the next. The last column may overlap the previous one.
   template <class L, int reach, class Column>
   static void filter_columns(const gaussian_region& region, Column column) {
     constexpr std::ptrdiff_t tall = 8;
@@ -142,8 +144,7 @@ struct gaussian_kernels {
 
   static reg load_16u(const unsigned char* row, std::ptrdiff_t dx) { return I::load(row + 2 * dx); }
 
-  // The sum's low bits and the mean of 4 samples at equal distances: columns -dx and dx of two
-  // rows.
+  // The sum's low bits and the mean of 4 samples of equal weight: columns -dx and dx of two rows.
   struct group {
     reg sum, mean;
     group(const unsigned char* above, const unsigned char* below, std::ptrdiff_t dx)
@@ -156,8 +157,8 @@ struct gaussian_kernels {
 
   static reg times(reg value, int factor) { return I::multiply_low16(value, I::all16(factor)); }
 
-  // The part of the quotient that a mean contributes whose samples weigh `weight` together; below
-  // the true one by less than 2.
+  // The contribution to the quotient of a mean whose samples have the total weight `weight`; less
+  // than 2 below the true value.
   static reg share(reg mean, int weight) {
     return I::multiply_high16(mean, I::all16(weight * 65536 / 571));
   }
@@ -182,9 +183,8 @@ struct gaussian_kernels {
     add_group(group(load_16u(r0, 0), load_16u(r4, 0), load_16u(r2, -2), load_16u(r2, 2)), 12);
     add_group(group(load_16u(r1, 0), load_16u(r3, 0), load_16u(r2, -1), load_16u(r2, 1)), 52);
 
-    // The estimate is at most 1 above the result and less than 14 below it. One below the estimate
-    // lies `low`; what the sum has beyond 571 x low is below 16 x 571, where the product and shift
-    // divide exactly.
+    // The estimate is at most 1 above the result and less than 14 below it. `low` is one less than
+    // the estimate; `rest` is below 16 x 571, where the product and shift divide exactly.
     const reg low = I::sub16(estimate, I::all16(1));
     const reg rest = I::sub16(sum, times(low, 571));
     const reg more = I::template shift_right16<9>(I::multiply_high16(rest, I::all16(58765)));
@@ -202,9 +202,8 @@ struct gaussian_kernels {
 
   // ---- 5x5, 8 bits: profiles of each row, then their sums.
   //
-  // A block of I::bytes samples fills two registers of 16-bit profiles, in the order in which
-  // unpacking the bytes gives them; packing the results puts them back in order. Scratch rows have
-  // room for whole blocks.
+  // A block of I::bytes samples fills two registers of 16-bit profiles, in the order of the
+  // unpacked bytes; packing the results restores the order. Scratch rows hold complete blocks.
 
   struct wide {
     reg low, high;
@@ -220,8 +219,8 @@ struct gaussian_kernels {
             I::load(reinterpret_cast<const unsigned char*>(from) + I::bytes)};
   }
 
-  // far x (p[-2] + p[2]) + near x (p[-1] + p[1]) + centre x p[0], by products of byte pairs. The
-  // pairs are chosen so that no sum of two products exceeds a signed 16-bit number.
+  // far x (p[-2] + p[2]) + near x (p[-1] + p[1]) + centre x p[0], by products of pairs of bytes.
+  // The pairs are chosen so that no sum of two products exceeds a signed 16-bit number.
   struct byte_pairs {
     reg left, middle, right;  // (p[-2], p[-1]), (p[0], 0), (p[1], p[2])
 
@@ -286,10 +285,10 @@ struct gaussian_kernels {
   static reg combine(reg outer0, reg middle1, reg centre, reg middle3, reg outer4) {
     const reg outers = I::add16(outer0, outer4);
     const reg sum = I::add16(I::add16(outers, centre), I::add16(middle1, middle3));
-    // From a quarter of the sum up to 1 above it.
+    // Exceeds a quarter of the sum by at most 1.
     const reg quarter = I::average16(I::average16(outers, centre), I::average16(middle1, middle3));
-    // With t = sum + 285, 4 x (quarter + 70) is 1 to 5 below t, and 459 / 65536 below 4 / 571, so
-    // that the estimate is the result or 1 below it.
+    // With t = sum + 285, 4 x (quarter + 70) is 1 to 5 below t, and 459 / 65536 is below 4 / 571,
+    // so the estimate is the result or 1 below it.
     const reg estimate = I::multiply_high16(I::add16(quarter, I::all16(70)), I::all16(459));
     const reg rest = I::sub16(I::add16(sum, I::all16(285)), times(estimate, 571));
     const reg one_more = I::template shift_right16<15>(I::sub16(I::all16(570), rest));

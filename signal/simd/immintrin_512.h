@@ -1,6 +1,6 @@
 #pragma once
 
-// gcc 12 takes the header's own undefined registers for mistakes.
+// gcc 12 warns about the header's own undefined registers.
 #if defined(__GNUC__) && !defined(__clang__)
 #pragma GCC diagnostic push
 #pragma GCC diagnostic ignored "-Wmaybe-uninitialized"

@@ -5,15 +5,15 @@
 #include "signal/simd/vector_kernels.h"
 #include "signal/variant.h"
 
-/// What a level's file is made from: it describes its registers in two structs, `floats` and
-/// `integers`, and gets its row of the dispatch table from `level<floats, integers>`.
+/// The common part of the levels: the file of a level describes its registers in two structs,
+/// `floats` and `integers`, and gets its row of the dispatch table from `level<floats, integers>`.
 ///
-/// Everything in these headers lies in an unnamed namespace on purpose: each level's file gets a
-/// copy of its own, compiled with its own flags, that no other file can be linked against.
+/// Everything in these headers is in an unnamed namespace on purpose: the file of each level gets
+/// its own copy, compiled with its own flags, that no other file can be linked with.
 namespace ns_signal {
 namespace {
 
-// What the compiler may use in this file must be asked of the processor.
+// The features that the compiler may use in this file; the processor must be checked for them.
 constexpr unsigned long long compiled_for = feature_sse2
 #ifdef __SSE3__
                                             | feature_sse3

@@ -1,5 +1,6 @@
-// AVX2, where index 3 finds it. Time against the plain loop of the portable code, as variant_timing
-// prints it on a Zen 5 EPYC (g++ 12, -O3), rows of 1,920 elements and planes of 1920 x 1080:
+// AVX2, used for index 3 if available. Times relative to the plain loop of the portable code, as
+// printed by variant_timing on a Zen 5 EPYC (g++ 12, -O3), for rows of 1,920 elements and planes of
+// 1920 x 1080:
 //
 //   conversion of 8u to 32f 0.47, of 16u to 32f 0.55, of 32f to 8u 0.04
 //   MulC 0.3, Add 0.47, Mul 0.49
@@ -36,7 +37,7 @@ struct floats_256 {
     return _mm256_sub_epi32(whole, _mm256_castps_si256(at_least));
   }
   static void store_bytes(unsigned char* p, ints a, ints b, ints c, ints d) {
-    // Packing works in halves of 128 bits; the permutation puts the groups of four in order.
+    // Packing works on halves of 128 bits; the permutation orders the groups of four.
     const __m256i bytes = _mm256_packus_epi16(_mm256_packs_epi32(a, b), _mm256_packs_epi32(c, d));
     const __m256i order = _mm256_setr_epi32(0, 4, 1, 5, 2, 6, 3, 7);
     _mm256_storeu_si256(reinterpret_cast<__m256i*>(p), _mm256_permutevar8x32_epi32(bytes, order));
@@ -81,11 +82,11 @@ struct integers_256 {
     return _mm256_srli_epi16(a, count);
   }
   static reg bit_and(reg a, reg b) { return _mm256_and_si256(a, b); }
-  // Unpacking and packing work in halves of 128 bits, which undo each other.
+  // Unpacking and packing both work on halves of 128 bits, so that packing restores the order.
   static reg unpack_low(reg a, reg b) { return _mm256_unpacklo_epi8(a, b); }
   static reg unpack_high(reg a, reg b) { return _mm256_unpackhi_epi8(a, b); }
   static reg pack(reg low, reg high) { return _mm256_packus_epi16(low, high); }
-  // Unsigned bytes of `a` by signed ones of `b`, neighbouring products added.
+  // Multiplies unsigned bytes of `a` by signed bytes of `b` and adds adjacent products.
   static reg multiply_pairs(reg a, reg b) { return _mm256_maddubs_epi16(a, b); }
 };
 

@@ -1,12 +1,12 @@
-// AVX-512, where index 3 finds it. Time against the plain loop of the portable code, as
-// variant_timing prints it on a Zen 5 EPYC (g++ 12, -O3), rows of 1,920 elements and planes of 1920
-// x 1080:
+// AVX-512, used for index 3 if available. Times relative to the plain loop of the portable code, as
+// printed by variant_timing on a Zen 5 EPYC (g++ 12, -O3), for rows of 1,920 elements and planes of
+// 1920 x 1080:
 //
 //   conversion of 8u to 32f 0.35, of 16u to 32f 0.42, of 32f to 8u 0.02
 //   MulC 0.3, Add 0.41, Mul 0.43
 //   Gaussian 3x3 0.32 (8 bits), 0.05 (16 bits); 5x5 0.10, 0.11
 //
-// Before stores of floats were aligned, Add and Mul took a quarter longer than with AVX2.
+// With unaligned stores of floats, Add and Mul took a quarter longer than with AVX2.
 
 #include "signal/simd/immintrin_512.h"
 #include "signal/simd/level.h"
@@ -38,7 +38,7 @@ struct floats_512 {
     return _mm512_mask_add_epi32(whole, at_least, whole, _mm512_set1_epi32(1));
   }
   static void store_bytes(unsigned char* p, ints a, ints b, ints c, ints d) {
-    // Packing works in quarters of 128 bits; the permutation puts the groups of four in order.
+    // Packing works on quarters of 128 bits; the permutation orders the groups of four.
     const __m512i bytes = _mm512_packus_epi16(_mm512_packs_epi32(a, b), _mm512_packs_epi32(c, d));
     const __m512i order = _mm512_setr_epi32(0, 4, 8, 12, 1, 5, 9, 13, 2, 6, 10, 14, 3, 7, 11, 15);
     _mm512_storeu_si512(p, _mm512_permutexvar_epi32(order, bytes));
@@ -79,11 +79,11 @@ struct integers_512 {
     return _mm512_srli_epi16(a, count);
   }
   static reg bit_and(reg a, reg b) { return _mm512_and_si512(a, b); }
-  // Unpacking and packing work in quarters of 128 bits, which undo each other.
+  // Unpacking and packing both work on quarters of 128 bits, so that packing restores the order.
   static reg unpack_low(reg a, reg b) { return _mm512_unpacklo_epi8(a, b); }
   static reg unpack_high(reg a, reg b) { return _mm512_unpackhi_epi8(a, b); }
   static reg pack(reg low, reg high) { return _mm512_packus_epi16(low, high); }
-  // Unsigned bytes of `a` by signed ones of `b`, neighbouring products added.
+  // Multiplies unsigned bytes of `a` by signed bytes of `b` and adds adjacent products.
   static reg multiply_pairs(reg a, reg b) { return _mm512_maddubs_epi16(a, b); }
 };
 

@@ -4,7 +4,7 @@
 
 #include <cstddef>
 
-/// Registers of 128 bits with the operations of SSE2, the base of the levels of that width. In an
+/// Registers of 128 bits with the operations of SSE2, the base of the levels with that width. In an
 /// unnamed namespace for the reason given in level.h.
 namespace ns_signal {
 namespace {

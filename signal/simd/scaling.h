@@ -2,22 +2,22 @@
 
 #include "signal/scaling_kernels.h"
 
-/// The scaling kernels over registers of any width. A level's file describes its registers in a
-/// struct and gets its kernels from `scaling_level`. The struct has, with `lanes` floats a
+/// The scaling kernels for registers of any width. The file of a level describes its registers in a
+/// struct and gets its kernels from `scaling_level`. The struct has, with `lanes` floats per
 /// register:
 ///
 ///   floats, integers                  the registers
 ///   all(value), load(p), mul, add     on floats
-///   to_integers(sums, T*)             sums as integers that packing as T limits to T's range
-///   to_sample(sum, T*)                the same for one sum, already limited
+///   to_integers(sums, T*)             sums as integers that packing as T clamps to T's range
+///   to_sample(sum, T*)                the same for one sum, already clamped
 ///   store_run(values[4], T* dst)      four registers of integers to one row
-///   store_rows(values[4], dst, j)     one register each to column j on of four rows
-///   template <int taps> group         `lanes` columns: their places and weights
+///   store_rows(values[4], dst, j)     one register to each of four rows, from column j
+///   template <int taps> group         `lanes` columns: their positions and weights
 ///   weigh_group(group, rows, visit)   sums of four rows
-///   pick(src, index, dst, len)        a whole row of columns, for either sample type
+///   pick(src, index, dst, len)        a complete row of columns, for either sample type
 ///
-/// Everything lies in an unnamed namespace on purpose: each level's file gets a copy of its own,
-/// compiled with its own flags, that no other file can be linked against.
+/// Everything is in an unnamed namespace on purpose: the file of each level gets its own copy,
+/// compiled with its own flags, that no other file can be linked with.
 namespace ns_signal {
 namespace {
 
@@ -26,8 +26,8 @@ struct scaling {
   static constexpr int lanes = R::lanes;
   using integers = typename R::integers;
 
-  // Where a last block begins that would reach beyond the end: over what it shares with the one
-  // before, which comes out the same again.
+  // The start of a block, moved back if the block would exceed the end. It then overlaps the
+  // previous block, where it computes the same values again.
   static int clamped(int start, int block, int len) {
     return start + block <= len ? start : len - block;
   }
@@ -58,7 +58,7 @@ struct scaling {
     }
   }
 
-  // Always four rows: the last one stands in for those that are missing, and is written again.
+  // Always four rows: the last one replaces missing rows and is written again.
   template <int taps, class T>
   static void weigh_columns(const float* const* given, int row_count, const unsigned int* index,
                             const float* const* weights, T* const* given_dst, int len) {
@@ -111,7 +111,7 @@ struct scaling {
   }
 };
 
-// The sums of four rows, where `Window` holds the part of a row in which a group's taps lie.
+// The sums of four rows; `Window` holds the part of a row that contains a group's taps.
 template <class R, template <int> class Window, int taps, class Visit>
 void weigh_in_windows(const typename R::template group<taps>& columns, const float* const* rows,
                       const Visit& visit) {

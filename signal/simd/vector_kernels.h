@@ -6,7 +6,7 @@
 
 #include "signal/variant.h"
 
-/// The vector primitives over registers of any width; see level.h.
+/// The vector primitives for registers of any width; see level.h.
 namespace ns_signal {
 namespace {
 
@@ -15,9 +15,9 @@ struct vector_kernels {
   using reg = typename F::reg;
   static constexpr std::ptrdiff_t n = F::count;
 
-  // dst[i] = operation(a[i], b[i]). The registers at both ends are computed before anything is
-  // stored, since the destination may be a source, and stored last, over what they share with
-  // those between; these begin where the destination is aligned.
+  // dst[i] = operation(a[i], b[i]). The first and the last register are computed before anything is
+  // stored, because the destination may be a source, and stored last. They may overlap the
+  // registers between them, which begin where the destination is aligned.
   template <class Operation>
   static void map(const float* a, const float* b, float* dst, std::ptrdiff_t len,
                   Operation operation) {
@@ -49,7 +49,7 @@ struct vector_kernels {
     F::store(dst + end, last);
   }
 
-  // Of two NaNs the first comes through, as in the portable code.
+  // With two NaNs the result is the first one, as in the portable code.
   static reg add(reg a, reg b) { return F::add(a, F::zero_where_nan(a, b)); }
   static reg mul(reg a, reg b) { return F::mul(a, F::zero_where_nan(a, b)); }
 
@@ -70,8 +70,8 @@ struct vector_kernels {
     }
   }
 
-  // Whole blocks of `block` elements, the last one over what it shares with the one before; a
-  // vector shorter than a block goes through copies. For types that cannot be in place.
+  // Complete blocks of `block` elements; the last one may overlap the previous one. A vector
+  // shorter than a block is copied to and from buffers. Not for conversions in place.
   template <std::ptrdiff_t block, class Source, class Destination, class Operation>
   static void convert(const Source* src, Destination* dst, std::ptrdiff_t len,
                       Operation operation) {
@@ -99,16 +99,16 @@ struct vector_kernels {
                         [](const unsigned short* from, float* to) { F::widen(from, to); });
   }
 
-  // To integers of which those below 0 stand for 0, and none is above 255.
+  // Converts to integers of at most 255; negative ones stand for 0.
   template <rounding mode, bool scaled>
   static typename F::ints round(reg source, reg factor) {
-    // `min` gives its second operand when one is NaN.
+    // If one operand of `min` is NaN, the result is the second operand.
     if constexpr (mode == rounding::half_up) {
       const reg value = F::min(scaled ? F::mul(source, factor) : source, F::all(255.0F));
       const typename F::ints whole = F::truncate(value);
       return F::add_one_from_half_on(whole, F::sub(value, F::to_float(whole)));
     } else {
-      // An unscaled NaN passes `min` here and becomes the most negative integer.
+      // An unscaled NaN passes through `min` here and becomes the most negative integer.
       const reg value =
           scaled ? F::zero_where_nan(source, F::min(F::mul(source, factor), F::all(255.0F)))
                  : F::min(F::all(255.0F), source);

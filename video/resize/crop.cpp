@@ -13,7 +13,7 @@ namespace {
 
 constexpr std::uint64_t largest_size = 0x7FFFFFFF;
 
-// Amounts on the two sides of an axis, wide enough that no sum of them wraps.
+// Amounts on the two sides of an axis; 64 bits, so that their sums do not wrap.
 struct sides {
   std::uint64_t first, second;
 
@@ -25,7 +25,7 @@ struct sides {
     second += amount;
   }
 
-  // Chroma is cut at half the amounts, so two odd ones are better two even ones.
+  // Chroma is cropped by half of each amount, so two odd amounts are replaced by two even ones.
   void even_out() {
     if ((first & second & 1) == 0) return;
     first += 1;
@@ -33,7 +33,7 @@ struct sides {
   }
 };
 
-// What is kept of one axis, and the border around it.
+// The part of one axis that is kept, and the border around it.
 struct axis {
   std::uint64_t in;
   sides cropped, padded;
@@ -44,8 +44,8 @@ struct axis {
   std::uint64_t out() const { return padded.sum() + in - cropped.sum(); }
 };
 
-// Half of an amount that is truncated first and counts modulo 2^32. False when it is no integer
-// that 64 bits hold.
+// Half of an amount that is first truncated and taken modulo 2^32. False if the truncated amount
+// does not fit in 64 bits.
 bool half_of(double amount, std::uint64_t& half) {
   constexpr double limit = 9223372036854775808.0;
   if (!(amount >= -limit && amount < limit)) return false;
@@ -79,7 +79,7 @@ bool fit(unsigned int fit_mode, double ratio, axis& x, axis& y) {
   return x.possible() && y.possible();
 }
 
-// An odd size grows by a padded line or loses one more.
+// Makes an odd size even by padding or cropping one more row or column.
 bool make_even(unsigned int fit_mode, axis& side) {
   if ((side.out() & 1) != 0) (fit_mode == 2 ? side.padded : side.cropped).first += 1;
   return side.possible();
@@ -89,7 +89,7 @@ template <typename T>
 void copy_rectangle(const T* src, std::size_t src_stride, T* dst, std::size_t dst_stride,
                     std::size_t width, std::size_t height) {
   for (std::size_t row = 0; row < height; ++row) {
-    const void* const from = src + row * src_stride;  // which need not be aligned
+    const void* const from = src + row * src_stride;  // may be unaligned
     std::memcpy(dst + row * dst_stride, from, width * sizeof(T));
   }
 }
@@ -117,7 +117,7 @@ int crop<T>::init(colorspace layout, bool with_aspect, int width, int height, fl
     chroma_in_height[plane] = in_height >> chroma_shift_y(space);
   }
 
-  // yuv422 and its 16-bit twin take odd widths: whoever owns the cropper rejects them before.
+  // yuv422 and its 16-bit layout accept odd widths here: the owner of the cropper rejects them.
   const bool wants_even_width = chroma_shift_y(space) == 1 || space == qor_resize::ayuv422;
   const bool wants_even_height = chroma_shift_y(space) == 1;
   if (wants_even_width && (in_width & 1) != 0) return -1;
@@ -186,7 +186,7 @@ int crop<T>::process_a_yp_cb_cr_plan(T* src, T* dst) {
   return cut_frame(src, dst, 2);
 }
 
-// `full_planes` counts the planes of luma size that lie ahead of the chroma.
+// `full_planes` is the number of planes of luma size before the chroma planes.
 template <typename T>
 int crop<T>::cut_frame(T* src, T* dst, unsigned int full_planes) {
   if (!ratio_set || out_width == 0 || out_height == 0) return 1;
@@ -220,8 +220,8 @@ int crop<T>::cut_frame(T* src, T* dst, unsigned int full_planes) {
                    row_length, rows);
   }
 
-  // The step from Cb to Cr comes from the amounts, not from the plane sizes: with a single odd
-  // amount the two differ by a row.
+  // The distance from Cb to Cr is computed from the amounts, not from the plane sizes: with one odd
+  // amount the two differ by one row.
   const T* cb_src =
       src + full_planes * in_size + (top >> shift_y) * in_chroma_width + (left >> shift_x);
   T* cb_dst = dst + full_planes * out_size + (pad_top >> shift_y) * out_chroma_width +

@@ -1,5 +1,5 @@
-// The weighted passes in one sweep a row: the same products and sums in the same order as the
-// sequence of primitives in scaling_passes.cpp, without its rows of intermediate results.
+// The weighted passes in one sweep per row: the same products and sums in the same order as the
+// sequence of primitives in scaling_passes.cpp, without rows of intermediate results.
 
 #include <algorithm>
 #include <cstddef>
@@ -15,7 +15,8 @@ namespace {
 using ns_signal::columns_rows;
 using ns_signal::scaling_kernels;
 
-// Columns that a y pass takes at a time, so that its rows of floats stay in the nearest cache.
+// Columns that a y pass processes at a time, so that its rows of floats stay in the first-level
+// cache.
 constexpr unsigned int strip_width = 2048;
 
 void weigh_rows(const scaling_kernels& kernels, const float* const* rows, const float* weights,
@@ -73,7 +74,7 @@ void video_resize_impl<T>::scale_y_fused(const scaling_kernels& kernels, plane* 
   const unsigned int last = source->height - 1;
   for (unsigned int left = 0; left < source->width; left += strip_width) {
     const unsigned int count = std::min(strip_width, source->width - left);
-    // Neighbouring output rows share source rows, which stay converted: row n in line n % taps.
+    // Adjacent output rows share source rows. Converted rows are kept: row n in line n % taps.
     std::ptrdiff_t held[4] = {-1, -1, -1, -1};
     for (unsigned int r = 0; r < destination->height; ++r) {
       const float* rows[4];

@@ -13,11 +13,11 @@ struct image_plane {
   unsigned int height;  ///< rows
   unsigned int kind;    ///< 1: luma, alpha or field; 2: chroma
   T* data;              ///< the first sample
-  T** rows;             ///< room for the height that the plane was made with
+  T** rows;             ///< one entry per row of the height at creation
   bool owns_data;       ///< whether releasing the plane frees `data`
 };
 
-/// Frees what the plane owns and the plane itself; does nothing for null.
+/// Frees the plane and everything that it owns; does nothing for null.
 template <typename T>
 void release_plane(image_plane<T>* plane) {
   if (plane == nullptr) return;
@@ -26,7 +26,7 @@ void release_plane(image_plane<T>* plane) {
   delete plane;
 }
 
-/// Points the rows at the data.
+/// Sets the row pointers.
 template <typename T>
 void rebuild_rows(image_plane<T>& plane) {
   for (std::size_t row = 0; row < plane.height; ++row) {
@@ -48,7 +48,7 @@ image_plane<T>* make_plane(unsigned int width, unsigned int height, unsigned int
   return plane.release();
 }
 
-/// Makes the plane show samples that belong to somebody else.
+/// Makes the plane use samples that it does not own.
 template <typename T>
 void point_plane_at(image_plane<T>& plane, T* data) {
   if (plane.owns_data) delete[] plane.data;

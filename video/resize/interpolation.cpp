@@ -1,5 +1,5 @@
 // The kernels, and the tables of both passes: for every output sample the first source sample and
-// one weight a tap.
+// one weight per tap.
 
 #include <algorithm>
 #include <cmath>
@@ -12,7 +12,7 @@
 namespace ns_video_resize {
 namespace {
 
-// Halves go up; positions are not negative.
+// Halves are rounded up; positions are not negative.
 float nearest_integer(float position) {
   const double moved = static_cast<double>(position) + 0.5;
   return static_cast<float>(static_cast<std::int64_t>(moved));
@@ -22,8 +22,8 @@ unsigned int last_start(unsigned int source_size, unsigned int taps) {
   return source_size > taps ? source_size - taps : 0;
 }
 
-// The tables of one axis. A single output sample stands at position 0. A source with fewer samples
-// than taps has one span, which starts at its first sample.
+// The tables of one axis. A single output sample is at position 0. In a source with fewer samples
+// than taps, every span starts at the first sample.
 template <typename Kernel>
 void fill_axis(unsigned int source_size, unsigned int count, unsigned int taps,
                const Kernel& weight_at, unsigned int* index, float** weights) {
@@ -44,8 +44,8 @@ void fill_axis(unsigned int source_size, unsigned int count, unsigned int taps,
   }
 }
 
-// The table of a further plane: the leading entries of the first plane's. Chroma planes take over
-// the luma positions and weights; only the starts are held inside the plane.
+// The table of another plane: the first entries of the first plane's table. Chroma planes use the
+// luma positions and weights; only the start indices are clamped to the plane.
 unsigned int* copy_index(const unsigned int* first, unsigned int count, bool chroma,
                          unsigned int last) {
   auto* const index = new unsigned int[count];

@@ -4,7 +4,7 @@
 
 namespace ns_video_resize {
 
-/// Rows of samples to rows of floats, exact. `count` samples; rows do not overlap.
+/// Converts a row of `count` samples to floats; exact. The rows must not overlap.
 template <typename T>
 void convert_pixel_to_f32(float* dst, const T* src, unsigned int count);
 
@@ -18,8 +18,8 @@ inline void convert_pixel_to_f32(float* dst, const unsigned short* src, unsigned
   ippsConvert_16u32f(src, dst, static_cast<int>(count));
 }
 
-/// A row of floats to a row of samples: rounded to nearest, ties to even, and limited to 0..255.
-/// There is none for 16 bits, which are truncated (`truncate_to_16u`).
+/// Converts a row of floats to samples: rounded to nearest, ties to even, and clamped to 0..255.
+/// Not defined for 16 bits, which are truncated (`truncate_to_16u`).
 template <typename T>
 void convert_f32_to_pixel(T* dst, const float* src, unsigned int count);
 
@@ -28,7 +28,7 @@ inline void convert_f32_to_pixel(unsigned char* dst, const float* src, unsigned 
   ippsConvert_32f8u_Sfs(src, dst, static_cast<int>(count), 1, 0);
 }
 
-/// The 16-bit store: truncated toward zero and limited to 0..65535; a NaN gives 0.
+/// Converts a float to a 16-bit sample: truncated toward zero and clamped to 0..65535; NaN gives 0.
 inline unsigned short truncate_to_16u(float value) {
   if (!(value > 0.0f)) return 0;
   if (value >= 65536.0f) return 65535;

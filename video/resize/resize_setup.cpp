@@ -15,7 +15,7 @@ namespace {
 constexpr std::uint64_t largest_frame = 0x7FFFFFFF;  // bytes; `get_output_size` returns an int
 constexpr std::size_t clip_range = 1024;
 
-// Whether there are frames of this layout and size whose bytes can be told in 31 bits.
+// Whether frames of this layout and size are possible and their bytes fit in 31 bits.
 bool fits(qor_resize::colorspace space, std::uint64_t width, std::uint64_t height,
           std::size_t sample_size) {
   return is_layout(space) && width * height <= largest_frame &&
@@ -44,13 +44,12 @@ aspect source_aspect(int preset, float custom_x, float custom_y) {
   }
 }
 
-// Crop amounts are unsigned: a negative one is more than any frame has.
+// Crop amounts are compared as unsigned: a negative one exceeds the size of every frame.
 bool leaves_something(int first, int second, unsigned int size) {
   return std::uint64_t{static_cast<unsigned int>(first)} + static_cast<unsigned int>(second) < size;
 }
 
-// Makes the wanted size of what is available, half of the difference on each side: by cropping more
-// or by padding.
+// Crops or pads the available size to the wanted size, by half of the difference on each side.
 void centre(unsigned int wanted, unsigned int size, int& crop_first, int& crop_second, int& pad) {
   const int available = static_cast<int>(size) - (crop_first + crop_second);
   const int difference = static_cast<int>(wanted) - available;
@@ -106,7 +105,7 @@ int video_resize_impl<T>::init(int wanted_width, int wanted_height, int source_w
   in_width = static_cast<unsigned int>(source_width);
   in_height = static_cast<unsigned int>(source_height);
   if ((in_width & 1) != 0 || (in_height & 1) != 0) return -1;
-  // What cannot be is found out here and told only after the interpolation has been looked at.
+  // Impossible sizes are detected here but reported only after the interpolation is checked.
   bool possible = wanted_width >= 0 && wanted_height >= 0 && source_width >= 0 &&
                   source_height >= 0 && fits(space, in_width, in_height, sizeof(T));
 
@@ -155,7 +154,7 @@ int video_resize_impl<T>::get_output_size() {
   return static_cast<int>(output_bytes());
 }
 
-// Hands the wanted crop to the cropper, unless nothing would be left.
+// Passes the requested crop to the cropper, unless nothing would be left.
 template <typename T>
 void video_resize_impl<T>::store_crop(crop_amounts amounts) {
   if (!cropper.ready || !leaves_something(amounts.top, amounts.bottom, in_height) ||
@@ -182,7 +181,7 @@ void video_resize_impl<T>::store_crop(crop_amounts amounts) {
   cropper.crop_valid = true;
 }
 
-// The pass that makes less of the picture goes first.
+// The order of the passes: along x first only if neither size is reduced.
 template <typename T>
 void video_resize_impl<T>::choose_pass_order() {
   x_first = out_width >= in_width && out_height >= in_height;
@@ -209,7 +208,7 @@ void video_resize_impl<T>::choose_smoothing(int wanted) {
   }
 }
 
-// False for a method that does not exist.
+// False for an undefined method.
 template <typename T>
 bool video_resize_impl<T>::choose_taps() {
   if (interpolation == 0) interpolation = 2;
@@ -262,7 +261,7 @@ void video_resize_impl<T>::make_lines() {
     float_lines[tap] = new float[length];
   }
 
-  constexpr std::size_t alignment = 64;  // bytes of the widest registers
+  constexpr std::size_t alignment = 64;  // bytes of the widest register
   constexpr std::size_t floats = alignment / sizeof(float);
   const std::size_t stride = (length + ns_signal::columns_padding) / floats * floats + floats;
   const std::size_t count = ns_signal::columns_rows * stride;
@@ -275,7 +274,7 @@ void video_resize_impl<T>::make_lines() {
   }
 }
 
-// Back to the state of a new object, whatever `init` had come to.
+// Returns to the state of a new object, at whatever point `init` has stopped.
 template <typename T>
 void video_resize_impl<T>::release_plan() {
   free_interpol_vecs();

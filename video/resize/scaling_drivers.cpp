@@ -1,5 +1,5 @@
-// The way of one frame: crop stage, smoothing, then plane by plane through the two passes, whole or
-// field by field.
+// The path of one frame: crop stage, smoothing, then the two passes plane by plane, for complete
+// frames or field by field.
 
 #include <algorithm>
 #include <cstddef>
@@ -28,17 +28,17 @@ std::size_t samples_of(const image_plane<T>& plane) {
   return std::size_t{plane.width} * plane.height;
 }
 
-// Callers hand frames of words over as bytes, wherever they lie.
+// Callers pass 16-bit frames as bytes, at any alignment.
 template <typename T>
 bool is_aligned(const T* samples) {
   return reinterpret_cast<std::uintptr_t>(samples) % alignof(T) == 0;
 }
 
-// By pointers without a type: clang 19's sanitizer asks memcpy's arguments for their type's
-// alignment.
+// With untyped pointers: clang 19's sanitizer checks the arguments of memcpy for the alignment of
+// their type.
 void copy_bytes(void* to, const void* from, std::size_t count) { std::memcpy(to, from, count); }
 
-// A field plane is made for the luma plane and serves every plane that has its height.
+// A field plane has the size of the luma plane and is used for every plane of full height.
 template <typename T>
 void resize_field(image_plane<T>& field, const image_plane<T>& frame) {
   field.width = frame.width;
@@ -96,7 +96,7 @@ int video_resize_impl<T>::process_field_scale(unsigned int in_size, T* in, unsig
     if (in_planes[p]->height == in_height && samples_of(*in_planes[p]) != 0) {
       scale_by_fields(p, out);
     } else {
-      // Half as high as the others, such a plane fits the tables that were made for fields.
+      // A plane of half the height matches the tables, which are made for fields.
       scale_whole(p, out);
     }
     out += samples_of(*out_planes[p]);
@@ -112,10 +112,9 @@ unsigned int video_resize_impl<T>::output_bytes() const {
   return planned ? out_frame_size * static_cast<unsigned int>(sizeof(T)) : 0;
 }
 
-// The cropped source. It stands in `crop_buffer`, unless it is the input as it is and nobody writes
-// into it: then it is not copied. Of an input shorter than a frame, what is missing counts as
-// transparent, black and without colour. Where there is nothing to cut by, the buffer stays as it
-// is.
+// Returns the cropped source. It is in `crop_buffer`, unless the input is used unchanged and will
+// not be written to: then it is not copied. Missing samples of a short input are transparent, black
+// and colourless. Without a valid crop the buffer is not changed.
 template <typename T>
 T* video_resize_impl<T>::crop_stage(unsigned int in_size, T* in, bool is_written) {
   if (!cropper.ready) return crop_buffer;
@@ -145,7 +144,7 @@ T* video_resize_impl<T>::crop_stage(unsigned int in_size, T* in, bool is_written
   return crop_buffer;
 }
 
-// Before frame scaling: luma with the mask in force, chroma with the small one, alpha never.
+// Before frame scaling: luma with the selected mask, chroma with the small one, alpha never.
 template <typename T>
 void video_resize_impl<T>::smooth_source() {
   if (smoothing == 0) return;
@@ -171,7 +170,7 @@ void video_resize_impl<T>::select_plane(unsigned int index, T* samples) {
   y_index = y_index_vecs[index];
 }
 
-// Scales a plane straight into the output where that is aligned for samples.
+// Scales a plane directly into the output if that is aligned for samples.
 template <typename T>
 void video_resize_impl<T>::scale_whole(unsigned int index, T* out) {
   plane result = *out_planes[index];
@@ -205,7 +204,7 @@ void video_resize_impl<T>::scale_by_fields(unsigned int index, T* out) {
     run_passes(out_fields[field], mid_fields[field], &source);
   }
 
-  // Row by row from both fields; of an odd number of rows the last one is not written.
+  // Interleaves the rows of both fields; with an odd number of rows the last one is not written.
   const std::size_t out_row = out_fields[0]->width;
   for (std::size_t row = 0; row < out_height / 2 * std::size_t{2}; ++row) {
     copy_bytes(out + row * out_row, out_fields[row % 2]->data + row / 2 * out_row,

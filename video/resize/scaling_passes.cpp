@@ -1,5 +1,6 @@
-// One plane, one direction. The nearest-sample passes copy; the weighted ones gather the taps of a
-// row into scratch rows, and weight and sum these with the vector primitives, tap by tap.
+// The passes over one plane in one direction. The single-sample passes copy. The weighted ones
+// gather the taps of a row in scratch rows, and multiply and add these with the vector primitives,
+// tap by tap.
 
 #include <algorithm>
 #include <cstddef>

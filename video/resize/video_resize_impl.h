@@ -9,19 +9,19 @@
 
 namespace ns_video_resize {
 
-/// The resizer for samples of type `T`, `unsigned char` or `unsigned short`. Users hold it as a
-/// `qor_resize`; everything is open so that tests can look into the plan.
+/// The resizer for samples of type `T`, `unsigned char` or `unsigned short`. Users see it as a
+/// `qor_resize`; all members are public so that tests can examine the plan.
 ///
-/// A frame goes: crop stage -> `crop_buffer` -> smoothing -> two passes a plane, one along rows and
-/// one along columns, through a plane of `mid_planes` -> output. A frame of which nothing is
-/// cropped or smoothed is scaled where it stands. `init` makes every buffer and table once.
+/// The path of a frame: crop stage -> `crop_buffer` -> smoothing -> two passes per plane, one along
+/// rows and one along columns, through a plane of `mid_planes` -> output. A frame that is neither
+/// cropped nor smoothed is scaled from the caller's buffer. `init` makes all buffers and tables.
 template <typename T>
 class video_resize_impl : public qor_resize {
  public:
   using plane = image_plane<T>;
   using pass = void (video_resize_impl::*)(plane* destination, plane* source);
 
-  /// The state of an object fresh from `create`. Throws `std::bad_alloc`.
+  /// The object as `create` returns it. Throws `std::bad_alloc`.
   video_resize_impl();
   video_resize_impl(const video_resize_impl&) = delete;
   video_resize_impl& operator=(const video_resize_impl&) = delete;
@@ -35,44 +35,45 @@ class video_resize_impl : public qor_resize {
   int process(unsigned int in_size, unsigned char* in, unsigned int& out_size,
               unsigned char* out) override;
 
-  /// The two ways of scaling a frame, with the arguments of `process`; `in` and `out` need not be
-  /// aligned. The second writes nothing where the plan is not for fields. Always return 1.
+  /// Scale a complete frame or its two fields, with the arguments of `process`; `in` and `out` need
+  /// not be aligned. The second writes no frame if the plan is not for fields. Always return 1.
   int process_frame_scale(unsigned int in_size, T* in, unsigned int& out_size, T* out);
   int process_field_scale(unsigned int in_size, T* in, unsigned int& out_size, T* out);
 
-  /// Smooths a dense plane in place with the Gaussian mask; the outermost one or two rows and
-  /// columns keep their values, and a plane that has nothing else stays as it is. Throws
+  /// Smooth a plane without padding in place with the Gaussian mask; the outermost one or two rows
+  /// and columns keep their values, and so does a plane that consists of these only. Throw
   /// `std::bad_alloc`, with the plane unchanged.
   void smooth_3x3(T* samples, unsigned int width, unsigned int height);
   void smooth_5x5(T* samples, unsigned int width, unsigned int height);
 
-  /// The kernel in force at a distance in source samples.
+  /// The value of the selected kernel at a distance in source samples.
   ///
   ///   1  linear: |1 - x| for every x
   ///   2  cubic convolution (Keys 1981) with free parameter `kernel_param`: 0 outside 0 to 2
   ///   3  cubic B-spline: 0 outside 0 to 2
   ///   4  box: 1 for every x
   ///
-  /// Any other method gives 0. Single precision, in the order in which the terms are written.
+  /// Any other method gives 0. Single precision, evaluated in the order in which the terms are
+  /// written.
   float calculate_weight(float distance) const;
 
-  /// Makes the tables of both passes for all planes; `init` calls it once sizes, taps and planes
-  /// are there. Throws `std::bad_alloc`.
+  /// Makes the tables of both passes for all planes; `init` calls it when sizes, taps and planes
+  /// are set. Throws `std::bad_alloc`.
   void init_interpol_vecs();
   void free_interpol_vecs();
 
-  /// The passes. An x pass takes a source of the destination's height, a y pass one of its width;
-  /// `x_index` or `y_index` holds an entry a destination column or row, none below the one before
-  /// it. Taps that lie beyond a source with fewer samples than taps read its last sample. The
-  /// source must not be empty unless the destination is.
+  /// The passes. For an x pass the source has the destination's height, for a y pass its width.
+  /// `x_index` or `y_index` has one entry per destination column or row, in non-decreasing order.
+  /// If the source has fewer samples than the kernel has taps, the taps after its last sample read
+  /// that sample. The source must not be empty unless the destination is.
   void scale_x_integer(plane* destination, plane* source);
   void scale_y_integer(plane* destination, plane* source);
   void scale_x_float(plane* destination, plane* source);
   void scale_y_float(plane* destination, plane* source);
 
   /// The two forms of the weighted passes, which give the same bytes: the sequence of vector
-  /// primitives, which is the definition, and one sweep a row with the kernels of a processor
-  /// variant. `scale_x_float` and `scale_y_float` take the second where there is one.
+  /// primitives, which is the definition, and one sweep per row with the kernels of a processor
+  /// variant. `scale_x_float` and `scale_y_float` use the second if the variant has kernels.
   void scale_x_by_primitives(plane* destination, plane* source);
   void scale_y_by_primitives(plane* destination, plane* source);
   void scale_x_fused(const ns_signal::scaling_kernels& kernels, plane* destination, plane* source);
@@ -81,7 +82,7 @@ class video_resize_impl : public qor_resize {
   pass x_pass = nullptr;
   pass y_pass = nullptr;
   unsigned int plane_count = 0;
-  unsigned int bytes_in = 0;  // over all frames, wrapping
+  unsigned int bytes_in = 0;  // of all frames; wraps
   unsigned int frames_in = 0;
   colorspace space = yuv420;
   colorspace work_space = yuv420;
@@ -104,7 +105,7 @@ class video_resize_impl : public qor_resize {
   unsigned int interpolation = 0;
   float kernel_param = -0.5f;
 
-  // First source sample of every output sample: the table in use, and the tables by plane.
+  // First source sample of every output sample: the current table, and the tables by plane.
   unsigned int* x_index = nullptr;
   unsigned int* y_index = nullptr;
   unsigned int** x_index_vecs = nullptr;
@@ -113,13 +114,13 @@ class video_resize_impl : public qor_resize {
   float** x_weight_vecs = nullptr;
   float** y_weight_vecs = nullptr;
 
-  // Scratch rows by tap, as long as the largest dimension of any frame.
+  // Scratch rows by tap; their length is the largest dimension of any frame.
   T** line_buffers = nullptr;
   float** float_lines = nullptr;
 
   crop<T> cropper;
   unsigned int smoothing = 0;           // 0 none, 1 `smooth_3x3`, 2 `smooth_5x5`
-  unsigned int smoothing_strength = 0;  // stored, read by nothing
+  unsigned int smoothing_strength = 0;  // stored, not used
   T* field_scratch = nullptr;
   plane* in_fields[2] = {nullptr, nullptr};
   plane* mid_fields[2] = {nullptr, nullptr};
@@ -133,8 +134,8 @@ class video_resize_impl : public qor_resize {
     int left, right, top, bottom;
   };
 
-  // Scratch rows of the fused passes, in one block: aligned, and with `columns_padding` floats
-  // behind each, since kernels read past their ends. Null without a plan.
+  // Scratch rows of the fused passes, in one block: aligned, and each followed by `columns_padding`
+  // floats, because kernels read past their ends. Null without a plan.
   std::unique_ptr<float[]> kernel_block_;
   float* kernel_lines_[ns_signal::columns_rows] = {};
 

@@ -19,7 +19,7 @@ void blend_blocks_portable(unsigned char* out, const unsigned char* frame,
 #ifdef __x86_64__
 namespace {
 
-// All that -mavx2 allows the compiler to use: a hypervisor may hide any of them.
+// All extensions that -mavx2 allows the compiler to use: a hypervisor may hide any of them.
 bool runs_avx2() {
   return __builtin_cpu_supports("sse3") && __builtin_cpu_supports("ssse3") &&
          __builtin_cpu_supports("sse4.1") && __builtin_cpu_supports("sse4.2") &&

@@ -15,7 +15,7 @@ void blend_blocks_avx2(unsigned char* out, const unsigned char* frame, const ble
     const __m128i samples =
         _mm_loadu_si128(reinterpret_cast<const __m128i*>(frame + i * block_samples));
 
-    // In the high bytes, so that the high half of the product is sample * slope >> 8.
+    // Samples in the high bytes, so that the high half of the product is sample * slope >> 8.
     const __m256i raised = _mm256_slli_epi16(_mm256_cvtepu8_epi16(samples), 8);
     const __m256i line = _mm256_add_epi16(_mm256_mulhi_epu16(raised, slope), offset);
     const __m256i blended = _mm256_srli_epi16(line, 8);

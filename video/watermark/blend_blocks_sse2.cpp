@@ -9,8 +9,8 @@ namespace {
 
 __m128i load(const void* at) { return _mm_loadu_si128(static_cast<const __m128i*>(at)); }
 
-// Frame samples stand in the high bytes, so that the high half of the product is sample * slope >>
-// 8.
+// The frame samples are in the high bytes, so that the high half of the product is sample * slope
+// >> 8.
 __m128i follow(__m128i samples, const std::uint16_t* slope, const std::uint16_t* offset) {
   const __m128i risen = _mm_mulhi_epu16(samples, load(slope));
   return _mm_srli_epi16(_mm_add_epi16(risen, load(offset)), 8);

@@ -4,9 +4,9 @@
 
 namespace ns_video_watermark {
 
-// At a given slope every frame sample sets a lowest and a highest offset. Where they contradict
-// each other the line is turned by the smallest step towards the sample that wants it higher. All
-// 65,536 lines are found within a few dozen steps, most without any.
+// At a given slope every frame sample requires a range of offsets. If the ranges have no common
+// offset, the slope changes by one unit towards the sample that requires a higher line. All 65,536
+// lines are found within a few dozen steps, most without any.
 blend_line line_of(unsigned char overlay, unsigned char alpha) {
   int wanted[256];
   for (int frame = 0; frame < 256; ++frame) {

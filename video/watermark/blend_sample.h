@@ -2,12 +2,12 @@
 
 namespace ns_video_watermark {
 
-/// One sample of the frame with one sample of the overlay over it. `alpha` 255 gives `overlay`
-/// exactly, 0 gives `frame` exactly.
+/// Blends one sample of the overlay over one sample of the frame. `alpha` 255 gives exactly
+/// `overlay`, 0 gives exactly `frame`.
 ///
 /// This is the definition of the blend, and its precision is part of it: the overlay's share is
-/// formed in single precision, the frame's share and the sum in double precision, and the sum is
-/// truncated, never rounded. So 95 over 95 at alpha 102 is 94.
+/// computed in single precision, the frame's share and the sum in double precision, and the sum is
+/// truncated, never rounded. For example, 95 over 95 at alpha 102 gives 94.
 inline unsigned char blend_sample(unsigned char frame, unsigned char overlay, unsigned char alpha) {
   const float share = static_cast<float>(alpha) / 255.0f;
   const float from_overlay = static_cast<float>(overlay) * share;

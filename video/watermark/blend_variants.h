@@ -4,8 +4,8 @@
 
 namespace ns_video_watermark {
 
-// One file each. A file compiled for more than the baseline defines its one function and takes
-// nothing inline from elsewhere.
+// One file per variant. A file compiled above the baseline defines only this function and uses no
+// inline functions from other files.
 void blend_blocks_portable(unsigned char* out, const unsigned char* frame,
                            const blend_block* blocks, const std::uint32_t* numbers,
                            std::size_t count);

@@ -8,11 +8,11 @@
 namespace ns_video_watermark {
 namespace {
 
-// Between two blended samples fewer transparent ones than this are blended too, to themselves: a
-// copy of its own costs more.
+// A run of transparent samples that is shorter than this is blended, too, which does not change it:
+// a separate copy takes longer.
 constexpr std::size_t shortest_copy = 32;
 
-// The first place from `at` on where `alpha` is not 0; `width` when there is none.
+// The first position from `at` on where `alpha` is not 0; `width` if there is none.
 std::size_t next_visible(const unsigned char* alpha, std::size_t at, std::size_t width) {
   std::uint64_t eight = 0;
   for (; at + sizeof eight <= width; at += sizeof eight) {
@@ -23,7 +23,7 @@ std::size_t next_visible(const unsigned char* alpha, std::size_t at, std::size_t
   return at;
 }
 
-// The lines of all overlay samples and alphas, each worked out when it is first asked for.
+// The blend lines of all overlay samples and alphas, each computed when it is first needed.
 class line_table {
  public:
   blend_line operator()(unsigned char overlay, unsigned char alpha) {
@@ -38,8 +38,8 @@ class line_table {
   std::array<std::unique_ptr<blend_line[]>, 256> of_alpha_;
 };
 
-// The overlay and alpha samples under one block. Where the overlay is transparent, or ends before
-// the block does, both are 0.
+// The overlay and alpha samples of one block. Where the overlay is transparent, or the row ends
+// before the block, both are 0.
 struct covered {
   unsigned char alpha[block_samples] = {};
   unsigned char overlay[block_samples] = {};
@@ -47,7 +47,7 @@ struct covered {
 
 bool operator==(const covered& a, const covered& b) { return std::memcmp(&a, &b, sizeof a) == 0; }
 
-// Of the first `count` samples; from 1 to all of a block's.
+// The block of the first `count` samples; `count` is from 1 to `block_samples`.
 covered cover(const unsigned char* overlay, const unsigned char* alpha, std::size_t count) {
   covered samples;
   if (count == block_samples) {
@@ -74,7 +74,8 @@ std::size_t hash(const covered& samples) {
   return static_cast<std::size_t>(mixed >> 32);
 }
 
-// What blocks cover, each kept once: an open hash table of their numbers plus one.
+// The distinct blocks, each stored once; a hash table with open addressing of their numbers plus
+// one.
 class covered_set {
  public:
   covered_set() : slots_(1024) {}
@@ -92,7 +93,7 @@ class covered_set {
   }
 
  private:
-  // Where the number stands or would stand.
+  // The slot that contains the number, or that it would be inserted in.
   std::uint32_t& slot_of(const covered& samples) {
     const std::size_t mask = slots_.size() - 1;
     std::size_t at = hash(samples) & mask;
@@ -120,7 +121,7 @@ class overlay_planner {
 
   void add_plane(const overlay_plane& plane, const unsigned char* alpha) {
     const std::size_t width = plane.width;
-    // Planes of no samples may have billions of rows or columns.
+    // Empty planes may have billions of rows or columns.
     if (width == 0 || plane.rows == 0) return;
     std::vector<unsigned char> halved(plane.alpha_step == 2 ? width : 0);
     for (std::size_t row = 0; row < plane.rows; ++row) {
@@ -152,8 +153,8 @@ class overlay_planner {
     }
   }
 
-  // Past the end of the row the block is transparent. What lies there in the picture may be the
-  // overlay's next row, which then is blended after this block and replaces what it wrote.
+  // After the end of the row the block is transparent. The picture's samples there may belong to
+  // the overlay's next row, which is blended after this block and overwrites them.
   void add_block(std::size_t at, const covered& samples) {
     std::vector<overlay_plan::stretch>& stretches = plan_.stretches_;
     const bool follows =
@@ -161,7 +162,7 @@ class overlay_planner {
     if (!follows) stretches.push_back({at, 0});
     ++stretches.back().blocks;
 
-    // Insides are of one shade: often the block before was the same.
+    // The inside of a shape has one shade: often the block equals the previous one.
     if (!(samples == last_) || plan_.numbers_.empty()) number_ = covered_.number_of(samples);
     last_ = samples;
     plan_.numbers_.push_back(number_);
@@ -198,7 +199,7 @@ void overlay_plan::blend(unsigned char* out, const unsigned char* frame) const {
   for (const stretch& next : stretches_) {
     if (next.at > done) std::memcpy(out + done, frame + done, next.at - done);
 
-    // Only the picture's end cuts a block short; it is then blended apart from the picture.
+    // Only the end of the picture can cut a block; that block is blended in a separate buffer.
     const std::size_t whole = std::min(next.blocks, (frame_size_ - next.at) / block_samples);
     blend_blocks_(out + next.at, frame + next.at, blocks_.data(), numbers, whole);
     done = next.at + whole * block_samples;

@@ -8,46 +8,46 @@
 
 namespace ns_video_watermark {
 
-/// How one plane of a composed overlay lies in a frame picture, in samples.
+/// The position of one plane of a composed overlay in a frame picture, in samples.
 struct overlay_plane {
   const unsigned char* overlay;  ///< its samples, `rows` rows of `width`, without padding
   std::size_t width;
   std::size_t rows;
-  std::size_t at;              ///< where its first sample lies in the frame picture
+  std::size_t at;              ///< offset of its first sample in the frame picture
   std::size_t stride;          ///< from one of its rows to the next in the frame picture
   std::size_t alpha_step;      ///< alpha samples from one sample to the next: 1 or 2
   std::size_t alpha_row_step;  ///< alpha samples from one row to the next
 };
 
-/// What a frame must go through to carry one overlay at one place: stretches of the picture that
-/// are blended, 16 samples at a time, and between them what is copied, across the ends of rows and
-/// planes. Everything that depends on the overlay alone is worked out once.
+/// A plan to blend one overlay into frames at one position. It consists of stretches of the picture
+/// that are blended, 16 samples at a time; the parts between them are copied, across the ends of
+/// rows and planes. Everything that depends on the overlay alone is computed once.
 ///
-/// Blocks with the same lines are kept once. The insides of letters, strokes that repeat from row
-/// to row and a second chroma plane equal to the first then cost hardly any memory, and it is
-/// memory that bounds the blend.
+/// Blocks with the same blend lines are stored once. The insides of letters, strokes that repeat
+/// from row to row and a second chroma plane that equals the first then need little memory, and
+/// memory limits the speed of the blend.
 class overlay_plan {
  public:
-  /// Plans `planes`, given in the order in which they lie in the picture, none overlapping another;
-  /// all walk the one `alpha` plane from its start. Nothing is kept of the pointers. Throws
-  /// `std::bad_alloc`.
+  /// Makes the plan for `planes`, in the order of their positions in the picture; they must not
+  /// overlap. All planes read the one `alpha` plane from its start. The pointers are not kept.
+  /// Throws `std::bad_alloc`.
   overlay_plan(const std::vector<overlay_plane>& planes, const unsigned char* alpha,
                std::size_t frame_size);
 
-  /// Writes the frame with the overlay to `out`: frame_size bytes read and as many written; the
-  /// two do not overlap.
+  /// Writes the frame with the overlay to `out`. Reads and writes frame_size bytes; the two must
+  /// not overlap.
   void blend(unsigned char* out, const unsigned char* frame) const;
 
  private:
   struct stretch {
-    std::size_t at;      // its first sample in the picture
-    std::size_t blocks;  // how many follow one another
+    std::size_t at;      // offset of its first sample in the picture
+    std::size_t blocks;  // number of blocks in a row
   };
 
   std::size_t frame_size_;
   blend_blocks_function blend_blocks_ = fastest_blend_blocks();
   std::vector<stretch> stretches_;
-  std::vector<std::uint32_t> numbers_;  // of every stretch's blocks in turn, into `blocks_`
+  std::vector<std::uint32_t> numbers_;  // of all stretches' blocks, in order: indices in `blocks_`
   std::vector<blend_block> blocks_;
 
   friend class overlay_planner;

@@ -24,7 +24,7 @@ void fade(unsigned char* alpha, std::size_t count, const unsigned char* table) {
   for (std::size_t i = 0; i < count; ++i) alpha[i] = table[alpha[i]];
 }
 
-// Whether a plane of luma and two of chroma have no more bytes than 32 bits can count.
+// Whether the bytes of one luma plane and two chroma planes fit in 32 bits.
 bool countable(std::uint64_t luma, std::uint64_t chroma) {
   constexpr std::uint64_t limit = std::numeric_limits<std::uint32_t>::max();
   return luma <= limit && chroma <= limit && luma + 2 * chroma <= limit;
@@ -49,7 +49,7 @@ unsigned int watermark_impl::configure(watermark_config* record, unsigned int& f
     return config_error;
   }
   config_error = 0;
-  geometry_is_sound = false;  // until all is done: what is allocated here may fail to be
+  geometry_is_sound = false;  // until the end: an allocation may fail
   plans.clear();
   if (record->x + record->width > record->frame_width) config_error = 1;
   if (record->y + record->height > record->frame_height) config_error = 1;
@@ -70,7 +70,7 @@ unsigned int watermark_impl::configure(watermark_config* record, unsigned int& f
 }
 
 void watermark_impl::derive_planes() {
-  if (config->format > 2) return;  // no such layout: the planes stay what they were
+  if (config->format > 2) return;  // not a layout: the planes stay unchanged
 
   const unsigned int shift_x = config->format == 2 ? 0 : 1;
   const unsigned int shift_y = config->format == 0 ? 1 : 0;
@@ -107,8 +107,9 @@ void watermark_impl::derive_sizes() {
   chroma_right = chroma_width - overlay_chroma_x - overlay_chroma_width;
 }
 
-// Luma alone says where the overlay lies: halving both parts of a sum rounds down at least as far
-// as halving the sum, so an overlay inside the luma plane is inside the chroma planes too.
+// Checking the position in the luma plane is enough: halving both parts of a sum rounds down at
+// least as far as halving the sum, so an overlay inside the luma plane is also inside the chroma
+// planes.
 bool watermark_impl::check_geometry() const {
   const auto product = [](std::uint64_t a, std::uint64_t b) { return a * b; };
   const auto sum = [](std::uint64_t a, std::uint64_t b) { return a + b; };
@@ -120,8 +121,9 @@ bool watermark_impl::check_geometry() const {
                    product(overlay_chroma_width, overlay_chroma_height));
 }
 
-// The alpha moves on by what a chroma row has used and then by the rows in between, so with an odd
-// overlay width in 4:2:0 it falls back by one column a chroma row.
+// After each chroma row, the alpha advances by the samples that the row has used and then by the
+// skipped rows. With an odd overlay width in 4:2:0 it therefore lags by one more column per chroma
+// row.
 overlay_plan watermark_impl::plan_of(const unsigned char* image) const {
   const unsigned char* const luma = image + overlay_luma_size;
   overlay_plane plane = {luma, overlay_width, overlay_height, luma_above + overlay_x, luma_width,

@@ -8,11 +8,11 @@
 
 namespace ns_video_watermark {
 
-/// The compositor that `watermark::create` makes. Its members are open to tests; everybody else
-/// goes through `watermark`.
+/// The compositor that `watermark::create` returns. Its members are public for tests; all other
+/// code uses `watermark`.
 ///
-/// Sizes and margins are unsigned 32-bit and wrap. Whether they are true is decided apart from
-/// them, in numbers that cannot wrap (`geometry_is_sound`), before any memory is touched.
+/// Sizes and margins are unsigned 32-bit and wrap. Whether they are correct is checked separately,
+/// with numbers that cannot wrap (`geometry_is_sound`), before any memory is accessed.
 class watermark_impl : public watermark {
  public:
   watermark_impl() = default;
@@ -24,22 +24,23 @@ class watermark_impl : public watermark {
   unsigned int add_watermark_image(unsigned char* image, unsigned char* alpha) override;
   unsigned char* process(unsigned char* frame) override;
 
-  /// Builds `opacity_table` anew from the record's opacity, which is not checked, and returns 256,
-  /// the entries of the table. The table before it is not freed. Without a record nothing is built
-  /// and the result is 0. Throws `std::bad_alloc`.
+  /// Makes a new `opacity_table` from the record's opacity, which is not checked, and returns 256,
+  /// the number of its entries. The previous table is not freed. Without a record, does nothing and
+  /// returns 0. Throws `std::bad_alloc`.
   unsigned int generate_lookup_table();
 
   /// Replaces each of the overlay_width x overlay_height bytes at `alpha` by the entry of
-  /// `opacity_table` that it indexes. There must be a table.
+  /// `opacity_table` that it indexes. The table must exist.
   void fade_alpha(unsigned char* alpha);
 
   watermark_config* config = nullptr;  ///< owned; replaced, not freed, by another `configure`
 
-  /// The sequence of composed overlays, one owned array each: alpha, luma, Cb, Cr, without padding.
+  /// The sequence of composed overlays, one owned array per image: alpha, luma, Cb, Cr, without
+  /// padding.
   std::deque<unsigned char*> images;
 
-  unsigned int config_error = 0;  ///< 1 when the overlay does not fit inside the frame
-  unsigned int image_index = 0;   ///< which of `images` the next `process` takes
+  unsigned int config_error = 0;  ///< 1 if the overlay does not fit inside the frame
+  unsigned int image_index = 0;   ///< index in `images` of the next image
 
   unsigned int luma_width = 0;
   unsigned int luma_height = 0;
@@ -72,14 +73,14 @@ class watermark_impl : public watermark {
   unsigned int alpha_step_x = 0;  ///< alpha samples from one chroma sample to the next
   unsigned int alpha_step_y = 0;  ///< alpha rows from one chroma row to the next
 
-  unsigned char* opacity_table = nullptr;  ///< 256 entries, owned; null while the alpha is kept
+  unsigned char* opacity_table = nullptr;  ///< 256 entries, owned; null if the alpha is not changed
 
-  /// Whether every size above is what it would be without wrapping and the overlay truly lies
-  /// inside the planes. What is not sound is never blended.
+  /// Whether no size above has wrapped and the overlay is really inside the planes. Otherwise
+  /// nothing is blended.
   bool geometry_is_sound = false;
 
-  /// Bytes of the smallest overlay in `images`: another `configure` leaves them as they are, and
-  /// they may then be too small for the new geometry.
+  /// Bytes of the smallest overlay in `images`. Another `configure` does not change the images, so
+  /// they may be too small for the new geometry.
   unsigned int smallest_image = std::numeric_limits<unsigned int>::max();
 
  private:
@@ -88,8 +89,8 @@ class watermark_impl : public watermark {
   bool check_geometry() const;
   overlay_plan plan_of(const unsigned char* image) const;
 
-  // What `process` works from: one plan for each of `images`, made when the image is added and
-  // again by another `configure`. None where an image is too small.
+  // Used by `process`: one plan for each of `images`, made when the image is added and again by
+  // another `configure`. Empty if an image is too small.
   std::deque<overlay_plan> plans;
 };
 

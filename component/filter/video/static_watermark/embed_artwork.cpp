@@ -1,7 +1,7 @@
 // Build tool: embed_artwork ARTWORK.png OUTPUT.cpp
 //
-// Turns the mark into the constant data that `artwork.h` declares. A picture that is not what
-// `artwork.h` says is refused in one line on standard error, with exit status 1 and no output.
+// Converts the mark to the constant data that `artwork.h` declares. A picture that does not match
+// `artwork.h` is rejected with one line on standard error, exit status 1 and no output.
 
 #include <png.h>
 
@@ -39,8 +39,8 @@ template <typename... Parts>
   throw refusal{reason.str()};
 }
 
-// libpng reports errors by longjmp, so what calls it holds nothing that needs a destructor; the
-// reason is left in a plain buffer.
+// libpng reports errors by longjmp, so the functions that call it have no local objects with
+// destructors; the reason is stored in a plain buffer.
 class png_reader {
  public:
   explicit png_reader(const char* path) : file_(std::fopen(path, "rb")) {

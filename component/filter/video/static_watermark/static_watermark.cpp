@@ -26,7 +26,8 @@ constexpr unsigned int fourcc(const char (&name)[5]) {
   return code;
 }
 
-// Toward zero. What an int cannot hold becomes the lowest one, which is no size and no position.
+// Truncates toward zero. A value outside the range of int becomes the lowest int, which is not a
+// valid size or position.
 int truncated(double value) {
   const bool holds = value > -2147483649.0 && value < 2147483648.0;
   return holds ? static_cast<int>(value) : std::numeric_limits<int>::min();
@@ -51,7 +52,7 @@ unsigned int compositor_format(unsigned int code) {
   }
 }
 
-// A block that is never freed, every byte of it set.
+// A block that is never freed, with every byte set to `value`.
 unsigned char* keep_block(std::size_t size, int value) {
   void* const block = std::malloc(size == 0 ? 1 : size);
   if (block == nullptr) throw std::bad_alloc();
@@ -67,7 +68,8 @@ qor_resize* make_resizer(qor_resize::colorspace space, int width, int height, in
   return resizer;
 }
 
-// Runs the resizer over `size` bytes of the artwork; what it returns. It only reads its input.
+// Scales `size` bytes of the artwork and returns the resizer's result. The resizer only reads its
+// input.
 int scale(qor_resize& resizer, unsigned int size, const unsigned char* artwork,
           unsigned char* scaled) {
   unsigned int scaled_size = 0;
@@ -91,22 +93,23 @@ QOR::Result static_watermark::configure(QOR::CM::RFilterConfiguration& config) {
 
   image_resizer = make_resizer(qor_resize::yuv422, width, height, 3);
   const std::size_t picture_size = output_size(*image_resizer);
-  // 4:2:2 has two samples a pixel; for 4:4:4 the compositor wants three.
+  // 4:2:2 has two samples per pixel; for 4:4:4 the compositor needs three.
   unsigned char* const picture = keep_block(picture_size / 2 * 3, 128);
   const int picture_result = scale(*image_resizer, ns_static_watermark::artwork_picture_size,
                                    ns_static_watermark::watermark_picture, picture);
   std::printf("Size: %d, %d, %d, %d\n", width, height, image_resizer->get_output_size(),
               picture_result);
-  // The artwork has no colour, but the B-spline falls short of its level at the picture's borders,
-  // and with odd widths the chroma's alpha drifts, so that the borders would show.
+  // The artwork has no colour, but at the picture's borders the B-spline gives values below its
+  // level, and with odd widths the alpha of chroma is shifted, so that the borders would be
+  // visible.
   const std::size_t luma_size = picture_size / 2;
   std::memset(picture + luma_size, 128, 2 * luma_size);
 
   alpha_resizer = make_resizer(qor_resize::ayuv422, width, height, 1);
   const std::size_t alpha_size = output_size(*alpha_resizer);
   unsigned char* const alpha = keep_block(alpha_size, 0);
-  // The alpha plane alone: the picture planes that would follow it count as neutral, and nothing
-  // uses what comes of them.
+  // Only the alpha plane is passed: the missing picture planes count as neutral, and their result
+  // is not used.
   const int alpha_result = scale(*alpha_resizer, ns_static_watermark::artwork_alpha_size,
                                  ns_static_watermark::watermark_alpha, alpha);
   std::printf("Alpha Size: %d, %d, %d, %d\n", width, height, alpha_resizer->get_output_size(),
@@ -143,7 +146,7 @@ QOR::Result static_watermark::configure(QOR::CM::RFilterConfiguration& config) {
     fail(203, QOR::CString::createWithFormat("*** ERROR ***: Error configuring watermark."));
   }
 
-  // A resizer that refused its plan has scaled nothing.
+  // A resizer that rejected its plan has scaled nothing.
   const std::int64_t pixels = std::int64_t{width} * height;
   const bool is_scaled = static_cast<std::int64_t>(picture_size) == 2 * pixels &&
                          static_cast<std::int64_t>(alpha_size) == 3 * pixels;
@@ -170,7 +173,8 @@ bool static_watermark::process() {
   return true;
 }
 
-/// The module's only entry: a new, unconfigured component, which the caller owns and deletes.
+/// The module's only entry point: returns a new, unconfigured component, which the caller owns and
+/// deletes.
 extern "C" __attribute__((visibility("default"))) QOR::CM::RComponent* getComponentInstance() {
   return new static_watermark();
 }

@@ -10,45 +10,44 @@ namespace ns_video_watermark {
 class watermark;
 }
 
-/// The filter: stamps the artwork onto every frame, scaled to 90% of the frame's width and centred.
+/// The filter: stamps the artwork on every frame, scaled to 90% of the frame's width and centred.
 ///
-/// Frames are planar Y'CbCr, 8 bits a sample; the key "system_informat" says which layout: "IYUV"
-/// 4:2:0, "Y22P" 4:2:2, "Y44P" 4:4:4. The stream's description passes through unchanged.
+/// Frames are planar Y'CbCr, 8 bits per sample; the key "system_informat" names the layout: "IYUV"
+/// 4:2:0, "Y22P" 4:2:2, "Y44P" 4:4:4. The stream's description is passed on unchanged.
 ///
-/// Owns nothing that it gives back: resizers, compositor, scaled artwork and the compositor's
-/// record live as long as the process, and another `configure` makes new ones beside them.
+/// Frees nothing: resizers, compositor, scaled artwork and the compositor's record live as long as
+/// the process, and another `configure` makes new ones in addition.
 ///
-/// Threads: none inside, no locks; the host's loop makes one call at a time.
+/// Threads: uses no threads and no locks; the host's loop makes one call at a time.
 class static_watermark : public QOR::CM::RFilter {
  public:
   using QOR::CM::RFilter::process;
 
-  /// One step: the next frame of the first reader, with the artwork blended in, goes to the first
-  /// writer as a new frame; an empty pointer goes there when the host could not make it. Where
-  /// there is nothing to blend (no `configure` has succeeded, or the artwork could not be scaled)
-  /// the input frame itself goes on. Returns false when no frame was waiting. The frame must hold a
-  /// whole picture of the configured size and layout. Exceptions of the host and `std::bad_alloc`
-  /// pass out.
+  /// One step: takes the next frame from the first reader, blends the artwork into it and puts the
+  /// result on the first writer as a new frame, or a null pointer if the host could not make it. If
+  /// there is nothing to blend (no `configure` has succeeded, or the artwork could not be scaled),
+  /// puts the input frame itself. Returns false if no frame was waiting. The frame must contain a
+  /// complete picture of the configured size and layout. Does not catch exceptions of the host and
+  /// `std::bad_alloc`.
   bool process() override;
 
   /// Does nothing: no frame is held between calls.
   void flush() override {}
 
-  /// Scales the artwork for the stream of the first reader, gives the stream's description to the
-  /// first writer and prepares the compositor. Prints two lines on standard output: what the
-  /// picture and its alpha were scaled to, the bytes of each, and what the resizer's `process`
-  /// returned.
+  /// Scales the artwork for the stream of the first reader, sets the stream's description on the
+  /// first writer and prepares the compositor. Prints two lines on standard output, for the picture
+  /// and its alpha: the scaled size, its bytes, and the result of the resizer's `process`.
   ///
-  /// Returns 0. Throws `QOR::CException` "*** ERROR ***: Incorrect colorspace" when the key is
-  /// missing or none of the three, "*** ERROR ***: Error configuring watermark." when the scaled
+  /// Returns 0. Throws `QOR::CException` "*** ERROR ***: Incorrect colorspace" if the key is
+  /// missing or none of the three, "*** ERROR ***: Error configuring watermark." if the scaled
   /// artwork is taller than the frame. Throws `std::bad_alloc` when memory runs out and
   /// `std::out_of_range` without a reader or a writer.
   ///
-  /// A stream so wide that the resizer refuses the plan (artwork of 2^31 bytes and more, its alpha
-  /// included) is configured without artwork.
+  /// If the stream is so wide that the resizer rejects the plan (artwork of 2^31 bytes or more,
+  /// including its alpha), the filter is configured without artwork.
   QOR::Result configure(QOR::CM::RFilterConfiguration& config) override;
 
-  // Open to tests; `configure` sets them all.
+  // Public for tests; `configure` sets all of them.
   int watermark_x;            ///< left edge of the artwork on the frame, in luma pixels
   int watermark_y;            ///< top edge, in luma rows
   unsigned short reserved16;  ///< 0xFFFF; nothing reads it
