@@ -6,7 +6,7 @@ struct artwork_size {
   unsigned int width, height;
 };
 
-/// What the module's configuration scales for a frame 1920 pixels wide, and to what.
+/// The source and target size of the scaling that the module does for frames 1920 pixels wide.
 constexpr artwork_size artwork_in = {800, 186};
 constexpr artwork_size artwork_out = {1728, 401};
 

@@ -1,5 +1,5 @@
-// The compositor with the module's own artwork, new picture and its release included, from 640 x
-// 360 to 7680 x 4320.
+// The compositor with the module's artwork, including allocation and release of the new picture,
+// from 640 x 360 to 7680 x 4320.
 
 #include <benchmark/benchmark.h>
 
@@ -38,10 +38,10 @@ bytes scaled(qor_resize::colorspace space, int method, unsigned int width, unsig
   return out;
 }
 
-// The artwork as the module's configuration scales it for a width of frames: 90% of it.
+// The artwork as the module scales it for a frame width: to 90% of it.
 struct mark {
   unsigned int width, height;
-  bytes picture;  // luma, then chroma enough for 4:4:4, all neutral
+  bytes picture;  // luma, then neutral chroma of the size for 4:4:4
   bytes alpha;
 
   explicit mark(unsigned int frame_width)
@@ -90,7 +90,7 @@ bytes noise(std::size_t size) {
 
 using picture = std::unique_ptr<unsigned char[]>;
 
-// What the compiler may neither leave out nor hold back; then the picture goes.
+// Prevents the compiler from removing or delaying the work, then frees the picture.
 void use(const picture& made) {
   benchmark::DoNotOptimize(made.get());
   benchmark::ClobberMemory();
@@ -118,7 +118,7 @@ void copy(benchmark::State& state, unsigned int width, unsigned int height, unsi
   }
 }
 
-// The formula for every sample of the overlay, the rest copied row by row.
+// The formula for every sample of the overlay; everything else is copied row by row.
 picture literal_loop(const watermark_config& c, const mark& m, const unsigned char* frame) {
   picture made(new unsigned char[frame_size(c)]);
   unsigned char* out = made.get();

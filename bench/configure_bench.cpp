@@ -1,5 +1,5 @@
-// What the filter does at configuration for 1920 x 1080 frames in 4:2:0, by the engines' calls that
-// it makes.
+// The filter's configuration for 1920 x 1080 frames in 4:2:0, as the sequence of its calls of the
+// engines.
 
 #include <benchmark/benchmark.h>
 
@@ -80,7 +80,7 @@ configured configure() {
 void ours(benchmark::State& state) {
   for (auto _ : state) {
     std::optional<configured> parts = configure();
-    // The module keeps what it made.
+    // The module does not free what it allocates.
     state.PauseTiming();
     parts.reset();
     state.ResumeTiming();

@@ -54,8 +54,9 @@ void add(const std::string& group, int mask) {
   benchmark::RegisterBenchmark((group + "/copy").c_str(), copy<T>);
 }
 
-// Only the variants below index 3 have teams, so this is measured at index 2 whatever the level. By
-// the clock, and in many short repetitions: the least counts, which no other program has disturbed.
+// Only the variants below index 3 use thread teams, so this is measured at index 2 for any level.
+// It uses wall-clock time and many short repetitions; the least one counts, because no other
+// program has disturbed it.
 void add_teams(const std::string& group, int mask) {
   const auto add_team = [&](const char* subject, int threads) {
     const auto run_team = [=](benchmark::State& state) {

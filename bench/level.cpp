@@ -12,7 +12,7 @@ namespace {
 
 const ns_signal::variant* forced = nullptr;
 
-// "p8_ AVX-512" is the level avx512.
+// For example, "p8_ AVX-512" is the level avx512.
 std::string level_of(const ns_signal::variant& variant) {
   const std::string name = variant.name;
   std::string level;
@@ -24,7 +24,7 @@ std::string level_of(const ns_signal::variant& variant) {
   return level;
 }
 
-// The compositor has a form for the baseline and one for AVX2 and all that is wider.
+// The compositor has one variant for the baseline, and one for AVX2 and all wider levels.
 void force_blend(const std::string& level) {
   const bool is_wide = level == "avx2" || level == "avx512";
   const std::string wanted = level == "portable" ? "portable" : is_wide ? "AVX2" : "SSE2";

@@ -1,7 +1,7 @@
 // benchmarks [--level=LEVEL] [option of Google Benchmark...]
 //
-// Names are GROUP/SUBJECT: what is done, and by whom. The subjects of a group do the same work on
-// the same pictures; "ours" is this project and "copy" moves the same bytes.
+// Names are GROUP/SUBJECT: the work, and the library that does it. The subjects of a group do the
+// same work on the same pictures; "ours" is this project and "copy" copies the same bytes.
 
 #include <benchmark/benchmark.h>
 #include <malloc.h>
@@ -13,7 +13,7 @@
 
 namespace {
 
-// Takes the option out of the arguments. False when it names no level of this machine.
+// Removes the option from the arguments. False if this machine does not have the level.
 bool take_level(int& argc, char** argv) {
   const std::string option = "--level=";
   int kept = 1;
@@ -30,9 +30,9 @@ bool take_level(int& argc, char** argv) {
   return known;
 }
 
-// Released memory stays with the program. Otherwise the C library gives large blocks back to the
-// system, or not, as earlier blocks happened to be, and getting them again costs many times what is
-// measured here.
+// Freed memory stays with the process. Otherwise, depending on earlier blocks, the C library may
+// return large blocks to the system, and to allocate them again takes many times longer than the
+// work that is measured here.
 void keep_released_memory() {
   mallopt(M_MMAP_MAX, 0);
   mallopt(M_TRIM_THRESHOLD, 1 << 30);

@@ -11,7 +11,7 @@ namespace {
 constexpr float mask_5x5[25] = {2,  7,  12, 7,  2,  7,  31, 52, 31, 7,  12, 52, 127,
                                 52, 12, 7,  31, 52, 31, 7,  2,  7,  12, 7,  2};
 
-// The plane inside its border; OpenCV makes a border of its own, so it has a faster way.
+// The plane inside its border. OpenCV makes its own border, so it can use its faster path.
 template <typename T>
 cv::Mat matrix_of(gaussian_plane<T>& plane) {
   const cv::Mat inside(plane.height, plane.width, sizeof(T) == 1 ? CV_8UC1 : CV_16UC1,

@@ -17,8 +17,8 @@ constexpr picture_layout yuv420_8 = {1, 1, 1};
 constexpr picture_layout yuv422_8 = {1, 0, 1};
 constexpr picture_layout yuv422_16 = {1, 0, 2};
 
-/// A planar picture in one block that begins at a multiple of 64 bytes, every byte of it written:
-/// the same pseudo-random samples for the same size each time.
+/// A planar picture in one block that is aligned to 64 bytes and completely initialised, with the
+/// same pseudo-random samples each time for the same size.
 class picture {
  public:
   struct plane {
@@ -27,7 +27,7 @@ class picture {
     int width, height;
   };
 
-  /// Rows begin at multiples of `row_alignment` bytes; with 1 there is no padding.
+  /// Rows are aligned to `row_alignment` bytes; with 1 there is no padding.
   picture(picture_layout layout, unsigned int width, unsigned int height,
           std::size_t row_alignment = 1);
 

@@ -12,7 +12,7 @@ void plain_convert_16u32f(const unsigned short* src, float* dst, int len) {
   for (int i = 0; i < len; ++i) dst[i] = static_cast<float>(src[i]);
 }
 
-// NaN becomes 0.
+// NaN gives 0.
 void plain_convert_32f8u(const float* src, unsigned char* dst, int len) {
   for (int i = 0; i < len; ++i) {
     const float positive = src[i] > 0.0f ? src[i] : 0.0f;

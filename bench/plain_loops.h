@@ -1,7 +1,7 @@
 #pragma once
 
-/// The vector primitives as plain loops, compiled for the processor of this machine: what the
-/// compiler makes of them by itself. Sources and destination do not overlap.
+/// The vector primitives as plain loops, compiled for the processor of this machine, to show what
+/// the compiler alone achieves. Sources and destination must not overlap.
 namespace ns_bench {
 
 void plain_convert_8u32f(const unsigned char* src, float* dst, int len);

@@ -28,7 +28,7 @@ work resize(const picture& from, const picture& to) {
   };
 }
 
-// Of the output's bytes: the least that anything writing such a picture moves.
+// A copy of the output's bytes: the minimum for any code that writes a picture of this size.
 work copy(const picture&, const picture& to) {
   const auto source =
       std::make_shared<std::vector<unsigned char>>(to.data(), to.data() + to.size());

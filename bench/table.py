@@ -2,11 +2,11 @@
 """Runs the benchmarks and prints one table: bench/table.py PROGRAM CMHOST [--level LEVEL]
 [--repetitions N] [--only PATTERN]
 
-A row compares our time with another's for the same work. The subjects of a group run alternately,
-in an order drawn anew for every repetition, so that a machine growing slower or faster hits all of
-them; the least time of each counts. It is processor time of the thread, which other programs on the
-machine cannot lengthen much, except where a team of threads is measured by the clock. The last rows
-compare whole programs; see whole_program.py.
+Each row compares our time with that of another library for the same work. The subjects of a group run
+alternately, in a new random order for every repetition, so that changes in the machine's speed affect
+all of them; the least time of each counts. Times are processor time of the thread, which other programs
+on the machine hardly affect; only teams of threads are measured by wall-clock time. The last rows
+compare complete programs; see whole_program.py.
 """
 
 import argparse
@@ -20,8 +20,8 @@ from collections import namedtuple
 
 import whole_program
 
-# group: of the benchmarks; other: the subject measured against; goal: the ratio of our time to the
-# other's that is to be reached at most, by level where it differs, None where there is none.
+# group: of the benchmarks; other: the subject to compare with; goal: the maximum ratio of our time to
+# the other's, as a dictionary by level if it differs, or None.
 Row = namedtuple("Row", "what group other goal")
 
 SIZES = {"720p_to_1080p": "720p to 1080p", "1080p_to_720p": "1080p to 720p",
@@ -75,7 +75,7 @@ ROWS = [*compositor_rows(), *scaling_rows(), *gaussian_rows(),
         *(Row(f"{name}, 1920 elements", f"{name}/1920", "plain", 1.0) for name in PRIMITIVES),
         Row("configuration of the module, 1080p", "configure/1080p", "zimg", 3.0)]
 
-# How much more a pixel of the largest frame costs than one of the smallest, ours against the copy.
+# The increase of the time per pixel from the smallest to the largest frame, ours against the copy.
 GROWTH_FROM, GROWTH_TO = ("compositor_420/360p", 640 * 360), ("compositor_420/4320p", 7680 * 4320)
 
 
@@ -97,7 +97,7 @@ class Benchmarks:
         if done.returncode != 0:
             sys.exit(f"{' '.join(command)}: {done.stderr.strip()}")
         if not done.stdout.strip():
-            return  # none of that name
+            return  # no benchmark of that name
         report = json.loads(done.stdout)
         self.level = report["context"]["level"]
         for run in report["benchmarks"]:
@@ -126,7 +126,7 @@ def duration(nanoseconds):
 def verdict(ratio, goal):
     if ratio is None or goal is None:
         return ""
-    return "reached" if round(ratio, 2) <= goal else "not reached"  # as it is printed
+    return "reached" if round(ratio, 2) <= goal else "not reached"  # the ratio as printed
 
 
 def cells(what, ours, other, theirs, copy, ratio, goal):
@@ -155,7 +155,7 @@ def growth_cells(benchmarks):
                  ours / copy if ours and copy else None, 1.0)
 
 
-# How often the whole programs run at most: each time some seconds.
+# Maximum number of runs of the complete programs: each run takes some seconds.
 PROGRAM_REPETITIONS = 5
 
 

@@ -13,12 +13,12 @@ namespace {
 
 constexpr int length = 1920;
 
-// Two sources and a destination, at the same distances for every subject of a group.
+// Two sources and a destination, with the same distances in memory for every subject of a group.
 template <typename In, typename Out>
 struct vectors {
   vectors() {
     for (int i = 0; i < length; ++i) {
-      // What every element type holds, and the conversion to bytes has to round.
+      // Values that every element type can represent and that the conversion to bytes has to round.
       first[i] = second[i] = static_cast<In>(static_cast<float>(i % 256) * 0.97f);
     }
   }

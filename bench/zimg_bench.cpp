@@ -13,7 +13,7 @@
 namespace ns_bench {
 namespace {
 
-// The kernels of the resizer's methods in zimg's words.
+// zimg's names for the kernels of the resizer's methods.
 struct kernel {
   zimg_resample_filter_e filter;
   double a, b;
@@ -23,7 +23,7 @@ constexpr kernel cubic = {ZIMG_RESIZE_BICUBIC, 0.0, 0.5};
 constexpr kernel b_spline = {ZIMG_RESIZE_BICUBIC, 1.0, 0.0};
 constexpr kernel linear = {ZIMG_RESIZE_BILINEAR, 0.0, 0.0};
 
-// The level that ours is held to; left alone, what zimg chooses by itself, which is AVX2 at most.
+// The level that the resizer is limited to. Without a limit zimg chooses for itself, at most AVX2.
 zimg_cpu_type_e processor() {
   if (!is_level_forced()) return ZIMG_CPU_AUTO;
   const std::pair<const char*, zimg_cpu_type_e> levels[] = {{"portable", ZIMG_CPU_NONE},
@@ -54,7 +54,7 @@ zimg_image_format format_of(const picture& image, picture_layout layout, int pla
   return format;
 }
 
-// The same members in both kinds of buffer, which differ in what may be written.
+// The members have the same names in both kinds of buffer; only one of the two is writable.
 template <typename Buffer>
 Buffer buffer_of(const picture& image, int plane_count) {
   Buffer buffer = {};
@@ -113,7 +113,7 @@ work cubic_422_16_wide(const picture& from, const picture& to) {
   return zimg(from, to, yuv422_16, 3, cubic, ZIMG_CPU_AUTO_64B);
 }
 
-// The planes that the module's configuration has scaled: a 4:2:2 picture and an alpha plane.
+// The planes that the module scales at configuration: a 4:2:2 picture and an alpha plane.
 void scale_artwork(benchmark::State& state) {
   constexpr std::size_t row_alignment = 64;
   const picture picture_in(yuv422_8, artwork_in.width, artwork_in.height, row_alignment);

@@ -11,14 +11,14 @@
 
 namespace fuzz {
 
-/// Ends the run, so that the fuzzer keeps the input, unless `right`.
+/// Aborts unless `right`, so that the fuzzer keeps the input.
 inline void require(bool right, const char* what) {
   if (right) return;
   std::fprintf(stderr, "wrong: %s\n", what);
   std::abort();
 }
 
-/// Takes a fuzzer's bytes apart from the front; once they are used up, all that comes is 0.
+/// Reads values from the fuzzer's bytes in order; after their end all values are 0.
 class byte_reader {
  public:
   byte_reader(const std::uint8_t* data, std::size_t size) : data_(data), left_(size) {}
@@ -38,7 +38,7 @@ class byte_reader {
     return value;
   }
 
-  /// Any pattern of 32 bits as a number, NaN and infinity among them.
+  /// A float from any pattern of 32 bits, including NaN and infinity.
   float number() {
     const std::uint32_t bits = word();
     float value;
@@ -48,17 +48,17 @@ class byte_reader {
 
   bool flag() { return (byte() & 1) != 0; }
 
-  /// `low` to `high`, which are at most 65535 apart.
+  /// A number from `low` to `high`, which differ by at most 65535.
   int between(int low, int high) {
     const unsigned int range = static_cast<unsigned int>(high - low) + 1;
     const unsigned int value = range <= 256 ? byte() : byte() | byte() << 8;
     return low + static_cast<int>(value % range);
   }
 
-  /// Mostly 0 to `most`, now and then any 32 bits.
+  /// Usually 0 to `most`, sometimes any 32 bits.
   int size(int most) { return byte() < 240 ? between(0, most) : static_cast<int>(word()); }
 
-  /// Samples of a character that the input chooses: noise, extremes, or all the same.
+  /// Samples of a kind that the input chooses: noise, extremes, or all equal.
   void fill(unsigned char* bytes, std::size_t count) {
     const unsigned int character = byte();
     const unsigned int seed = byte();
@@ -72,7 +72,7 @@ class byte_reader {
     }
   }
 
-  /// One of the two ways in which a run's buffers are guarded.
+  /// The edge at which the buffers of a run are guarded.
   test_support::protected_edge edge() {
     return flag() ? test_support::protected_edge::begin : test_support::protected_edge::end;
   }
@@ -82,13 +82,13 @@ class byte_reader {
   std::size_t left_;
 };
 
-/// The fill pattern that goes with an edge.
+/// The fill pattern for an edge.
 inline test_support::fill_pattern pattern_of(test_support::protected_edge edge) {
   return edge == test_support::protected_edge::begin ? test_support::fill_pattern::inverse_checker
                                                      : test_support::fill_pattern::checker;
 }
 
-/// Expects that nothing around the buffer has been written.
+/// Checks that nothing around the buffer was written.
 inline void require_undamaged(const test_support::guarded_buffer& buffer) {
   require(buffer.damage().empty(), "a byte outside a buffer was written");
 }

@@ -1,4 +1,4 @@
-// The compositor through many calls in any order, its pictures compared pixel by pixel.
+// Many calls of the compositor in any order; its pictures are compared pixel by pixel.
 #include <algorithm>
 #include <deque>
 #include <memory>
@@ -17,7 +17,7 @@ using ns_video_watermark::watermark_impl;
 using test_support::guarded_buffer;
 using watermark_test::bytes;
 
-// Pictures of more bytes are configured but not blended, for time and memory.
+// Larger pictures are configured but not blended, to limit time and memory.
 constexpr std::uint64_t most_bytes = 40000;
 
 std::uint64_t true_picture_size(std::uint64_t width, std::uint64_t height, unsigned int format) {
@@ -28,7 +28,7 @@ std::uint64_t true_picture_size(std::uint64_t width, std::uint64_t height, unsig
 
 struct image {
   bytes picture;
-  bytes alpha;  // with the opacity in it
+  bytes alpha;  // with the opacity applied
 };
 
 class session {
@@ -67,7 +67,7 @@ class session {
     unsigned int frame_size = 1;
     require(object_.configure(record, frame_size) == (fits ? 0U : 1U), "result of configure");
     require(frame_size == object_.frame_size, "size of a frame");
-    // Where the record names no layout, the planes are those of before; there, only guards watch.
+    // If the format is not a layout, the planes of before remain; then only the guards are checked.
     comparable_ = record->format <= 2;
     settings_ = *record;
     const std::uint64_t frame =
@@ -122,7 +122,7 @@ class session {
     }
     require(sound_ && !images_.empty(), "a picture of nothing");
     const image& shown = advance();
-    // An image made for another geometry is read as it lies.
+    // An image for another geometry is read without conversion.
     if (shown.picture.size() != watermark_test::image_bytes(settings_) ||
         shown.alpha.size() != watermark_test::alpha_bytes(settings_)) {
       return;
@@ -145,7 +145,7 @@ class session {
     });
   }
 
-  // The image that is due, by the rule of the sequence.
+  // The image that the rule of the sequence selects.
   const image& advance() {
     if (next_ >= images_.size()) next_ = settings_.hold_last_image != 0 ? next_ - 1 : 0;
     return images_[next_++];

@@ -1,4 +1,4 @@
-// The cropper by itself: fits of any numbers, and frames cut into guarded buffers or in place.
+// The cropper alone: fits with any numbers, and frames cropped to guarded buffers or in place.
 #include "video/resize/crop.h"
 
 #include <algorithm>
@@ -15,7 +15,7 @@ using ns_video_resize::crop;
 using ns_video_resize::qor_resize;
 using test_support::guarded_buffer;
 
-// Frames of more samples are fitted but not cut, for time and memory.
+// Larger frames are fitted but not cropped, to limit time and memory.
 constexpr std::uint64_t most_samples = 100000;
 
 std::uint64_t samples_of(qor_resize::colorspace space, std::uint64_t width, std::uint64_t height) {
@@ -33,7 +33,7 @@ void cut(crop<T>& cropper, T* source, T* target) {
   }
 }
 
-// Every sample of the planes that are not subsampled: the input's inside, 0 in the border.
+// Every sample of the planes of full size: that of the input inside, 0 in the border.
 template <typename T>
 void require_planes(const crop<T>& c, const T* source, const T* target) {
   const std::size_t planes = ns_video_resize::has_alpha(c.space) ? 2 : 1;
@@ -79,7 +79,7 @@ void run_frame(byte_reader& in, crop<T>& cropper, std::size_t in_samples, std::s
   }
 }
 
-// What holds of every fit: amounts and sizes belong together, sizes and pairs of sides are even.
+// Properties of every fit: amounts and sizes match, sizes and sums of both sides are even.
 template <typename T>
 void require_fit(const crop<T>& c, int width, int height) {
   require(c.out_width == static_cast<unsigned int>(width), "width given and stored");

@@ -1,4 +1,4 @@
-// cmhost's own look at a container's outermost lengths, over files and pipes of any content.
+// cmhost's check of a container's outermost lengths, for files and pipes with any content.
 #include "host/cmhost/input/integrity/file_structure.h"
 
 #include <sys/mman.h>
@@ -15,7 +15,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   const std::int64_t declared = cmhost::declaredSize(bytes);
   fuzz::require(declared >= -1, "a size below nothing");
 
-  // As short as this, nothing that passes is forgotten.
+  // The input is short enough that no part of it is dropped.
   cmhost::PassedBytes passed;
   passed.add(data, size / 3);
   passed.add(data + size / 3, size - size / 3);

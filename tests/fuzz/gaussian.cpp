@@ -1,5 +1,5 @@
-// The Gaussian filter in every variant and with several threads, compared with the second
-// computation; and its checks with arguments of any value.
+// The Gaussian filter in every variant and with several threads, compared with the reference
+// implementation; and its checks of arguments with any values.
 #include <vector>
 
 #include "signal/gaussian_filter.h"
@@ -36,7 +36,7 @@ void run_filter(byte_reader& in) {
   require(out.region == gaussian_reference::filter(picture, mask), "a sample");
 }
 
-// Arguments that are wrong in some way; there is no memory behind the pointers.
+// Invalid arguments; the pointers do not point to memory.
 template <typename T>
 void run_checks(byte_reader& in) {
   const test_support::protected_edge edge = test_support::protected_edge::end;

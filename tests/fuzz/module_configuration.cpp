@@ -1,6 +1,6 @@
-// What cmhost does with the module between a decoded frame and an encoded one: the layout is chosen
-// by pixel format or FourCC, the stream described, the filter configured, frames packed, marked and
-// unpacked.
+// cmhost's use of the module between a decoded frame and an encoded one: it chooses the layout by
+// pixel format or FourCC, describes the stream, configures the filter, and packs, marks and unpacks
+// frames.
 #include <sanitizer/allocator_interface.h>
 
 #include <cstdlib>
@@ -28,11 +28,11 @@ using cmhost::PictureLayout;
 using fuzz::byte_reader;
 using fuzz::require;
 
-// The filter gives nothing back that `configure` makes; a fuzzer would run out of memory. What is
-// still there when the filter is gone is freed here.
+// The filter never frees what `configure` allocates; a fuzzer would run out of memory. Memory that
+// is still allocated after the filter's destruction is freed here.
 std::unordered_set<const void*>* kept = nullptr;
 bool in_configure = false;
-bool in_the_set = false;  // which allocates too
+bool in_the_set = false;  // the set allocates, too
 
 void note_allocation(const volatile void* block, std::size_t) {
   if (!in_configure || in_the_set || block == nullptr) return;
@@ -63,7 +63,7 @@ class filter_under_test {
 
   static_watermark* operator->() { return filter_; }
 
-  /// What the exception says, or nothing.
+  /// The message of the exception, or empty.
   std::string configure(QOR::CM::RFilterConfiguration& configuration) {
     std::string failure;
     in_configure = true;
@@ -107,8 +107,8 @@ FramePtr decoded_frame(byte_reader& in, const PictureLayout& layout, int width, 
   return frame;
 }
 
-// Outside the mark, and in the columns and rows that the module never sees, the picture is as it
-// was.
+// Outside the mark, and in the columns and rows that the module never sees, the picture does not
+// change.
 void require_rest_untouched(const static_watermark& filter, const PictureLayout& layout,
                             const AVFrame& before, const AVFrame& after) {
   require(after.width == before.width && after.height == before.height, "size of a frame");
@@ -132,7 +132,8 @@ void require_rest_untouched(const static_watermark& filter, const PictureLayout&
 }
 
 void run_stream(byte_reader& in, const PictureLayout& layout) {
-  // Artwork for a stream wider than this needs more memory than a fuzzer has, until it is refused.
+  // Artwork for a wider stream needs more memory than the fuzzer has, up to the width that is
+  // rejected.
   constexpr int widest = 500;
   const bool wild = in.byte() >= 250;
   const int width =
@@ -182,7 +183,7 @@ void run_stream(byte_reader& in, const PictureLayout& layout) {
 }  // namespace
 
 extern "C" int LLVMFuzzerInitialize(int*, char***) {
-  // What the libraries keep from their first use on is none of the filter's.
+  // Memory that the libraries allocate at their first use and keep is not the filter's.
   if (std::freopen("/dev/null", "w", stdout) == nullptr) return 1;
   std::printf("\n");
   kept = new std::unordered_set<const void*>;
@@ -192,7 +193,7 @@ extern "C" int LLVMFuzzerInitialize(int*, char***) {
   return 0;
 }
 
-// NOLINTNEXTLINE(bugprone-reserved-identifier): the name by which the sanitizer asks
+// NOLINTNEXTLINE(bugprone-reserved-identifier): the name that the sanitizer calls
 extern "C" const char* __asan_default_options() { return "alloc_dealloc_mismatch=0"; }
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {

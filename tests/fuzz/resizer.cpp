@@ -1,5 +1,5 @@
 // Plans and frames of the resizer in every processor variant, compared byte for byte with the
-// second computation.
+// reference implementation.
 #include <algorithm>
 #include <memory>
 #include <vector>
@@ -21,7 +21,7 @@ using test_support::guarded_buffer;
 
 using resizer_ptr = std::unique_ptr<qor_resize, void (*)(qor_resize*)>;
 
-// Plans that move more samples a frame are left out, for time and memory.
+// Plans with more samples per frame are skipped, to limit time and memory.
 constexpr double most_samples = 60000;
 
 resize_request read_request(byte_reader& in, int created_for) {
@@ -67,7 +67,7 @@ int init(qor_resize& object, const resize_request& r) {
                      r.smoothing_level);
 }
 
-// A whole frame, a shorter one or a longer one.
+// A complete frame, a shorter one or a longer one.
 void run_frame(byte_reader& in, qor_resize& object, const reference_resizer& second) {
   unsigned int size = second.input_size();
   switch (in.byte() % 8) {

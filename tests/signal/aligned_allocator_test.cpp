@@ -56,7 +56,7 @@ TEST_F(AlignedAllocator, EveryLengthIsAlignedAndWhole) {
   }
 }
 
-// Whatever alignment the hook's memory has, the block and the word before it lie inside.
+// For any alignment of the hook's memory, the block and the word before it are inside of it.
 TEST_F(AlignedAllocator, KeepsTheRawAddressBeforeTheBlock) {
   i_malloc = recording_malloc;
   i_free = recording_free;

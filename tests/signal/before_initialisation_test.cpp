@@ -44,7 +44,7 @@ void record(const float*, const float*, float*, int) {
   index_called = index;
 }
 
-// Each index reaches its own entry, and whatever is no index reaches entry 0.
+// Each index selects its own entry, and all other values select entry 0.
 TEST(BeforeInitialisation, IndexSelectsTheEntry) {
   ns_signal::variant recorders[ns_signal::variant_count];
   recorders[0].add_32f = record<0>;

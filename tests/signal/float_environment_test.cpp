@@ -11,7 +11,7 @@ namespace {
 
 using ns_signal::float_environment;
 
-// Volatile, so that each operation happens where it stands and with the settings in force there.
+// Volatile, so that each operation stays at its place and uses the settings at that place.
 float add(float a, float b) {
   volatile float x = a;
   volatile float sum = x + b;

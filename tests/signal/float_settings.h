@@ -4,7 +4,7 @@
 
 #include <vector>
 
-/// The settings that a caller of the primitives may have made.
+/// Settings that a caller of the primitives may use.
 namespace float_settings {
 
 constexpr unsigned int usual = 0x1f80;
@@ -28,7 +28,7 @@ inline std::vector<unsigned int> all() {
   return settings;
 }
 
-/// Puts settings in force and the former ones back.
+/// Activates settings and restores the previous ones.
 class scope {
  public:
   explicit scope(unsigned int word) : saved_(_mm_getcsr()) { set(word); }

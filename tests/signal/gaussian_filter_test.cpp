@@ -21,7 +21,7 @@ TEST(GaussianReference, WeightsAreTheMasks) {
   EXPECT_EQ(reference::total(55), 571);
 }
 
-// Every test runs with each variant that the machine has.
+// Every test runs with each variant that the machine supports.
 class GaussianFilter : public testing::TestWithParam<const ns_signal::variant*> {
  protected:
   bool allocates() const { return GetParam()->walk_8u == ns_signal::walk_in_bands; }
@@ -214,7 +214,7 @@ TEST_P(GaussianFilter, WiderRowsAreAsTheReference) {
   }
 }
 
-// Every sum that 5x5 bytes can have, made up of the five profiles in several ways.
+// Every possible sum of 5x5 bytes, composed of the five profiles in several ways.
 TEST_P(GaussianFilter, EverySumOfBytesIsDividedExactly) {
   constexpr int most[5] = {7650, 32640, 65025, 32640, 7650};
   constexpr std::size_t width = 1024;
@@ -236,7 +236,7 @@ TEST_P(GaussianFilter, EverySumOfBytesIsDividedExactly) {
       for (std::size_t x = 0; x < width; ++x) {
         int rest = std::min(first + static_cast<int>(x), 571 * 255);
         sums[x] = rest;
-        // As much as possible into some parts, random shares into the others.
+        // The maximum for some parts, random shares for the others.
         int room = 571 * 255;
         for (int i = 0; i < 5; ++i) {
           const int k = (i + shift) % 5;
@@ -252,8 +252,8 @@ TEST_P(GaussianFilter, EverySumOfBytesIsDividedExactly) {
         }
         ASSERT_EQ(rest, 0);
       }
-      // Within a block the profiles stand in the variant's own order, so the results are compared
-      // sorted.
+      // Within a block the profiles have the variant's own order, so the results are sorted before
+      // they are compared.
       GetParam()->gaussian.combine_5x5_8u(rows, result.data(), width);
       std::vector<int> expected(width);
       for (std::size_t x = 0; x < width; ++x) {
@@ -267,7 +267,7 @@ TEST_P(GaussianFilter, EverySumOfBytesIsDividedExactly) {
   }
 }
 
-// Around every level the sums of nearly constant pictures come by all remainders.
+// Around every level, the sums of nearly constant pictures have all remainders.
 TEST_P(GaussianFilter, ManySumsOfWordsAreDividedExactly) {
   std::mt19937 random(7);
   for (int level = 0; level < 65536; level += 61) {
@@ -366,10 +366,10 @@ TEST_P(GaussianMemory, SixteenBitsNeedNoScratch) {
   EXPECT_EQ(allocations, 0);
 }
 
-// Nothing is asked for that a 31-bit length cannot say, and no pixel is looked at.
+// No allocation exceeds a 31-bit length, and no pixel is read.
 TEST_P(GaussianMemory, ScratchBeyondTheAllocatorsLengthsIsAStatus) {
   if (!allocates()) {
-    return;  // takes no scratch from the allocator
+    return;  // does not use the allocator
   }
   unsigned char pixel = 7;
   {

@@ -1,5 +1,5 @@
-// The Gaussian filter in children of `fork`. A program of its own: what a child may do depends on
-// what the process has done before.
+// The Gaussian filter in children of `fork`. A separate program, because what a child may do
+// depends on what the process has done before.
 
 #include <gtest/gtest.h>
 #include <omp.h>
@@ -20,8 +20,8 @@ namespace reference = gaussian_reference;
 constexpr unsigned int patience = 20;  // seconds
 constexpr int wanted_threads = 2;
 
-// The wait status of a child that runs `body` and exits with its result; a child that hangs is
-// ended by a signal.
+// Returns the wait status of a child that runs `body` and exits with its result; a signal ends a
+// child that hangs.
 int status_of_child(const std::function<int()>& body) {
   const pid_t child = ::fork();
   if (child == 0) {
@@ -52,7 +52,7 @@ void noting_combine(const ns_signal::row_profiles src[5], unsigned char* dst,
   ns_signal::portable_variant.gaussian.combine_5x5_8u(src, dst, width);
 }
 
-// Filters once; how many threads took part, 0 when the result was wrong.
+// Filters once and returns the number of threads that took part, or 0 if the result was wrong.
 int team() {
   ns_signal::variant noting = ns_signal::portable_variant;
   noting.gaussian.combine_5x5_8u = noting_combine;
@@ -66,7 +66,7 @@ TEST(GaussianFork, ChildHasATeamUnlessItsParentHadOne) {
   EXPECT_EQ(team(), granted);
   EXPECT_EQ(status_of_child(team), exit_with(1));
   EXPECT_EQ(status_of_child([] { return status_of_child(team) >> 8; }), exit_with(1));
-  // Nothing has changed for the parent.
+  // The parent is not affected.
   EXPECT_EQ(team(), granted);
 }
 

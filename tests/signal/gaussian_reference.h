@@ -11,11 +11,11 @@
 #include "signal/gaussian_filter.h"
 #include "tests/signal/protected_buffer.h"
 
-/// A second, slow computation of the Gaussian filter, and planes to try both on.
+/// A slow reference implementation of the Gaussian filter, and planes to compare both.
 namespace gaussian_reference {
 
-/// The weight at a distance from the centre. Every weight of the 5x5 mask depends on the two
-/// distances alone, and not on which is which.
+/// The weight at a distance from the centre. Every weight of the 5x5 mask depends only on the two
+/// distances, and not on their order.
 inline int weight(int mask, int dx, int dy) {
   dx = std::abs(dx);
   dy = std::abs(dy);
@@ -37,7 +37,7 @@ inline int total(int mask) {
   return sum;
 }
 
-/// A picture with its border, rows without padding.
+/// A picture with its border; rows without padding.
 template <class T>
 struct picture {
   int width;
@@ -58,8 +58,8 @@ struct picture {
   T at(int x, int y) const { return const_cast<picture*>(this)->at(x, y); }
 };
 
-/// Division in double precision, where a quotient by 16 is exact and one by 571 lies far enough
-/// from every half; `nearbyint` rounds ties to even.
+/// Division in double precision, where a quotient by 16 is exact and one by 571 is far enough from
+/// every half; `nearbyint` rounds ties to even.
 template <class T>
 std::vector<T> filter(const picture<T>& source, int mask) {
   const int reach = mask == 33 ? 1 : 2;
@@ -78,7 +78,7 @@ std::vector<T> filter(const picture<T>& source, int mask) {
   return result;
 }
 
-/// Samples of several characters: noise, extremes only, near-constant and rare spikes.
+/// Samples of several kinds: noise, extremes only, near-constant and rare spikes.
 template <class T>
 picture<T> random_picture(int width, int height, int mask, std::mt19937& random) {
   picture<T> p(width, height, mask == 33 ? 1 : 2);
@@ -107,7 +107,8 @@ inline int call(const unsigned short* src, int src_step, unsigned short* dst, in
   return ippiFilterGauss_16u_C1R(src, src_step, dst, dst_step, roi, mask);
 }
 
-/// What a run of the filter gave: its status, the region, and whether anything else was written.
+/// The result of a run of the filter: its status, the region, and whether anything else was
+/// written.
 template <class T>
 struct outcome {
   int status = 1;
@@ -115,9 +116,10 @@ struct outcome {
   bool rest_untouched = false;
 };
 
-/// Runs the filter with rows `src_padding` and `dst_padding` bytes longer than they need to be,
-/// between protected pages: the source's buffer holds the bordered picture and the padding between
-/// rows, no more, the destination's the region and the padding. Guard bytes are `fill`.
+/// Runs the filter between protected pages, with rows that are `src_padding` and `dst_padding`
+/// bytes longer than necessary. The source buffer contains only the picture with its border and the
+/// padding between rows, the destination buffer only the region and the padding. Guard bytes are
+/// `fill`.
 template <class T>
 outcome<T> run(const picture<T>& source, int mask, int src_padding = 0, int dst_padding = 0,
                int fill = 0x5a, bool at_begin = false) {

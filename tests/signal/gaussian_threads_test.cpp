@@ -44,7 +44,7 @@ TEST(GaussianThreads, EveryTeamGivesTheSame) {
   }
 }
 
-// Inside a parallel region of the caller's the runtime gives a team of one.
+// Inside a parallel region of the caller, the runtime provides a team of one.
 TEST(GaussianThreads, SerialisedRegionGivesTheSame) {
   omp_set_max_active_levels(1);
   for (const int height : heights) {
@@ -56,7 +56,7 @@ TEST(GaussianThreads, SerialisedRegionGivesTheSame) {
   }
 }
 
-// What the operations saw: on which threads of a team of which size, and which rows.
+// Observations of the operations: the threads, the team size, and the rows.
 struct observation {
   std::mutex mutex;
   std::set<int> teams;
@@ -108,7 +108,7 @@ class GaussianTeam : public testing::Test {
     EXPECT_EQ(seen_.rows, height);
   }
 
-  // The runtime may be limited from outside.
+  // The environment may limit the runtime.
   static int granted(int threads) { return std::min(threads, omp_get_thread_limit()); }
 
   observation seen_;
@@ -136,7 +136,7 @@ TEST_F(GaussianTeam, LargeMaskForksAtAnyHeight) {
 }
 
 TEST_F(GaussianTeam, LastThreadTakesTheRemainder) {
-  // Fewer rows than threads: bands of no rows, and all rows for the last thread.
+  // Fewer rows than threads: empty bands, and all rows for the last thread.
   run(55, 2, 3);
   const int team = granted(3);
   EXPECT_EQ(seen_.teams, std::set<int>{team});
@@ -153,7 +153,7 @@ void* malloc_that_raises_the_setting(std::size_t size) {
   return std::malloc(size);
 }
 
-// The setting is read before and after the allocation, and the smaller reading counts.
+// The setting is read before and after the allocation, and the smaller value counts.
 TEST_F(GaussianTeam, SmallerOfTwoReadingsCounts) {
   i_malloc = malloc_that_lowers_the_setting;
   run(55, 40, 4);

@@ -25,7 +25,7 @@ float from_bits(std::uint32_t word) {
   return value;
 }
 
-// Every test runs with the variant that start-up chooses.
+// Every test runs with the variant chosen at start-up.
 class Narrowing : public testing::Test {
  protected:
   void SetUp() override { ippStaticInit(); }
@@ -103,8 +103,8 @@ TEST_F(Narrowing, Scaled) {
   EXPECT_EQ(narrow(0x1.8p127F, 1, 127), 2);
 }
 
-// Beyond what single precision holds the factor is 0 or infinity, and a product that is no number
-// counts as one that is not below 255: only NaN in the source gives 0.
+// Outside the range of single precision the factor is 0 or infinity, and a product that is NaN
+// counts as not below 255: only a NaN in the source gives 0.
 TEST_F(Narrowing, ByVanishingAndEndlessFactors) {
   for (const int mode : {0, 1, 2}) {
     for (const int scale : {150, 151, 1000, INT_MAX}) {
@@ -123,8 +123,8 @@ TEST_F(Narrowing, ByVanishingAndEndlessFactors) {
   }
 }
 
-// By the definition, in double precision, where every step is exact enough: a float between 0 and
-// 255 plus a half is off by less than its distance from the next integer.
+// By the definition, in double precision, where every step is exact enough: the error of a float
+// between 0 and 255 plus a half is less than its distance from the next integer.
 int expected_narrow(float source, int mode, int scale) {
   float factor = 1.0F;
   for (int i = 0; i < scale; ++i) {
@@ -192,7 +192,7 @@ TEST_F(Narrowing, ByEveryFactor) {
     for (float& value : source) {
       value = from_bits(static_cast<std::uint32_t>(random()));
     }
-    // Some that come out between 0 and 255.
+    // Some with results between 0 and 255.
     for (int i = 0; i < 50 && scale > -100 && scale < 100; ++i) {
       source.push_back(std::ldexp(static_cast<float>(i) * 2.75F, scale));
     }

@@ -72,7 +72,7 @@ TEST(CpuFeatures, FillsTheProcessorInfoFromLeafOne) {
   EXPECT_EQ(info[0], l.eax);
   EXPECT_EQ(info[2], l.ecx);
   EXPECT_EQ(info[3], l.edx);
-  // The top byte of EBX is the number of the core that answered.
+  // The top byte of EBX is the number of the core that executed the instruction.
   EXPECT_EQ(info[1] & 0xffffff, l.ebx & 0xffffff);
 }
 
@@ -98,7 +98,7 @@ TEST(CpuFeatures, QueriesTheLeafAskedFor) {
   ASSERT_EQ(ippGetCpuFeatures(f, info), 0);
   EXPECT_EQ(info[0], ask(7, 1).eax);
 
-  // One of the two words alone asks for nothing.
+  // One of the two words alone requests nothing.
   f[0] = 0x69746567;
   f[1] = 0;
   info[0] = 0;
@@ -106,7 +106,7 @@ TEST(CpuFeatures, QueriesTheLeafAskedFor) {
   ASSERT_EQ(ippGetCpuFeatures(f, info), 0);
   EXPECT_EQ(info[0], ask(1).eax);
 
-  // And with nowhere to put the answer, the features still come.
+  // With a null `info`, the features are still returned.
   f[0] = 0x69746567;
   f[1] = 0x616f666e;
   ASSERT_EQ(ippGetCpuFeatures(f, nullptr), 0);

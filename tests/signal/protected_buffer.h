@@ -7,8 +7,8 @@
 #include <cstring>
 #include <new>
 
-/// `count` elements between two pages that may not be touched: the elements end exactly at the
-/// second one, or begin exactly behind the first.
+/// `count` elements between two protected pages: the elements end exactly at the second page, or
+/// begin exactly after the first.
 template <class T>
 class protected_buffer {
  public:

@@ -15,8 +15,8 @@
 #include "tests/signal/variant_scope.h"
 #include "tests/support/guarded_buffer.h"
 
-// The scaling kernels of every level that the machine has, against what defines them: the sequence
-// of vector primitives, run with the portable code.
+// The scaling kernels of every level that the machine supports, compared with their definition: the
+// sequence of vector primitives, run with the portable code.
 
 namespace {
 
@@ -32,7 +32,7 @@ float from_bits(std::uint32_t word) {
   return value;
 }
 
-// Weights as kernels have them, and some that make every special value.
+// Typical weights of kernels, and some that produce all special values.
 float random_weight(std::mt19937& random) {
   constexpr std::uint32_t special[] = {0x00000000, 0x80000000, 0x3f800000, 0x7f800000, 0xff800000,
                                        0x7fc00000, 0x4f000000, 0xcf000000, 0x7f7fffff, 0x00000001};
@@ -59,7 +59,7 @@ void store(const std::vector<float>& sums, unsigned short* dst) {
   }
 }
 
-// The taps of a row, each multiplied and then added to the sum of those before it.
+// The taps of a row, each multiplied and then added to the sum of the previous ones.
 template <typename T>
 std::vector<T> defined_row(std::vector<std::vector<float>> taps,
                            const std::vector<std::vector<float>>& weights) {
@@ -170,7 +170,7 @@ void check_columns(const scaling_kernels& kernels, std::mt19937& random) {
       const float* row_pointers[4] = {};
       T* result_pointers[4] = {};
       for (std::size_t r = 0; r < rows.size(); ++r) {
-        rows[r].assign(width, from_bits(0x7fc00000));  // what lies behind the taps does not matter
+        rows[r].assign(width, from_bits(0x7fc00000));  // values after the taps do not matter
         for (std::size_t i = 0; i < index.back() + taps; ++i) {
           rows[r][i] = random_sample<T>(random);
         }

@@ -129,7 +129,8 @@ TEST(VariantChoice, WithoutIdentificationNothingIsEnabled) {
 
 #if SIGNAL_X86_LEVELS
 
-// What the compiler may use where a form's file is compiled for it, as bits of the identification.
+// The features that the compiler may use in the file of each variant, as bits of the
+// identification.
 struct form {
   const ns_signal::variant* code;
   unsigned int leaf_1_edx, leaf_1_ecx, leaf_7_ebx, leaf_7_ecx, xcr0;
@@ -161,7 +162,7 @@ const form p8_forms[] = {
     {&ns_signal::p8_variant, sse2, to_sse41, 0, 0, 0},
     {&ns_signal::portable_variant_on_stack, 0, 0, 0, 0, 0}};
 
-// The last one runs everywhere.
+// The last one runs on every processor.
 const ns_signal::variant* widest_of(const form* forms, const processor_facts& facts) {
   while (!forms->runs_on(facts)) {
     ++forms;

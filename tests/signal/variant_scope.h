@@ -10,7 +10,7 @@
 
 namespace ns_signal {
 
-/// How a failing test names the variant that it ran with.
+/// The name of a variant in the messages of failing tests.
 inline void PrintTo(const variant* v, std::ostream* out) { *out << v->name; }
 
 }  // namespace ns_signal
@@ -27,7 +27,7 @@ inline std::vector<const ns_signal::variant*> runnable_variants() {
   return runnable;
 }
 
-/// A variant's name as a test's name may be spelled.
+/// A variant's name in a form that is allowed in test names.
 inline std::string spelled(const ns_signal::variant* v) {
   std::string name;
   for (const char* c = v->name; *c != 0; ++c) {
@@ -38,7 +38,7 @@ inline std::string spelled(const ns_signal::variant* v) {
   return name;
 }
 
-/// Forces a variant, by way of index 0, and a thread count, and puts the former ones back.
+/// Forces a variant, through index 0, and a thread count, and restores the previous ones.
 class variant_scope {
  public:
   explicit variant_scope(const ns_signal::variant& v, int threads = 1)

@@ -9,8 +9,8 @@
 #include "signal/vector_primitives.h"
 #include "tests/signal/variant_scope.h"
 
-// Prints, for every variant that the machine has, the time of each primitive as a fraction of the
-// portable code's in the same run: the figures at the heads of signal/simd/*.cpp.
+// Prints the time of each primitive for every variant that the machine supports, as a fraction of
+// that of the portable code in the same run: the figures at the top of signal/simd/*.cpp.
 
 namespace {
 
@@ -21,7 +21,7 @@ struct primitive {
   std::function<void()> call;
 };
 
-// The best of many short runs, in nanoseconds a call.
+// The best of many short runs, in nanoseconds per call.
 double time_of(const primitive& p) {
   using clock = std::chrono::steady_clock;
   const auto run = [&p](int calls) {

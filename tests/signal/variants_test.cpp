@@ -15,8 +15,8 @@
 #include "tests/signal/protected_buffer.h"
 #include "tests/signal/variant_scope.h"
 
-// Every variant that the machine has against the portable code, which is the definition: each
-// primitive, bit by bit, on the same data. SIGNAL_TEST_SEED replays a failing run.
+// Every variant that the machine supports, compared with the portable code, which is the
+// definition: each primitive, bit by bit, on the same data. SIGNAL_TEST_SEED replays a failing run.
 
 namespace {
 
@@ -37,7 +37,7 @@ float from_bits(std::uint32_t word) {
   return value;
 }
 
-// Ordinary samples, values around the rounding points, any bits at all, and the special ones.
+// Ordinary samples, values near the rounding points, random bits, and special values.
 float random_float(std::mt19937& random) {
   const std::uint32_t r = static_cast<std::uint32_t>(random());
   const std::uint32_t special[] = {
@@ -68,7 +68,7 @@ T random_element(std::mt19937& random) {
   }
 }
 
-// One primitive as the harness sees it: two sources of elements S, a destination of elements D.
+// One primitive in the test's form: two sources of elements S, a destination of elements D.
 template <class S, class D>
 struct operation {
   std::string name;
@@ -154,8 +154,8 @@ std::string name_of(const testing::TestParamInfo<const variant*>& info) {
 
 INSTANTIATE_TEST_SUITE_P(Variant, Variants, testing::ValuesIn(runnable_variants()), name_of);
 
-// Vectors that end (or begin) at a page that may not be touched, `shift` elements off the natural
-// place, so that every alignment occurs.
+// Vectors that end (or begin) at a protected page, moved by `shift` elements, so that every
+// alignment occurs.
 template <class S, class D>
 void compare(const variant& v, const operation<S, D>& op, int len, std::mt19937& random,
              bool at_begin) {
@@ -204,7 +204,7 @@ TEST_P(Variants, AgreeAtEveryLength) {
   compare_lengths(*GetParam(), widening_16u(), random_);
 }
 
-// Both operands anywhere within 64 bytes, and nothing beside the destination written.
+// Both operands at all offsets within 64 bytes; nothing outside the destination is written.
 template <class S, class D>
 void compare_alignments(const variant& v, const std::vector<operation<S, D>>& list,
                         std::mt19937& random) {
@@ -309,7 +309,7 @@ TEST_P(Variants, AgreeUnderEveryCallersSettings) {
   compare_settings(*GetParam(), narrowing(), random_);
 }
 
-// Were two entries of the table the same code, the comparisons above would compare it with itself.
+// If two entries of the table were the same code, the tests above would compare it with itself.
 TEST(VariantTable, EveryLevelHasCodeOfItsOwn) {
   std::vector<const variant*> levels;
   for (const variant* const* v = ns_signal::all_variants; *v != nullptr; ++v) {
@@ -341,7 +341,7 @@ TEST(VariantTable, IndicesHoldTheirLevels) {
   const variant* const* const table = ns_signal::variant_table;
   EXPECT_STREQ(table[0]->name, "w7_ SSE2");
   EXPECT_EQ(table[1], table[0]);
-  // Only index 3 keeps to the calling thread and its stack.
+  // Only index 3 uses the calling thread and its stack alone.
   EXPECT_EQ(table[0]->walk_8u, ns_signal::walk_in_bands);
   EXPECT_EQ(table[2]->walk_8u, ns_signal::walk_in_bands);
   EXPECT_EQ(table[3]->walk_8u, ns_signal::walk_in_tiles);

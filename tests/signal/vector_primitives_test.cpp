@@ -34,7 +34,7 @@ float from_bits(std::uint32_t word) {
   return value;
 }
 
-// Every test runs with the variant that start-up chooses.
+// Every test runs with the variant chosen at start-up.
 class VectorPrimitives : public testing::Test {
  protected:
   void SetUp() override { ippStaticInit(); }
@@ -142,7 +142,7 @@ TEST_F(VectorPrimitives, ResultsDoNotDependOnTheCallersSettings) {
   };
   const results usual = compute();
   for (std::size_t i = 0; i < count; ++i) {
-    // A sum or product of floats is exact in double or rounds once more the same way.
+    // A sum or product of floats is exact in double, or the second rounding has the same result.
     ASSERT_EQ(bits(usual.sum[i]), bits(static_cast<float>(double{a[i]} + double{b[i]})));
     ASSERT_EQ(bits(usual.product[i]), bits(static_cast<float>(double{a[i]} * double{b[i]})));
     ASSERT_EQ(bits(usual.scaled[i]), bits(static_cast<float>(double{a[i]} * double{1.1F})));
@@ -199,7 +199,7 @@ TEST_F(VectorPrimitives, MulCByOtherConstantsMultiplies) {
   value = 3.0F;
   ASSERT_EQ(ippsMulC_32f(&value, -1.0F, &value, 1), 0);
   EXPECT_EQ(value, -3.0F);
-  // A denormal constant is not zero, however the caller treats denormals.
+  // A denormal constant is not zero, even if the caller flushes denormals.
   for (const unsigned int word : float_settings::all()) {
     const float_settings::scope scope(word);
     value = inf;
@@ -227,7 +227,7 @@ TEST_F(VectorPrimitives, SpecialSumsAndProducts) {
   EXPECT_TRUE(std::isnan(product[4]) && std::isnan(product[5]));
 }
 
-// Sign and payload of a NaN come through, quiet; of two the first.
+// Sign and payload of a NaN are kept, and it becomes quiet; of two NaNs the first is used.
 TEST_F(VectorPrimitives, NanComesThrough) {
   constexpr std::uint32_t quiet = 0x00400000;
   const std::uint32_t nans[] = {0x7fc00000, 0xffc00001, 0x7f800002, 0xff812345, 0x7fffffff};
@@ -304,7 +304,7 @@ TEST_F(VectorPrimitives, InPlaceEqualsOutOfPlace) {
   }
 }
 
-// Nothing outside the vectors is touched: they end, then begin, at a protected page.
+// Nothing outside the vectors is accessed: they end, then begin, at a protected page.
 TEST_F(VectorPrimitives, StaysInsideItsVectors) {
   for (const auto side : {0, 1}) {
     for (std::size_t count = 1; count <= 70; ++count) {
@@ -337,8 +337,8 @@ TEST_F(VectorPrimitives, StaysInsideItsVectors) {
   }
 }
 
-// More than four gigabytes, backed by two small pieces of memory: all but the last piece is the
-// same one over and over.
+// More than four gigabytes, mapped from two small pieces of memory: the first piece repeatedly, and
+// the second one at the end.
 class endless_vector {
  public:
   static constexpr std::size_t piece = std::size_t{1} << 21;

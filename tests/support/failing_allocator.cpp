@@ -8,7 +8,7 @@ namespace {
 
 std::atomic<std::size_t> live{0};
 
-// Allocations before the one that fails; negative when none will.
+// Number of allocations before the one that fails; negative if none will.
 std::atomic<std::int64_t> remaining{-1};
 
 void* allocate(std::size_t size) noexcept {

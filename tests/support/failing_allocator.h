@@ -6,21 +6,21 @@
 #include <cstdint>
 #include <new>
 
-/// A program that links this has operators `new` and `delete` that count, and that fail when a test
-/// says so. Over-aligned types are not counted.
+/// A program that links this library gets operators `new` and `delete` that count, and that fail
+/// when a test requests it. Over-aligned types are not counted.
 namespace test_support {
 
-/// Blocks that `new` has given out and `delete` has not had back, over all threads.
+/// Blocks that are allocated by `new` and not yet released by `delete`, in all threads.
 std::size_t live_blocks();
 
-/// What came of an action one of whose allocations was to fail.
+/// The outcome of an action with one allocation that should fail.
 enum class allocation_outcome {
-  not_reached,  ///< it made fewer allocations and ended without an exception
-  thrown,       ///< `std::bad_alloc` came out of it
+  not_reached,  ///< the action made fewer allocations and threw nothing
+  thrown,       ///< the action threw `std::bad_alloc`
   swallowed     ///< the allocation failed and nothing was thrown
 };
 
-/// While it lives, allocation number `index` from its beginning, counted from 0, fails. One at a
+/// During its lifetime, allocation number `index`, counted from 0, fails. Only one object at a
 /// time.
 class failing_allocation {
  public:
@@ -29,11 +29,11 @@ class failing_allocation {
   failing_allocation(const failing_allocation&) = delete;
   failing_allocation& operator=(const failing_allocation&) = delete;
 
-  /// Whether the allocation has failed by now.
+  /// Whether the allocation has failed.
   bool happened() const;
 };
 
-/// Runs `action` with its allocation number `index`, counted from 0, failing.
+/// Runs `action` and makes its allocation number `index`, counted from 0, fail.
 template <typename Action>
 allocation_outcome fail_allocation(std::size_t index, Action action) {
   const failing_allocation armed(index);
@@ -45,10 +45,10 @@ allocation_outcome fail_allocation(std::size_t index, Action action) {
   return armed.happened() ? allocation_outcome::swallowed : allocation_outcome::not_reached;
 }
 
-/// Calls `attempt` with 0, 1, 2 and so on; it is to run something by `fail_allocation` with that
-/// index, look at what is left, free everything and return the outcome. Ends when an index was not
-/// reached and returns it: the number of allocations, each of which has failed once. Expects that
-/// each failure came out as the exception and that nothing leaked.
+/// Calls `attempt` with 0, 1, 2 and so on. `attempt` must run an action by `fail_allocation` with
+/// that index, check the state afterwards, free everything and return the outcome. Stops at the
+/// first index that was not reached and returns it: the number of allocations, each of which has
+/// failed once. Expects that each failure caused the exception and that nothing leaked.
 template <typename Attempt>
 std::size_t fail_every_allocation(Attempt attempt) {
   for (std::size_t index = 0;; ++index) {

@@ -9,7 +9,7 @@
 namespace test_support {
 namespace {
 
-// Keeps the compiler from leaving out an allocation that nothing else uses.
+// Prevents the compiler from removing an otherwise unused allocation.
 const void* volatile used;
 
 TEST(FailingAllocator, CountsWhatIsNotGivenBack) {

@@ -10,7 +10,7 @@ namespace test_support {
 
 namespace {
 
-// Guard values kept on the unprotected side whatever the size; rounding up to a page adds more.
+// Minimum number of guard values on the unprotected side; rounding up to a page adds more.
 constexpr std::size_t least_guard = 256;
 
 }  // namespace

@@ -7,17 +7,17 @@
 
 namespace test_support {
 
-/// The edge of a buffer that touches a protected page. The other edge is watched by guard values.
+/// The edge of a buffer that is next to a protected page. The other edge has guard values.
 enum class protected_edge { begin, end };
 
-/// What the guard values, and the buffer itself at first, are filled with. The two are each other's
-/// complement: a stray write that happens to store what stood there is seen under the other one.
+/// The initial contents of the guard values and the buffer. The two patterns are complementary: a
+/// stray write that happens to store the same value is detected with the other one.
 enum class fill_pattern : unsigned char { checker = 0x55, inverse_checker = 0xaa };
 
-/// Bytes of which one edge lies exactly at a page that can be neither read nor written, so that the
-/// first access past that edge raises SIGSEGV, while the bytes past the other edge hold guard
-/// values that `damage` compares. Neither copied nor moved; throws `std::bad_alloc` when the pages
-/// cannot be had.
+/// A buffer with one edge exactly at a page that can be neither read nor written, so that the first
+/// access beyond that edge raises SIGSEGV. The bytes beyond the other edge are guard values that
+/// `damage` checks. Cannot be copied or moved; throws `std::bad_alloc` if the pages cannot be
+/// allocated.
 class guarded_buffer {
  public:
   guarded_buffer(std::size_t size, protected_edge edge, fill_pattern pattern);
@@ -25,14 +25,15 @@ class guarded_buffer {
   guarded_buffer(const guarded_buffer&) = delete;
   guarded_buffer& operator=(const guarded_buffer&) = delete;
 
-  /// First byte; aligned to a page when the protected page comes first, else as `size` leaves it.
+  /// First byte; aligned to a page if the protected page is before it, otherwise its alignment
+  /// depends on `size`.
   unsigned char* data() { return data_; }
   const unsigned char* data() const { return data_; }
   std::size_t size() const { return size_; }
   unsigned char fill() const { return fill_; }
 
-  /// Empty while every guard value is in place; otherwise says which byte has changed, counted from
-  /// the first byte of the buffer (negative before it).
+  /// Empty if no guard value has changed; otherwise names the byte that has, counted from the first
+  /// byte of the buffer (negative before it).
   std::string damage() const;
 
  private:
@@ -45,9 +46,9 @@ class guarded_buffer {
   unsigned char fill_;
 };
 
-/// One image plane in a guarded buffer: rows of `width` samples, `step` bytes from row to row, the
-/// bytes between the rows being guard values too. With the edge at the end, the last sample of the
-/// last row is the last thing before the protected page.
+/// One image plane in a guarded buffer: rows of `width` samples, `step` bytes from row to row; the
+/// bytes between the rows are guard values, too. With the edge at the end, the last sample of the
+/// last row is directly before the protected page.
 template <typename T>
 class guarded_plane {
  public:
@@ -58,7 +59,7 @@ class guarded_plane {
         step_(step),
         buffer_(height == 0 ? 0 : (height - 1) * step + width * sizeof(T), edge, pattern) {}
 
-  /// First sample of the first row. Aligned for `T` whenever `step` is a multiple of its size.
+  /// First sample of the first row. Aligned for `T` if `step` is a multiple of its size.
   T* data() { return reinterpret_cast<T*>(buffer_.data()); }
   std::size_t width() const { return width_; }
   std::size_t height() const { return height_; }
@@ -73,7 +74,7 @@ class guarded_plane {
     std::memcpy(buffer_.data() + y * step_ + x * sizeof(T), &sample, sizeof(T));
   }
 
-  /// As `guarded_buffer::damage`, the gaps between the rows included.
+  /// As `guarded_buffer::damage`, including the gaps between the rows.
   std::string damage() const {
     for (std::size_t y = 0; y + 1 < height_; ++y) {
       for (std::size_t i = width_ * sizeof(T); i < step_; ++i) {

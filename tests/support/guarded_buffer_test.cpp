@@ -1,4 +1,4 @@
-// Guards that stay silent would make every test built on them worthless: each one is shown to fire.
+// Guards that detect nothing would make all tests with them useless: each one is shown to work.
 #include "tests/support/guarded_buffer.h"
 
 #include <gtest/gtest.h>

@@ -1,6 +1,5 @@
-// Shows that ThreadSanitizer sees races and that it knows how the OpenMP runtime synchronises:
-// `race_detection threads` and `race_detection team` must be reported, `race_detection ordered`
-// must not.
+// Shows that ThreadSanitizer detects races and knows how the OpenMP runtime synchronises: it must
+// report `race_detection threads` and `race_detection team`, but not `race_detection ordered`.
 #include <omp.h>
 
 #include <string>
@@ -21,8 +20,8 @@ void race_of_a_team() {
   shared = omp_get_thread_num();
 }
 
-// The master's number reaches the team by the barrier, and the team's reach the caller by the end
-// of the region.
+// The barrier makes the master's number visible to the team, and the end of the region makes the
+// team's numbers visible to the caller.
 void ordered_team() {
   int seen[2] = {};
 #pragma omp parallel num_threads(2)

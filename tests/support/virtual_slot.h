@@ -5,8 +5,8 @@
 
 namespace test_support {
 
-/// The place of a virtual function in its class's first table. A pointer to a virtual member
-/// function holds, by the platform's C++ ABI, one plus the offset of its slot.
+/// The slot of a virtual function in its class's first table. By the platform's C++ ABI, a pointer
+/// to a virtual member function contains one plus the offset of its slot.
 template <typename Function>
 std::size_t virtual_slot(Function function) {
   std::size_t words[2];

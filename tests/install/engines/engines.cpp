@@ -1,5 +1,5 @@
-// Uses each of the engines as somebody does who has only the package. Exits with the number of what
-// failed.
+// Uses each of the engines like a user of the package. The exit status is the number of the check
+// that failed.
 #include <memory>
 #include <vector>
 
@@ -18,7 +18,7 @@ bool primitivesAdd() {
          sums == std::vector<float>(100, 4.0f);
 }
 
-// A flat picture stays flat, whatever the kernel.
+// A flat picture stays flat with any kernel.
 bool resizerScales() {
   using ns_video_resize::qor_resize;
   qor_resize* const resizer = qor_resize::create(qor_resize::yuv420);
@@ -32,7 +32,7 @@ bool resizerScales() {
   return planned == 1 && size == out.size() && out == std::vector<unsigned char>(out.size(), 77);
 }
 
-// An opaque overlay replaces what lies beneath it.
+// An opaque overlay replaces the picture beneath it.
 bool compositorBlends() {
   using namespace ns_video_watermark;
   watermark* const compositor = watermark::create();

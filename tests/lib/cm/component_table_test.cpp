@@ -1,5 +1,5 @@
-// The order of the virtual functions is what a module and a host that were built apart meet
-// through.
+// Tests the order of the virtual functions, which must be the same in separately built modules and
+// hosts.
 #include <gtest/gtest.h>
 
 #include <cstddef>
@@ -25,7 +25,7 @@ class Filter : public RFilter {
   Result configure(RFilterConfiguration& /*config*/) override { return 0; }
 };
 
-// Slots 0 and 1 are the two destructors, which have no pointers.
+// Slots 0 and 1 are the two destructors, which have no member pointers.
 TEST(ComponentTable, SlotsOfAFilter) {
   EXPECT_EQ(slot(static_cast<void (RFilter::*)(const CException&)>(&RComponent::handleException)),
             2U);

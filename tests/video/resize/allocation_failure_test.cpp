@@ -1,5 +1,5 @@
-// Every allocation that the resizer makes fails once: the exception comes out, nothing leaks, and
-// the object serves on as if nothing had been.
+// Every allocation of the resizer fails once: the exception is thrown, nothing leaks, and the
+// object remains usable.
 #include <gtest/gtest.h>
 
 #include <cstdlib>
@@ -53,7 +53,7 @@ class resizer {
   qor_resize* object_;
 };
 
-// What the second computation makes of a frame, over a buffer that holds `untouched`.
+// The result of the reference implementation for a frame, in a buffer filled with `untouched`.
 bytes expected_output(const resize_request& request, const bytes& frame) {
   reference::reference_resizer second;
   EXPECT_EQ(second.init(request), 1);
@@ -163,7 +163,7 @@ TEST(AllocationFailure, InASecondInit) {
   }
 }
 
-// Destruction without another `init`, from every state in which a failure leaves the object.
+// Destruction without another `init`, in every state that a failure can cause.
 TEST(AllocationFailure, InInitAndTheObjectIsGivenUp) {
   for (int space = 1; space <= 8; ++space) {
     fail_every_allocation([space](std::size_t index) {
@@ -247,8 +247,8 @@ TEST(AllocationFailure, InCroppingInPlace) {
 
 void* no_memory(std::size_t) { return nullptr; }
 
-// The filter's own scratch rows are not had by `new`. Without them it leaves the plane as it is,
-// and the frame is scaled unsmoothed.
+// The filter's scratch rows are not allocated with `new`. Without them it does not change the
+// plane, and the frame is scaled unsmoothed.
 TEST(AllocationFailure, InTheFiltersScratch) {
   for (const int resize_mode : {0, 2}) {
     const resize_request request = reduction(qor_resize::ayuv422, resize_mode);

@@ -1,6 +1,6 @@
-// The cropper between protected pages, over all layouts, small sizes, crops and borders: nothing
-// outside its frames is touched, the source stays, and neither the place of the pages nor what the
-// buffers held before shows in the result.
+// The cropper between protected pages, for all layouts, small sizes, crops and borders: nothing
+// outside its frames is accessed, the source does not change, and the result depends neither on the
+// position of the pages nor on the previous contents of the buffers.
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -33,7 +33,7 @@ std::ostream& operator<<(std::ostream& out, const request& r) {
              << " to " << r.target_width << " x " << r.target_height;
 }
 
-// What the planes hold, which in odd frames is less than `frame_samples`.
+// Samples of all planes, which in odd frames is less than `frame_samples`.
 std::size_t plane_samples(qor_resize::colorspace space, std::size_t width, std::size_t height) {
   return width * height * (has_alpha(space) ? 2 : 1) +
          2 * (width >> chroma_shift_x(space)) * (height >> chroma_shift_y(space));
@@ -108,7 +108,7 @@ class cropper {
   std::size_t out_bytes_ = 0;
 };
 
-// Whether there was anything to compare.
+// Returns whether there was anything to compare.
 template <typename T>
 bool expect_guarded(const request& r) {
   cropper<T> c(r);

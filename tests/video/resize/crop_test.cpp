@@ -109,7 +109,7 @@ TEST(CropFit, OddSizesLoseALineOrGainAPaddedOne) {
     crop<unsigned char> c = cropper(yuv444, 100, 100);
     c.user_right = 3;
     c.user_bottom = 5;
-    // 97 x 95, whose own ratio is asked for, so that nothing is fitted.
+    // 97 x 95 with its own ratio as the target, so that nothing is fitted.
     EXPECT_EQ(fitted(c, 97, 95, mode), (size{96, 94}));
     EXPECT_EQ(c.left, 2u);
     EXPECT_EQ(c.right, 2u);
@@ -169,7 +169,7 @@ TEST(CropFit, ARefusalKeepsWhatStood) {
   EXPECT_EQ(c.pad_left, 120u);
   EXPECT_EQ(c.target_width, 1024u);
   EXPECT_TRUE(c.ratio_set);
-  // Another success starts from the pads that stand: 958 x 576 is wide enough but for a column.
+  // Another success starts from the current pads: 958 x 576 is one column too narrow.
   EXPECT_EQ(fitted(c, 1024, 576, 2), (size{958, 576}));
 }
 
@@ -178,7 +178,7 @@ TEST(CropFit, AnAspectWithAZeroIsDisabledAndANaNIsNot) {
   c.crop_valid = true;
   c.init(yuv444, true, 200, 100, 0.0f, 3.0f);
   EXPECT_EQ(fitted(c, 100, 100, 1), (size{100, 100}));
-  // Nothing compares with a NaN, so nothing is fitted.
+  // All comparisons with NaN are false, so nothing is fitted.
   c.init(yuv444, true, 200, 100, std::numeric_limits<float>::quiet_NaN(), 3.0f);
   EXPECT_EQ(fitted(c, 100, 100, 1), (size{200, 100}));
   EXPECT_TRUE(std::isnan(c.target_ratio));
@@ -212,7 +212,7 @@ TEST(CropFit, MoreCroppedThanThereIsIsNotFitted) {
   EXPECT_EQ(fitted(c, 10, 10, 0), (size{0, 36}));
 }
 
-// A frame whose samples count up from `first`, so that each one tells where it came from.
+// A frame whose samples count up from `first`, so that each value shows its origin.
 template <typename T>
 std::vector<T> counting_frame(std::size_t samples, T first = 1) {
   std::vector<T> frame(samples);
@@ -271,8 +271,8 @@ TEST(CropProcess, AlphaLayoutsHaveATransparentBlackBorder) {
 }
 
 TEST(CropProcess, ASingleOddAmountShiftsCr) {
-  // 4 x 10 in 4:2:0 with 3 rows off the top in pad mode: 7 rows are left, one padded row is added
-  // on top, and Cr is looked for 3 + 1 rows behind the first Cb row instead of 5.
+  // 4 x 10 in 4:2:0 with 3 rows cropped at the top in pad mode: 7 rows are left, one padded row is
+  // added at the top, and Cr is expected 3 + 1 rows after the first Cb row instead of 5.
   crop<unsigned char> c = cropper(yuv420, 4, 10);
   c.user_top = 3;
   ASSERT_EQ(fitted(c, 4, 7, 2), (size{4, 8}));
@@ -281,7 +281,7 @@ TEST(CropProcess, ASingleOddAmountShiftsCr) {
   std::vector<unsigned char> src = counting_frame<unsigned char>(60);
   std::vector<unsigned char> dst(48, 77);
   c.process_yp_cb_cr_plan(src.data(), dst.data());
-  // Cb: rows 1 to 3 of the source to rows 0 to 2; Cr: from the last Cb row on, to row 3 on.
+  // Cb: rows 1 to 3 of the source become rows 0 to 2; Cr: starts with the last Cb row, at row 3.
   for (int i = 0; i < 6; ++i) {
     EXPECT_EQ(dst[32 + i], src[40 + 2 + i]);
     EXPECT_EQ(dst[32 + 6 + i], src[40 + 2 + 8 + i]);

@@ -27,7 +27,7 @@ std::vector<T> slice(const std::vector<T>& from, std::size_t start, std::size_t 
                         from.begin() + static_cast<std::ptrdiff_t>(start + count));
 }
 
-// 16 x the 3x3 mask, rounded to nearest with ties to even, border left as it is.
+// 16 x the 3x3 mask, rounded to nearest with ties to even; the border does not change.
 bytes smoothed_3x3(const bytes& plane, int width, int height) {
   bytes result = plane;
   for (int y = 1; y + 1 < height; ++y) {
@@ -168,7 +168,7 @@ TEST(Process, ShortInputCountsAsNeutral) {
           fill_neutral(completed.data(), layout, 16, 8);
           std::copy_n(frame.begin(), given, completed.begin());
           resizer_8 r(request);
-          r.process(noise<unsigned char>(whole, 7));  // nothing of it may be left
+          r.process(noise<unsigned char>(whole, 7));  // no trace of it may remain
           EXPECT_EQ(r.process(slice(frame, 0, given)), resizer_8(request).process(completed));
         }
       }
@@ -188,7 +188,7 @@ TEST(Process, OddBytesAndLongInputOf16Bits) {
       const std::vector<unsigned short> expected = r.process(slice(frame, 0, whole));
       EXPECT_EQ(r.process(frame), expected) << "a longer frame";
 
-      // 31 bytes: fifteen samples and a half, which counts as missing.
+      // 31 bytes: fifteen samples and a half; the half sample counts as missing.
       std::vector<unsigned short> completed(whole);
       fill_neutral(completed.data(), layout, 16, 8);
       std::copy_n(frame.begin(), 15, completed.begin());
@@ -203,14 +203,14 @@ TEST(Process, OddBytesAndLongInputOf16Bits) {
 
 TEST(FrameScaling, SmoothsLumaWithTheMaskInForceAndChromaWithTheSmallOne) {
   for (const int smoothing : {1, 2}) {
-    // The identity in x, so that in effect only rows are picked: one sample in five or in two.
+    // The identity in x, so that in effect only rows are selected: one of five or of two.
     const int out_height = smoothing == 2 ? 8 : 20;
     resize_request smooth = scale_request(5, 12, 40, 12, out_height, 4);
     smooth.smoothing = 1;
     resizer_8 r(smooth);
     ASSERT_EQ(r->smoothing, static_cast<unsigned int>(smoothing));
     const bytes frame = noise<unsigned char>(12 * 40 * 3);
-    bytes prepared = slice(frame, 0, 480);  // alpha as it is
+    bytes prepared = slice(frame, 0, 480);  // alpha unchanged
     const bytes luma = slice(frame, 480, 480);
     const bytes luma_smoothed =
         smoothing == 2 ? smoothed_5x5(luma, 12, 40) : smoothed_3x3(luma, 12, 40);
@@ -243,7 +243,7 @@ TEST(FrameScaling, SmoothingOfPlanesSmallerThanTheMask) {
       EXPECT_EQ(five, smoothed_5x5(plane, static_cast<int>(width), static_cast<int>(height)));
     }
   }
-  // Four columns and the large mask: luma passes unsmoothed, chroma is smoothed with the small one.
+  // Four columns and the large mask: luma is not smoothed, chroma is smoothed with the small mask.
   resize_request request = scale_request(4, 4, 40, 4, 8, 4);
   request.smoothing = 1;
   const bytes frame = noise<unsigned char>(480);
@@ -276,8 +276,8 @@ std::vector<T> field_of(const std::vector<T>& plane, std::size_t width, std::siz
   return rows;
 }
 
-// Every full-height plane must come out as its two fields scaled apart, each as the luma plane of a
-// 4:4:4 picture of half the height.
+// Every plane of full height must equal its two fields scaled separately, each as the luma plane of
+// a 4:4:4 picture of half the height.
 template <typename T>
 void expect_fields_scaled_apart(int space, int out_width, int out_height, bool smooth) {
   const auto layout = static_cast<qor_resize::colorspace>(space);
@@ -297,7 +297,7 @@ void expect_fields_scaled_apart(int space, int out_width, int out_height, bool s
     const std::size_t in_size = width * r->in_planes[p]->height;
     const std::size_t out_row = r->out_planes[p]->width;
     const std::size_t out_size = out_row * r->out_planes[p]->height;
-    // Chroma of half width takes over positions of the luma: it is left to the other comparisons.
+    // Chroma of half width uses the positions of luma: other tests cover it.
     if (r->in_planes[p]->height == static_cast<unsigned int>(in_height) &&
         width == static_cast<std::size_t>(in_width)) {
       resize_request apart =
@@ -305,7 +305,7 @@ void expect_fields_scaled_apart(int space, int out_width, int out_height, bool s
       for (std::size_t parity = 0; parity < 2; ++parity) {
         resizer_under_test<T> field(apart);
         ASSERT_EQ(field.result, 1);
-        // The mask of the whole frame's plan.
+        // The mask of the plan for the complete frame.
         field->smoothing = r->smoothing;
         std::vector<T> rows = field_of(slice(frame, in, in_size), width, parity);
         rows.resize(rows.size() * 3);
@@ -341,8 +341,8 @@ TEST(FieldScaling, FieldsAreScaledApartInAllLayouts) {
 }
 
 TEST(FieldScaling, HalfHeightChromaIsScaledWholeAndNeverSmoothed) {
-  // 4:2:0: one of its chroma planes is what luma of a picture of its size would be, with the tables
-  // of the fields; one sample a tap shows which.
+  // 4:2:0: a chroma plane equals the luma of a picture of its size, with the tables of the fields;
+  // the single-sample method shows which tables are used.
   resize_request request = field_request(1, 24, 20, 24, 10, 4);
   request.smoothing = 2;
   resizer_8 r(request);
@@ -400,7 +400,7 @@ TEST(FieldScaling, ASingleOutputRowIsNotWritten) {
 }
 
 TEST(CropStage, KeepsTheBufferWhereThereIsNothingToCutBy) {
-  // A fit_mode that does not exist: no source, every plane neutral, in frames and in fields.
+  // An undefined fit_mode: no source, every plane neutral, in frames and in fields.
   for (const int mode : {0, 2}) {
     for (int space = 1; space <= 6; ++space) {
       resize_request request = scale_request(space, 16, 8, 12, 11);

@@ -9,8 +9,8 @@
 #include "tests/video/resize/resizer_under_test.h"
 #include "video/resize/colorspace.h"
 
-// The resizer with every variant that the machine has, against the portable one, whose weighted
-// passes are the sequence of primitives itself.
+// The resizer with every variant that the machine supports, compared with the portable one, whose
+// weighted passes are the sequence of primitives.
 
 namespace ns_video_resize {
 namespace {
@@ -51,7 +51,7 @@ void compare_with_portable(const variant& v) {
     std::vector<T> frame(frame_samples(static_cast<qor_resize::colorspace>(request.space),
                                        static_cast<unsigned int>(request.in_width),
                                        static_cast<unsigned int>(request.in_height)));
-    // Flat at the limits here and there, so that overshoots are clipped.
+    // Partly flat at the limits, so that overshoots are clamped.
     for (std::size_t j = 0; j < frame.size(); ++j) {
       frame[j] =
           j / 7 % 3 == 0 ? static_cast<T>(j / 21 % 2 == 0 ? 0 : ~0u) : static_cast<T>(random());
@@ -62,7 +62,7 @@ void compare_with_portable(const variant& v) {
   }
 }
 
-// Sizes at which the passes change their step: around a strip of columns, and rows by fours.
+// Sizes at which the passes change their step: around a strip of columns, and groups of four rows.
 template <typename T>
 void compare_around_a_strip(const variant& v) {
   std::mt19937 random(78);
@@ -81,7 +81,7 @@ void compare_around_a_strip(const variant& v) {
   }
 }
 
-// Whatever the caller has set, in `init` and in `process`.
+// With any settings of the caller, in `init` and in `process`.
 template <typename T>
 void compare_settings(const variant& v) {
   std::mt19937 random(79);

@@ -60,8 +60,8 @@ TEST(Kernels, BoxAndUnknownMethods) {
   }
 }
 
-// The sums in their order, one rounded operation a line, over all distances that 12 bits tell
-// apart.
+// The sums in their order, one rounded operation per line, for distances in steps of about
+// 1/2048.
 TEST(Kernels, OrderOfTheSums) {
   for (int i = 0; i <= 2 * 2048; ++i) {
     const float x = static_cast<float>(i) / 2048.0f * 0.99999f;
@@ -107,7 +107,7 @@ TEST(Kernels, OrderOfTheSums) {
 }
 
 TEST(Tables, EqualSizeIsTheIdentity) {
-  // One axis keeps its size so that the plan scales at all.
+  // Only one axis keeps its size, so that the plan scales.
   resizer_8 r(scale_request(4, 16, 8, 16, 12));
   ASSERT_EQ(r.result, 1);
   for (unsigned int j = 0; j < 16; ++j) {
@@ -147,7 +147,7 @@ TEST(Tables, BSplineEdgesSumToFiveSixths) {
 TEST(Tables, LinearWeightsFollowThePosition) {
   resizer_8 r(scale_request(4, 4, 8, 7, 8, 1));
   ASSERT_EQ(r.result, 1);
-  // Ratio 3/6: positions 0, 0.5, 1, ...; the last one lies beyond the last span of two taps.
+  // Ratio 3/6: positions 0, 0.5, 1, ...; the last one is beyond the last span of two taps.
   for (unsigned int j = 0; j < 6; ++j) {
     EXPECT_EQ(r->x_index_vecs[0][j], j / 2);
     EXPECT_EQ(r->x_weight_vecs[0][j], j % 2 == 0 ? 1.0f : 0.5f);
@@ -169,7 +169,7 @@ TEST(Tables, FieldsHaveTheirOwnRatio) {
     ASSERT_EQ(r->y_index_vecs[0][row], static_cast<unsigned int>(position) - 1) << row;
   }
   EXPECT_EQ(r->y_index_vecs[0][239], 284u);
-  // What lies behind the rows of a field is never used, and is not left to chance.
+  // The entries after the rows of a field are never used, but they are initialised.
   EXPECT_EQ(r->y_index_vecs[0][240], 0u);
   EXPECT_EQ(r->y_index_vecs[1][479], 0u);
 }
@@ -187,7 +187,7 @@ TEST(Tables, ChromaTakesOverTheLumaPositionsInsideItsPlane) {
       ASSERT_EQ(r->y_index_vecs[2][row], std::min(r->y_index_vecs[0][row], 20u));
     }
   }
-  // The limit at work: four chroma columns have one span of four taps.
+  // The limit applies: four chroma columns have one span of four taps.
   resizer_8 narrow(scale_request(3, 8, 8, 6, 8));
   ASSERT_EQ(narrow.result, 1);
   for (unsigned int j = 0; j < 3; ++j) EXPECT_EQ(narrow->x_index_vecs[1][j], 0u);

@@ -12,7 +12,7 @@
 namespace ns_video_resize {
 namespace {
 
-// A resizer that only runs passes: tables and scratch rows are set by hand.
+// A resizer that only runs passes; tables and scratch rows are set by the test.
 template <typename T>
 class pass_bench {
  public:
@@ -34,7 +34,7 @@ class pass_bench {
   }
 
   ~pass_bench() {
-    // Everything was lent.
+    // The resizer owns none of these.
     object_.taps = 0;
     object_.x_weight_vecs = object_.y_weight_vecs = nullptr;
     object_.line_buffers = nullptr;
@@ -138,10 +138,10 @@ TEST(WeightedPasses, TapsBeyondTheLastSampleReadIt) {
             (std::vector<unsigned char>{60, 60, 60}));
 }
 
-// The sum goes from tap 0 to the last: with weights of very different size the order decides what
-// is left.
+// Taps are added from tap 0 to the last: with weights of very different size, the result depends on
+// the order.
 TEST(WeightedPasses, SumTapByTap) {
-  const float big = 16777216.0f;  // 2^24, where adding 1 is lost
+  const float big = 16777216.0f;  // 2^24, where adding 1 has no effect
   const std::vector<std::vector<float>> weights = {{big}, {1.0f}, {-big}, {1.0f}};
   pass_bench<unsigned char> bench(4, {0}, weights, 4);
   // ((2^24 + 1) - 2^24) + 1 = 0 + 1
@@ -193,7 +193,7 @@ TEST(Stores, AStepOvershootsAndIsClipped) {
   const auto result = r.process(frame);
   EXPECT_EQ(*std::min_element(result.begin(), result.begin() + 64), 0);
   EXPECT_EQ(*std::max_element(result.begin(), result.begin() + 64), 255);
-  // The lobes would reach beyond both ends: next to the edge the picture is flat at its limits.
+  // The lobes would exceed both limits: next to the edge the picture is flat at its limits.
   for (int j = 0; j < 28; ++j) EXPECT_EQ(result[j], 0) << j;
   for (int j = 36; j < 64; ++j) EXPECT_EQ(result[j], 255) << j;
 

@@ -1,5 +1,5 @@
-// What holds whatever the numbers are: identities, symmetries and independences of the resizer,
-// none of which needs a second computation to be known.
+// Properties of the resizer that hold for any numbers: identities, symmetries and independences.
+// They need no reference implementation.
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -52,7 +52,7 @@ struct picture_plane {
   }
 };
 
-// A frame taken apart into planes, sample by sample.
+// A frame separated into planes, sample by sample.
 class picture {
  public:
   picture(int space, int width, int height) : space_(space) {
@@ -173,8 +173,8 @@ TEST(ResizeIdentity, EqualSizesPassTheFrameThroughWhateverElseIsAsked) {
   }
 }
 
-// Equal sizes on one axis only run both passes. Cubic convolution must then leave that axis alone,
-// which shows when it is scaled line by line on pictures that are constant along it.
+// If only one axis has equal sizes, both passes run. Cubic convolution must then not change that
+// axis; pictures that are constant along it and are scaled line by line show this.
 TEST(ResizeIdentity, CubicConvolutionLeavesAnAxisOfEqualSizesAlone) {
   for (const int space : {4, 6, 8}) {
     for (const float a : {-0.5F, -0.75F, -1.0F, 0.0F}) {
@@ -219,7 +219,7 @@ TEST(ResizeIdentity, CubicConvolutionLeavesAnAxisOfEqualSizesAlone) {
   }
 }
 
-// Doubling the distance between samples less one (n to 2n - 1) puts every other output on a sample.
+// Scaling n samples to 2n - 1 puts every other output on a sample.
 TEST(ResizeIdentity, OutputsThatFallOnASampleCopyIt) {
   for (const int method : {1, 2}) {
     const picture in = noise(qor_resize::yuv444_16, 14, 10);
@@ -237,8 +237,9 @@ TEST(ResizeIdentity, OutputsThatFallOnASampleCopyIt) {
 
 constexpr int constant_out_sizes[] = {1, 2, 3, 5, 16, 17, 31, 64};
 
-// Weights of methods 1 and 2 sum to one up to the rounding of single precision: the 8-bit store
-// rounds that away, the 16-bit store truncates it and may lose one step in each of the two passes.
+// Weights of methods 1 and 2 sum to one, except for the rounding of single precision. The 8-bit
+// store rounds this error away; the 16-bit store truncates and may lose one step in each of the two
+// passes.
 TEST(ResizeConstant, AConstantPictureStaysConstantWhereWeightsSumToOne) {
   for (const int space : every_layout) {
     const bool truncates = sample_bytes(space) == 2;
@@ -273,7 +274,7 @@ TEST(ResizeConstant, AConstantPictureStaysConstantWhereWeightsSumToOne) {
   }
 }
 
-// The B-spline's weights sum to one away from the edges, to five sixths at them.
+// The B-spline's weights sum to one inside the picture and to five sixths at the edges.
 TEST(ResizeConstant, TheSplineKeepsAConstantPictureInsideAndDarkensItsEdge) {
   for (const int out : {16, 40, 61}) {
     const plan p = {qor_resize::yuv444, out, out, 20, 20, 3};
@@ -293,8 +294,9 @@ TEST(ResizeConstant, TheSplineKeepsAConstantPictureInsideAndDarkensItsEdge) {
   }
 }
 
-// With 16 samples and 21 outputs the step is exactly three quarters: no position needs rounding and
-// none lies half way beside an edge, where the two ends round the same way instead of mirrored.
+// With 16 samples and 21 outputs the step is exactly three quarters: no position needs rounding,
+// and none is half way between samples at an edge, where both ends round in the same direction
+// instead of symmetrically.
 TEST(ResizeMirror, AMirroredPictureGivesTheMirroredPicture) {
   for (const int space : {4, 6, 8}) {
     const picture in = noise(space, 16, 16);
@@ -311,7 +313,7 @@ TEST(ResizeMirror, AMirroredPictureGivesTheMirroredPicture) {
   }
 }
 
-// Whole steps: every output falls on a sample.
+// Integer steps: every output is at a sample.
 TEST(ResizeMirror, HoldsForReductionsByWholeSteps) {
   for (const int method : {1, 2}) {
     const picture in = noise(qor_resize::yuv444, 16, 28);
@@ -322,7 +324,7 @@ TEST(ResizeMirror, HoldsForReductionsByWholeSteps) {
   }
 }
 
-// One sample to the right of, and below, the position: mirroring does not hold, by design.
+// One sample to the right of and below the position: by design not symmetric.
 TEST(ResizeNearest, TakesTheSampleToTheRightAndBelow) {
   const picture in = noise(qor_resize::ayuv444, 16, 28);
   const plan p = {qor_resize::ayuv444, 6, 10, 16, 28, 4};
@@ -337,7 +339,8 @@ TEST(ResizeNearest, TakesTheSampleToTheRightAndBelow) {
   }
 }
 
-// Samples are copied, so the order of the passes does not matter: rows and columns can be swapped.
+// Samples are copied, so the order of the passes does not matter: rows and columns can be
+// exchanged.
 TEST(ResizeNearest, CommutesWithTransposition) {
   const auto transposed = [](const picture& in) {
     const picture_plane& luma = in.planes.back();
@@ -361,7 +364,7 @@ TEST(ResizeNearest, CommutesWithTransposition) {
   }
 }
 
-// Both fields of one plane, taken apart and put together.
+// Separates and interleaves the two fields of one plane.
 picture field_of(const picture& frame, int f, int width, int height) {
   picture result(frame.space(), width, height / 2);
   for (std::size_t p = 0; p < result.planes.size(); ++p) {
@@ -374,8 +377,8 @@ picture field_of(const picture& frame, int f, int width, int height) {
   return result;
 }
 
-// Layouts of full chroma height: each field is a picture of its own. The mask is the same for luma
-// and chroma where the reduction asks for 3x3, as it then is in whole pictures.
+// Layouts with chroma of full height: each field is scaled like a separate picture. If the
+// reduction requires 3x3, the mask is the same for luma and chroma, as in complete pictures.
 TEST(ResizeFields, ScaledApartAndInterleavedTheyMakeTheFrameOfTheFieldMode) {
   for (const int space : {3, 4, 5, 6, 7, 8}) {
     for (const int method : {1, 2, 3, 4}) {
@@ -383,7 +386,7 @@ TEST(ResizeFields, ScaledApartAndInterleavedTheyMakeTheFrameOfTheFieldMode) {
         if (smoothing == 1 && has_alpha(space)) continue;  // smoothed in fields only
         for (const int out_width : {9, 12, 24, 31}) {
           for (const int out_height : {2, 12, 16, 52}) {
-            // Up to 24 x 28 to 9 x 12: beyond 1.7, below 3.8.
+            // Up to 24 x 28 to 9 x 12: above 1.7, below 3.8.
             if (smoothing == 1 && out_height == 2) continue;
             plan p = {space, out_width, out_height, 24, 28, method, 2, smoothing};
             const picture in = noise(space, 24, 28);
@@ -403,7 +406,7 @@ TEST(ResizeFields, ScaledApartAndInterleavedTheyMakeTheFrameOfTheFieldMode) {
   }
 }
 
-// 4:2:0: the luma by fields, the chroma whole, as a picture of its own height with the field's
+// 4:2:0: luma is scaled by fields, chroma as a complete picture of its height with the field's
 // table.
 TEST(ResizeFields, HalfHeightChromaIsScaledWhole) {
   for (const int space : {1, 2}) {
@@ -411,8 +414,7 @@ TEST(ResizeFields, HalfHeightChromaIsScaledWhole) {
       const picture in = noise(space, 24, 28);
       plan p = {space, 31, 52, 24, 28, method, 2};
       const picture by_fields = resized(p, in);
-      // As 4:2:2 its chroma has the height of one field: one field of a 4:2:2 frame is scaled
-      // alike.
+      // Its chroma has the height of one field, so it is scaled like one field of a 4:2:2 frame.
       const int narrow = space == 1 ? 3 : 5;
       picture field(narrow, 24, 14);
       field.planes.end()[-2] = in.planes.end()[-2];
@@ -483,7 +485,7 @@ TEST(ResizeCrop, CroppingIsTheSameAsHandingInTheRectangle) {
   }
 }
 
-// Planes do not mix: changing one leaves the others as they were.
+// Planes are independent: a change of one does not affect the others.
 TEST(ResizePlanes, EachOutputPlaneComesFromItsOwnInputPlane) {
   for (const int space : every_layout) {
     for (const int mode : {0, 2}) {

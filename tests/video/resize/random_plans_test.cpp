@@ -1,5 +1,5 @@
-// The resizer against the second computation, byte for byte, over random plans. A failure prints
-// the seed of its case; RESIZE_SEED=<seed> RESIZE_CASES=1 runs that case alone.
+// The resizer compared with the reference implementation, byte for byte, for random plans. A
+// failure prints the seed of its case; RESIZE_SEED=<seed> RESIZE_CASES=1 runs that case alone.
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -31,7 +31,7 @@ constexpr std::uint64_t default_cases = 1500;
 constexpr std::uint64_t default_cases = 12000;
 #endif
 
-// Plans that move more samples a frame than this are drawn again.
+// Plans with more samples per frame are drawn again.
 constexpr double most_samples = 400000;
 
 class dice {
@@ -82,7 +82,7 @@ void random_crop(dice& d, int in, int& first, int& second) {
     second = d.below(in / 3 + 1);
   } else if (kind < 98) {
     first = d.below(in);
-    second = in - first - d.between(-1, 2);  // about to be refused
+    second = in - first - d.between(-1, 2);  // close to being rejected
   } else {
     first = d.one_of({-1, in, in + 1, std::numeric_limits<int>::max()});
     second = d.one_of({0, 1, -1, std::numeric_limits<int>::max(), 2});
@@ -129,7 +129,7 @@ resize_request random_request(dice& d, int created_for) {
   return r;
 }
 
-// Noise, extremes, steps and flat pictures, so that rounding, saturation and edges all show.
+// Noise, extremes, steps and flat pictures, to cover rounding, saturation and edges.
 void fill_picture(dice& d, unsigned char* bytes, std::size_t size) {
   const int kind = d.below(5);
   const int a = d.below(256);
@@ -159,7 +159,7 @@ int init(qor_resize& resizer, const resize_request& r) {
                       r.smoothing_level);
 }
 
-// One frame through one resizer, in buffers guarded in one of the two ways.
+// Processes one frame with one resizer, in buffers that are guarded at one of the two edges.
 void compare_frame(qor_resize& resizer, const expected_frame& expected, unsigned size,
                    const unsigned char* picture, protected_edge edge, fill_pattern pattern) {
   guarded_buffer in(size, edge, pattern);
@@ -199,7 +199,7 @@ void run_case(std::uint64_t seed, tally& count) {
   const int created_for = d.percent(2) ? d.one_of({0, 9}) : d.between(1, 8);
   const resizer_ptr first = create(created_for);
   const resizer_ptr second = create(created_for);
-  // A second plan on the same object now and then.
+  // Sometimes a second plan on the same object.
   for (int plans = d.percent(15) ? 2 : 1; plans > 0; --plans) {
     resize_request r;
     reference_resizer reference;
@@ -250,7 +250,7 @@ TEST(RandomPlans, EveryByteIsWhatTheSecondComputationSays) {
   RecordProperty("accepted", count.accepted);
   RecordProperty("turned_down", count.turned_down);
   RecordProperty("frames", count.frames);
-  // The mixture itself: mostly plans that work, and enough of those that must not.
+  // Checks the mixture: mostly valid plans, and enough invalid ones.
   if (cases >= 1000) {
     EXPECT_GT(count.accepted, count.turned_down * 4);
     EXPECT_GT(count.turned_down, static_cast<int>(cases / 100));

@@ -40,7 +40,7 @@ double target_ratio(const resize_request& request, aspect display) {
   return wanted / static_cast<double>(pixel_aspect);
 }
 
-// Half of a fitted amount; false where no 64-bit integer holds it.
+// Half of a fitted amount; false if it does not fit in a 64-bit integer.
 bool halved(double amount, std::uint32_t& half) {
   if (!(std::fabs(amount) < 0x1p63)) return false;
   half = static_cast<std::uint32_t>(static_cast<std::int64_t>(amount)) >> 1;
@@ -90,8 +90,8 @@ void make_sides_even(std::uint32_t& first, std::uint32_t& second) {
   }
 }
 
-// Without wrapping round, the rectangle lies inside the input, the border makes up the rest, and an
-// int can hold the size.
+// Without wrapping, the rectangle is inside the input, the border is the rest, and the size fits in
+// an int.
 bool possible(std::int64_t in, std::int64_t cut, std::int64_t border, std::int64_t out) {
   return cut <= in && in - cut + border == out && out <= INT_MAX;
 }
@@ -108,7 +108,7 @@ crop_plan plan_crop(const resize_request& request) {
   const auto in_height = static_cast<std::uint32_t>(request.in_height);
   const auto out_width = static_cast<std::uint32_t>(request.out_width);
   const auto out_height = static_cast<std::uint32_t>(request.out_height);
-  // As unsigned amounts, a negative one being more than any input has.
+  // As unsigned amounts: a negative one exceeds every input.
   const auto cut_x = std::int64_t{plan.left} + plan.right;
   const auto cut_y = std::int64_t{plan.top} + plan.bottom;
   if (!layout_of(request.space).valid || request.fit_mode < 0 || request.fit_mode > 2 ||
@@ -163,7 +163,7 @@ crop_plan plan_crop(const resize_request& request) {
 
 namespace {
 
-// `rows` rows of `length` samples from one place to another, each with the stride of its frame.
+// Copies `rows` rows of `length` samples, with the strides of the two frames.
 void copy_rows(const std::vector<std::uint16_t>& from, std::size_t from_start,
                std::size_t from_stride, std::vector<std::uint16_t>& to, std::size_t to_start,
                std::size_t to_stride, std::size_t rows, std::size_t length) {
@@ -207,7 +207,7 @@ std::vector<std::uint16_t> cropped(const crop_plan& plan, const resize_request& 
                    (plan.pad_left >> l.shift_x);
   copy_rows(frame, from, chroma_in_width, result, to, chroma_out_width, chroma_rows, chroma_length);
 
-  // Cr begins where the amounts put it, not where its plane does: with odd amounts that differs.
+  // The start of Cr depends on the amounts, not on its plane: with odd amounts the two differ.
   from += chroma_in_width * (chroma_rows + (plan.top >> l.shift_y) + (plan.bottom >> l.shift_y));
   to += chroma_out_width *
         (chroma_rows + (plan.pad_top >> l.shift_y) + (plan.pad_bottom >> l.shift_y));

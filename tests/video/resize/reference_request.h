@@ -5,7 +5,7 @@
 
 namespace reference {
 
-/// Everything that decides what a resizer does: what `qor_resize::create` was given, then the
+/// Everything that determines a resizer's results: the argument of `qor_resize::create`, then the
 /// arguments of `init` in their order.
 struct resize_request {
   int created_for = 1;
@@ -29,10 +29,10 @@ struct resize_request {
   int smoothing_level = 0;
 };
 
-/// Prints the two calls as they would be written in a program.
+/// Prints the two calls as source code.
 std::ostream& operator<<(std::ostream& out, const resize_request& request);
 
-/// What the number of a layout stands for.
+/// The properties of a layout number.
 struct layout {
   bool valid;
   bool alpha;         ///< an alpha plane precedes the luma
@@ -43,7 +43,7 @@ struct layout {
 
 layout layout_of(int space);
 
-/// How wide samples are and which value stands for no colour.
+/// The width of samples and the neutral value of chroma.
 struct sample_format {
   unsigned bytes;
   std::uint16_t neutral_chroma;

@@ -57,7 +57,7 @@ std::vector<plane_shape> planes_of(int space, std::size_t width, std::size_t hei
   return planes;
 }
 
-// Samples of a frame; exact in double wherever it is compared with the largest int.
+// Samples of a frame; exact in double where it is compared with the largest int.
 double frame_size(int space, double width, double height) {
   return std::floor(layout_of(space).frame_size * width * height);
 }
@@ -112,7 +112,7 @@ int reference_resizer::init(const resize_request& request) {
   return 1;
 }
 
-// The input frame; samples that lie wholly or partly beyond `size` bytes are neutral.
+// The input frame; samples that are completely or partly beyond `size` bytes are neutral.
 std::vector<std::uint16_t> reference_resizer::read_input(unsigned size,
                                                          const unsigned char* in) const {
   std::vector<std::uint16_t> frame;
@@ -129,17 +129,17 @@ std::vector<std::uint16_t> reference_resizer::read_input(unsigned size,
   return frame;
 }
 
-// Plane `p` of the output from a source plane of the whole height or of one field's.
+// Plane `p` of the output from a source plane of full height or of the height of a field.
 plane reference_resizer::scaled(const plane& source, std::size_t p) const {
   const unsigned fields = field_mode_ ? 2 : 1;
   const auto out_width = static_cast<std::size_t>(request_.out_width);
   const auto out_height = static_cast<std::size_t>(request_.out_height) / fields;
   const auto shape = planes_of(request_.space, out_width, request_.out_height).at(p);
-  // Chroma of half height is scaled whole in field mode: it is as high as a field.
+  // In field mode, chroma of half height is scaled as one plane: it has the height of a field.
   const bool half_height = shape.chroma && layout_of(request_.space).shift_y == 1;
   const std::size_t height = half_height ? shape.height : shape.height / fields;
 
-  // Tables are made for the luma; every plane takes its first entries.
+  // Tables are made for luma; every plane uses their first entries.
   axis_table x = make_axis_table(crop_.width, static_cast<std::int64_t>(out_width), method_,
                                  request_.kernel_param);
   axis_table y = make_axis_table(crop_.height / fields, static_cast<std::int64_t>(out_height),

@@ -11,27 +11,27 @@
 
 namespace reference {
 
-/// What one call of `process` does to its arguments.
+/// The effect of one call of `process` on its arguments.
 struct expected_frame {
-  std::optional<unsigned> out_size;    ///< nothing: left as it was
+  std::optional<unsigned> out_size;    ///< empty: not changed
   std::vector<unsigned char> bytes;    ///< `output_size` of them
-  std::vector<unsigned char> written;  ///< 0 where the output buffer keeps what it held
+  std::vector<unsigned char> written;  ///< 0 where the output buffer is not changed
 };
 
-/// A second computation of everything `ns_video_resize::qor_resize` does, slow and plain, sharing
-/// no code with it. It keeps nothing from frame to frame: no output depends on an earlier frame.
+/// A reference implementation of `ns_video_resize::qor_resize`, slow and simple, without common
+/// code. It keeps no state between frames: no output depends on an earlier frame.
 class reference_resizer {
  public:
-  /// What `init` returns for the request on an object created for `request.created_for`.
+  /// The result of `init` for the request, on an object created for `request.created_for`.
   int init(const resize_request& request);
 
   unsigned output_size() const { return output_size_; }
-  /// Bytes of a whole input frame.
+  /// Bytes of a complete input frame.
   unsigned input_size() const { return input_size_; }
-  /// Samples moved for one frame and entries of its tables, as a measure of the work.
+  /// Samples processed per frame and entries of the tables, as a measure of the work.
   double samples() const { return samples_; }
 
-  /// What `process` does with the first `size` bytes at `in`, which may be null.
+  /// The result of `process` for the first `size` bytes at `in`, which may be null.
   expected_frame process(unsigned size, const unsigned char* in) const;
 
  private:

@@ -1,4 +1,4 @@
-// The second computation is worth as much as its own arithmetic: numbers worked out by hand.
+// Tests of the reference implementation itself, with numbers worked out by hand.
 #include "tests/video/resize/reference_resizer.h"
 
 #include <gtest/gtest.h>
@@ -181,8 +181,8 @@ TEST(ReferenceInit, ReturnsWhatTheRequestDeserves) {
   EXPECT_EQ(0U, resizer.output_size());
 }
 
-// A negative display aspect asks for more columns to be cut than there are, or for a border whose
-// size wraps round.
+// A negative display aspect requires more columns to be cropped than there are, or a border whose
+// size wraps.
 TEST(ReferenceInit, TurnsDownAFitThatCannotBeMade) {
   resize_request r = request(64, 64, 64, 64, 4);
   r.aspect_preset = 1;
@@ -194,7 +194,8 @@ TEST(ReferenceInit, TurnsDownAFitThatCannotBeMade) {
   }
 }
 
-// 4 x 2 samples to 7 x 2 by triangles: every other output lies half way.
+// 4 x 2 samples to 7 x 2 by linear interpolation: every other output is half way between two
+// samples.
 TEST(ReferenceProcess, ScalesAPlaneWorkedOutByHand) {
   resize_request r = request(7, 2, 4, 2, 4);
   r.interpolation = 1;

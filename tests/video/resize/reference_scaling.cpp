@@ -1,5 +1,5 @@
-// Written for reading beside the description of the arithmetic, not for speed: one sample at a
-// time, every index checked, single precision wherever the resizer's result depends on it.
+// Written to be read together with the description of the arithmetic, not for speed: one sample at
+// a time, every index checked, single precision where the resizer's result depends on it.
 #include "tests/video/resize/reference_scaling.h"
 
 #include <algorithm>
@@ -34,7 +34,7 @@ axis_table make_axis_table(std::int64_t source, std::int64_t outputs, int method
   axis_table table;
   table.taps = method == 4 ? 1 : method == 1 ? 2 : 4;
   const std::int64_t last_start = std::max<std::int64_t>(0, source - table.taps);
-  // A single output stands at the first position.
+  // A single output is at the first position.
   const float ratio =
       outputs == 1 ? 0.0F : static_cast<float>(source - 1) / static_cast<float>(outputs - 1);
   for (std::int64_t j = 0; j < outputs; ++j) {
@@ -79,8 +79,8 @@ std::uint16_t stored_16(float value) {
   return static_cast<std::uint16_t>(value);
 }
 
-// One output sample of entry `j`; `sample(i)` is source sample i along the axis, of `count`. Taps
-// beyond the last sample read the last one.
+// One output sample, from entry `j`; `sample(i)` is source sample i of `count` along the axis. Taps
+// after the last sample read the last one.
 template <typename Sample>
 std::uint16_t resample(const axis_table& table, std::size_t j, std::size_t count,
                        const sample_format& format, Sample sample) {

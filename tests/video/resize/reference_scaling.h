@@ -9,7 +9,7 @@
 
 namespace reference {
 
-/// A picture plane; samples of either width are kept in 16 bits, row after row.
+/// A picture plane; samples of both widths are stored in 16 bits, row after row.
 struct plane {
   std::size_t width = 0;
   std::size_t height = 0;
@@ -22,34 +22,35 @@ struct plane {
   bool empty() const { return samples.empty(); }
 };
 
-/// Weight of a sample at `distance` (in source samples) under kernel `method`, 0 for any other.
+/// The weight of a sample at `distance` (in source samples) with kernel `method`; 0 for other
+/// methods.
 float kernel(int method, float a, float distance);
 
-/// For every output sample along one axis: the first source sample it is made of, and the weights
-/// of that one and of those that follow it.
+/// For every output sample along one axis: the first source sample that it uses, and the weights of
+/// that sample and the following ones.
 struct axis_table {
   int taps = 1;
   std::vector<std::int64_t> start;
   std::vector<std::array<float, 4>> weight;
 };
 
-/// The table by which `source` samples become `outputs`, methods 1 to 4.
+/// The table for scaling `source` samples to `outputs`, methods 1 to 4.
 axis_table make_axis_table(std::int64_t source, std::int64_t outputs, int method, float a);
 
-/// The luma's table as a chroma plane of `source` samples uses it: positions held inside the plane,
-/// weights as they are.
+/// The table of luma as used by a chroma plane of `source` samples: positions are clamped to the
+/// plane, weights do not change.
 axis_table limited_to(axis_table table, std::int64_t source);
 
-/// Changes the width of `source` to `width`.
+/// Scales `source` to `width` columns.
 plane scale_x(const plane& source, const axis_table& table, std::size_t width,
               const sample_format& format);
 
-/// Changes the height of `source` to `height`.
+/// Scales `source` to `height` rows.
 plane scale_y(const plane& source, const axis_table& table, std::size_t height,
               const sample_format& format);
 
-/// The picture with all but its outermost `size / 2` rows and columns smoothed by the Gaussian of
-/// `size` 3 or 5; a picture smaller than the mask as it is.
+/// Smooths the picture with the Gaussian of `size` 3 or 5, except for its outermost `size / 2` rows
+/// and columns. Returns a picture smaller than the mask unchanged.
 plane smoothed(const plane& source, int size);
 
 }  // namespace reference

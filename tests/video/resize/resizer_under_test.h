@@ -10,7 +10,7 @@ namespace ns_video_resize {
 
 using reference::resize_request;
 
-/// An object whose plan can be looked into, given a request.
+/// A resizer for a request, with access to its plan.
 template <typename T>
 struct resizer_under_test {
   std::unique_ptr<video_resize_impl<T>> object = std::make_unique<video_resize_impl<T>>();
@@ -28,11 +28,11 @@ struct resizer_under_test {
 
   video_resize_impl<T>* operator->() { return object.get(); }
 
-  /// One frame through `process`; the output buffer is filled with `fill` before.
+  /// Processes one frame; the output buffer is first filled with `fill`.
   std::vector<T> process(std::vector<T> frame, T fill = T{0x5A}) {
     std::vector<T> out(static_cast<unsigned int>(object->get_output_size()) / sizeof(T), fill);
     unsigned int out_size = 0;
-    // `process` wants an address even where there is nothing to write.
+    // `process` needs an address even if there is nothing to write.
     T nothing{};
     object->process(static_cast<unsigned int>(frame.size() * sizeof(T)),
                     reinterpret_cast<unsigned char*>(frame.empty() ? &nothing : frame.data()),
@@ -45,7 +45,7 @@ struct resizer_under_test {
 using resizer_8 = resizer_under_test<unsigned char>;
 using resizer_16 = resizer_under_test<unsigned short>;
 
-/// A request that scales whole frames of one size to another, everything else off.
+/// A request that scales complete frames of one size to another, with everything else off.
 inline resize_request scale_request(int space, int in_width, int in_height, int out_width,
                                     int out_height, int interpolation = 2) {
   resize_request request;

@@ -133,7 +133,7 @@ TEST(Setup, InterpolationsAndTaps) {
     EXPECT_EQ(r.result, w.result) << w.given;
     EXPECT_EQ(r->interpolation, w.stored);
     EXPECT_EQ(r->taps, w.taps);
-    // Passes and smoothing are chosen before the value is looked at.
+    // Passes and smoothing are chosen before the value is checked.
     EXPECT_EQ(r->smoothing, 2u);
     EXPECT_TRUE(r->x_pass == (w.given == 4 ? &video_resize_impl<unsigned char>::scale_x_integer
                                            : &video_resize_impl<unsigned char>::scale_x_float));
@@ -228,8 +228,8 @@ TEST(Setup, CropOnlyAddsToTheUserCropAndIgnoresTheAspect) {
   request.aspect_preset = 3;
   resizer_8 r(request);
   ASSERT_EQ(r.result, 1);
-  // 86 columns are left and 70 wanted: 8 more on each side. 58 rows are left and 80 wanted: 11 rows
-  // of border above and below, made 12 and 10.
+  // 86 columns are left and 70 are required: 8 more are cropped on each side. 58 rows are left and
+  // 80 are required: 11 rows of border above and below, changed to 12 and 10.
   EXPECT_EQ(r->cropper.left, 18u);
   EXPECT_EQ(r->cropper.right, 12u);
   EXPECT_EQ(r->cropper.top, 2u);
@@ -264,7 +264,7 @@ TEST(Setup, UnknownLayoutIsRejectedInEveryMode) {
       resize_request request = scale_request(space, 16, 8, 8, 8);
       request.resize_mode = mode;
       EXPECT_EQ(resizer_8(request).result, -1);
-      // An unknown interpolation is found first, where there is one to look at.
+      // An unknown interpolation is reported first, if the plan uses an interpolation.
       request.interpolation = 5;
       EXPECT_EQ(resizer_8(request).result, mode == 1 ? -1 : 0);
     }
@@ -281,7 +281,7 @@ TEST(Setup, SixteenBitPlanKeepsSizesInSamples) {
   EXPECT_EQ(narrow->in_planes[0]->data[0], 128);
 }
 
-// The source that is left when a crop is refused, and how large the output is.
+// The source that remains if a crop is rejected, and the size of the output.
 void expect_refused(const resize_request& request) {
   resizer_8 r(request);
   EXPECT_EQ(r.result, 1);
@@ -300,7 +300,7 @@ TEST(Setup, RefusedCropsLeaveNoSource) {
       request.resize_mode = mode;
       request.crop_left = amount;
       expect_refused(request);
-      // A second amount that takes the unsigned sum round to something small.
+      // A second amount with which the unsigned sum wraps to a small number.
       if (amount != std::numeric_limits<int>::min()) {
         request.crop_right = -amount;
         expect_refused(request);
@@ -355,7 +355,7 @@ TEST(Setup, PlansTooLargeAreRejected) {
   EXPECT_EQ(resizer_8(scale_request(1, 0x7FFFFFFE, 0x7FFFFFFE, 16, 8)).result, -1);
   EXPECT_EQ(resizer_8(scale_request(3, 16, 8, 0x7FFFFFFF, 0x7FFFFFFF)).result, -1);
   EXPECT_EQ(resizer_8(scale_request(4, 70000, 2, 2, 70000)).result, -1);
-  // 2^30 samples fit in 8 bits but not in 16.
+  // 2^30 samples fit with 8 bits but not with 16.
   EXPECT_EQ(resizer_16(scale_request(7, 16, 8, 32768, 16384)).result, -1);
   resize_request padded = scale_request(3, 1000, 2, 10, 10);
   padded.fit_mode = 2;
@@ -363,13 +363,13 @@ TEST(Setup, PlansTooLargeAreRejected) {
   padded.aspect_x = 1.0f;
   padded.aspect_y = 1e9f;
   EXPECT_EQ(resizer_8(padded).result, -1);
-  // An unknown interpolation is told first.
+  // An unknown interpolation is reported first.
   padded.interpolation = 100;
   EXPECT_EQ(resizer_8(padded).result, 0);
 }
 
 TEST(Setup, FitAmountsCountModulo32Bits) {
-  // 2 x 2 with pixels so narrow that 2^32 + 510 columns of border are wanted.
+  // 2 x 2 with pixels so narrow that 2^32 + 510 columns of border are required.
   resize_request request = scale_request(4, 2, 2, 2, 2);
   request.fit_mode = 2;
   request.aspect_preset = 1;
@@ -382,7 +382,7 @@ TEST(Setup, FitAmountsCountModulo32Bits) {
 }
 
 TEST(Setup, AFitThatLeavesNothingStands) {
-  // Cropping 100 x 2 to a ratio of almost 0 takes all columns.
+  // Cropping 100 x 2 to a ratio of almost 0 removes all columns.
   resize_request request = scale_request(4, 100, 2, 1, 30000);
   request.fit_mode = 1;
   resizer_8 r(request);

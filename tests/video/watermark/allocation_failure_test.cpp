@@ -1,5 +1,5 @@
-// Every allocation that the compositor makes fails once: the exception comes out, nothing leaks,
-// and the object serves on as if nothing had been.
+// Every allocation of the compositor fails once: the exception is thrown, nothing leaks, and the
+// object remains usable.
 #include <gtest/gtest.h>
 
 #include <memory>
@@ -20,13 +20,13 @@ using test_support::fail_every_allocation;
 using watermark_test::exact_blend;
 using bytes = std::vector<unsigned char>;
 
-// An overlay over the whole of a 4:4:4 frame, at half its opacity.
+// An overlay that covers a 4:4:4 frame, at half its opacity.
 constexpr unsigned int width = 6;
 constexpr unsigned int height = 4;
 constexpr std::size_t picture_size = std::size_t{width} * height * 3;
 constexpr watermark_config settings = {width, height, width, height, 0, 0, 50, 2, 1};
 
-// Without an alpha plane the opacity table makes 127 of 255 everywhere.
+// Without an alpha plane, the opacity table changes 255 to 127 everywhere.
 constexpr unsigned int half_alpha = 127;
 
 bytes overlay_picture(unsigned char level) { return bytes(picture_size, level); }
@@ -67,7 +67,7 @@ TEST(AllocationFailure, InCreate) {
   EXPECT_GT(allocations, 0U);
 }
 
-// The record is the object's from the call on, also when the call fails.
+// The object owns the record from the call on, even if the call fails.
 TEST(AllocationFailure, InConfigure) {
   const std::size_t allocations = fail_every_allocation([](std::size_t index) {
     watermark_impl object;
@@ -105,7 +105,7 @@ TEST(AllocationFailure, InTheOpacityTableAlone) {
   EXPECT_GT(allocations, 0U);
 }
 
-// As many images as it takes for the sequence itself to grow, more than once.
+// Enough images for the sequence itself to grow more than once.
 constexpr unsigned char many_images = 200;
 
 TEST(AllocationFailure, InAddingAnImage) {
@@ -131,7 +131,7 @@ TEST(AllocationFailure, InAddingAnImage) {
     });
     if (HasFailure()) return;
   }
-  EXPECT_GT(allocations, many_images);  // one an image, and those by which the sequence grew
+  EXPECT_GT(allocations, many_images);  // one per image, and those for the growth of the sequence
 }
 
 TEST(AllocationFailure, InProcess) {
@@ -146,7 +146,7 @@ TEST(AllocationFailure, InProcess) {
     const allocation_outcome outcome =
         fail_allocation(index, [&] { delete[] object.process(frame.data()); });
     EXPECT_EQ(frame, frame_picture());
-    // The frame that failed has not used up its image.
+    // The failed frame has not advanced the sequence of images.
     expect_blends(object, outcome == allocation_outcome::thrown ? 60 : 70);
     return outcome;
   });

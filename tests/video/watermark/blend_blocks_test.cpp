@@ -28,7 +28,7 @@ using test_support::protected_edge;
 
 unsigned char byte(std::size_t value) { return static_cast<unsigned char>(value); }
 
-// Blocks over all pairs of an overlay sample and an alpha, in order: sample j of block i belongs to
+// Blocks for all pairs of an overlay sample and an alpha, in order: sample j of block i belongs to
 // pair 16 i + j, whose high byte is the alpha.
 const std::vector<blend_block>& blocks_of_all_pairs() {
   static const std::vector<blend_block> made = [] {
@@ -58,7 +58,7 @@ TEST(BlendLine, IsTheBlendForEveryInput) {
   EXPECT_EQ(mismatches, 0U);
 }
 
-// The promise that lets the steps be done in lanes of 16 bits.
+// This property allows the steps to be done in lanes of 16 bits.
 TEST(BlendLine, NeverLeavesSixteenBits) {
   for (std::size_t pair = 0; pair < 65536; ++pair) {
     const blend_line line = line_of(byte(pair), byte(pair >> 8));
@@ -131,7 +131,7 @@ TEST_P(BlendBlocks, AreTheBlendForEveryInput) {
   EXPECT_EQ(mismatches, 0U);
 }
 
-// Each sample of a block takes the line of its own place, at every alignment, and nothing outside
+// Each sample of a block uses the line at its own position, at every alignment, and nothing outside
 // the blocks is read or written.
 TEST_P(BlendBlocks, FollowTheirNumbersAtEveryAlignment) {
   const std::vector<blend_block>& blocks = blocks_of_all_pairs();
@@ -142,7 +142,8 @@ TEST_P(BlendBlocks, FollowTheirNumbersAtEveryAlignment) {
         const std::size_t other_shift = shift * 23 % 64;
         guarded_buffer frame(size + shift, edge, fill_pattern::checker);
         guarded_buffer out(size + other_shift, edge, fill_pattern::inverse_checker);
-        // The shift lies between the blocks and the protected page, and at 0 they touch.
+        // The shift is the distance between the blocks and the protected page; at 0 they are
+        // adjacent.
         const bool at_begin = edge == protected_edge::begin;
         unsigned char* const in = frame.data() + (at_begin ? shift : 0);
         unsigned char* const to = out.data() + (at_begin ? other_shift : 0);

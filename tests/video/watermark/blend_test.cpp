@@ -14,7 +14,7 @@ unsigned int blend(unsigned int frame, unsigned int overlay, unsigned int alpha)
 }
 
 TEST(Blend, TruncatesAndNeverRounds) {
-  EXPECT_EQ(blend(200, 95, 102), 157U);  // 158 in exact numbers
+  EXPECT_EQ(blend(200, 95, 102), 157U);  // exact arithmetic gives 158
   EXPECT_EQ(blend(95, 95, 102), 94U);
   EXPECT_EQ(blend(128, 128, 102), 128U);
 }
@@ -50,8 +50,8 @@ TEST(Blend, EveryInputAgreesWithExactIntegers) {
   EXPECT_EQ(mismatches, 0U);
 }
 
-// The result lies one below the true quotient or on it, and below only where that is a whole
-// number.
+// The result is the true quotient, truncated, or one below it; the latter only if the quotient is
+// an integer.
 TEST(Blend, EveryInputIsTheQuotientOrOneLessWhereThatIsWhole) {
   unsigned int lowered = 0;
   unsigned int mismatches = 0;

@@ -206,7 +206,7 @@ TEST(Configure, MakesEverythingAnewAndFreesNothing) {
   EXPECT_EQ(got.frame_size, 64U * 32 * 3);
   EXPECT_NE(object.config, first_record.get());
   EXPECT_NE(object.opacity_table, first_table.get());
-  EXPECT_EQ(first_record->opacity, 50U);  // both still there
+  EXPECT_EQ(first_record->opacity, 50U);  // both still exist
   EXPECT_EQ(first_table[255], 127U);
   EXPECT_EQ(object.opacity_table[255], 63U);
 }

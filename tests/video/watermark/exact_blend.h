@@ -4,7 +4,8 @@
 
 namespace watermark_test {
 
-/// A share of 0 to 1 and its products with bytes as single precision has them, in integers only.
+/// A share of 0 to 1 and its products with bytes, with the results of single precision but computed
+/// in integers only.
 ///
 /// The share is s / 2^e with e chosen so that s has 24 bits, the significand of single precision; s
 /// is the quotient rounded to nearest.
@@ -13,7 +14,7 @@ class exact_share {
   exact_share(unsigned int numerator, unsigned int denominator) {
     if (numerator == 0) return;
     while (((std::uint64_t{numerator} << shift_) / denominator) < (1U << 23)) ++shift_;
-    // Half of the denominators in use, 255 and 100, is no remainder here: a tie does not exist.
+    // Half of a denominator (255 or 100) is never the remainder here: there are no ties.
     const std::uint64_t dividend = std::uint64_t{numerator} << shift_;
     share_ = dividend / denominator + (2 * (dividend % denominator) > denominator ? 1 : 0);
   }
@@ -21,7 +22,7 @@ class exact_share {
   unsigned int shift() const { return shift_; }
   std::uint64_t share() const { return share_; }
 
-  /// byte * share, rounded to 24 bits, ties to even; counted in units of 2^-shift.
+  /// byte * share, rounded to 24 bits, ties to even; in units of 2^-shift.
   std::uint64_t of(unsigned int byte) const {
     const std::uint64_t exact = byte * share_;
     std::uint64_t unit = 1;
@@ -38,7 +39,7 @@ class exact_share {
 };
 
 /// The blend at one alpha. 1 - s / 2^e has at most 31 bits and its product with a byte at most 39,
-/// so all double-precision steps are exact and the sum only has to lose its fraction.
+/// so all double-precision steps are exact and the sum only has to be truncated.
 class exact_blend {
  public:
   explicit exact_blend(unsigned int alpha) : share_(alpha, 255) {}

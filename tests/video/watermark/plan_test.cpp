@@ -1,5 +1,5 @@
-// What the plan of an overlay could get wrong: where blocks begin and end, what is copied between
-// them, and which plan belongs to which image.
+// Tests of the parts of a plan where errors are likely: where blocks begin and end, what is copied
+// between them, and which plan belongs to which image.
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -23,7 +23,7 @@ using test_support::protected_edge;
 bytes noise(std::size_t count, unsigned int seed) {
   std::mt19937 engine(seed);
   bytes made(count);
-  made.reserve(1);  // of no bytes, but not at null
+  made.reserve(1);  // so that an empty vector is not null
   for (unsigned char& b : made) b = static_cast<unsigned char>(engine());
   return made;
 }
@@ -64,7 +64,7 @@ void expect_blend(const watermark_config& c, const bytes& alpha) {
   expect_blend(object, c, image, alpha);
 }
 
-// Samples that are all visible, then `run` that are not, over and over.
+// Repeats a run of visible samples, followed by `run` transparent ones.
 bytes striped(std::size_t count, std::size_t visible, std::size_t run, unsigned int seed) {
   bytes alpha = noise(count, seed);
   for (std::size_t i = 0; i < count; ++i) {
@@ -78,7 +78,7 @@ TEST(Plan, EveryWidthFrom0To200AtEveryAlignment) {
   for (unsigned int format = 0; format < 3; ++format) {
     for (unsigned int width = 0; width <= 200; ++width) {
       for (unsigned int x = 0; x < 16; ++x) {
-        // Margins on the right from none to more than a block, odd and even.
+        // Margins on the right from 0 to more than a block, odd and even.
         const unsigned int right = (width * 7 + x * 5) % 19;
         const watermark_config c = {x + width + right, 4, width, 3, x, x % 2, 100, format, 1};
         expect_blend(c, noise(alpha_bytes(c), width + 1));
@@ -100,8 +100,8 @@ TEST(Plan, TransparentRunsOfEveryLength) {
   }
 }
 
-// A block that begins at the end of one row reaches over the next one's beginning, and over the
-// end of the picture.
+// A block that begins at the end of a row extends into the next row, or beyond the end of the
+// picture.
 TEST(Plan, VisibleOnlyAtTheEndsOfRows) {
   for (unsigned int format = 0; format < 3; ++format) {
     for (unsigned int width = 1; width <= 40; ++width) {
@@ -151,8 +151,8 @@ TEST(Plan, EveryOpacity) {
   }
 }
 
-// Many images, each with a plan of its own, over another place and size of frame later on: the
-// plans follow the images through both.
+// Many images, each with its own plan, later at another position and frame size: the plans belong
+// to the right images in both cases.
 TEST(Plan, FollowsItsImageThroughASecondConfigure) {
   const watermark_config before = {90, 30, 41, 13, 9, 7, 100, 0, 0};
   watermark_impl object;

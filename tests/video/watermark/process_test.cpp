@@ -22,13 +22,13 @@ using test_support::protected_edge;
 bytes noise(std::size_t count, unsigned int seed) {
   std::mt19937 engine(seed);
   bytes made(count);
-  made.reserve(1);  // of no bytes, but not at null
+  made.reserve(1);  // so that an empty vector is not null
   for (unsigned char& b : made) b = static_cast<unsigned char>(engine());
   return made;
 }
 
-// The two ways in which every buffer handed in is guarded: ending at a protected page, beginning at
-// one.
+// The two ways in which every input buffer is guarded: a protected page after its end or before its
+// beginning.
 struct guard {
   protected_edge edge;
   fill_pattern pattern;
@@ -37,7 +37,7 @@ struct guard {
 constexpr guard guards[] = {{protected_edge::end, fill_pattern::checker},
                             {protected_edge::begin, fill_pattern::inverse_checker}};
 
-// A copy of `data` that is guarded, and that must be unchanged when it goes.
+// A guarded copy of `data` that must be unchanged when it is destroyed.
 class guarded_copy {
  public:
   guarded_copy(const bytes& data, const guard& g)
@@ -75,7 +75,7 @@ struct loaded {
   }
 };
 
-// The picture is the object's own array, of which a sanitizer sees the end.
+// The picture is a separate array, so a sanitizer detects accesses beyond its end.
 bytes process(watermark_impl& object, const bytes& frame, const guard& g = guards[0]) {
   const std::unique_ptr<unsigned char[]> out(object.process(guarded_copy(frame, g).data()));
   if (out == nullptr) {
@@ -237,7 +237,7 @@ TEST(AddImage, StoresTheFadedAlpha) {
   EXPECT_EQ(alpha, bytes(16, 102));
 }
 
-// What images are shown over the frames, by their luma.
+// The images that are shown on a sequence of frames, identified by their luma.
 bytes sequence(unsigned int hold, std::size_t image_count, std::size_t frames) {
   const watermark_config c = {8, 4, 8, 4, 0, 0, 100, 2, hold};
   watermark_impl object;
@@ -314,10 +314,10 @@ TEST(Process, AnUnknownFormatBlendsEmptyPlanes) {
   unsigned char byte = 9;
   EXPECT_EQ(object.add_watermark_image(&byte, &byte), 0U);
   const std::unique_ptr<unsigned char[]> out(object.process(&byte));
-  EXPECT_NE(out, nullptr);  // a picture of no bytes
+  EXPECT_NE(out, nullptr);  // an empty picture
 }
 
-// Frames of no bytes pass every check, however many rows or columns they say they have.
+// Empty frames pass every check, for any number of rows or columns.
 TEST(Process, FramesOfNoBytesCostNothing) {
   const auto begin = std::chrono::steady_clock::now();
   for (unsigned int format = 0; format < 3; ++format) {
@@ -334,17 +334,17 @@ TEST(Process, FramesOfNoBytesCostNothing) {
       EXPECT_NE(out, nullptr);
     }
   }
-  // Walking all those rows would take longer than this anywhere.
+  // Processing all those rows would take longer than this on any machine.
   EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::seconds(1));
 }
 
 struct wrapped_case {
   const char* what;
   watermark_config settings;
-  unsigned int frame_size;  // as 32 bits say
+  unsigned int frame_size;  // wrapped to 32 bits
 };
 
-// All of them pass the check in 32 bits; none may be blended.
+// All of them pass the check with 32 bits; none may be blended.
 const wrapped_case wrapped_cases[] = {
     {"left edge and width wrap to 0", {64, 32, 1, 4, 0xFFFFFFFF, 0, 100, 2, 1}, 6144},
     {"top edge and height wrap into the frame", {64, 32, 4, 40, 0, 0xFFFFFFE0, 100, 2, 1}, 6144},

@@ -6,7 +6,7 @@
 #include "tests/video/watermark/exact_blend.h"
 #include "video/watermark/watermark.h"
 
-/// The compositor computed a second time, pixel by pixel.
+/// A reference implementation of the compositor, pixel by pixel.
 namespace watermark_test {
 
 using bytes = std::vector<unsigned char>;
@@ -32,8 +32,8 @@ inline std::size_t alpha_bytes(const watermark_config& c) {
   return std::size_t{c.width} * c.height;
 }
 
-/// The frame with the image blended in by `alpha`, to which the opacity has been applied: where is
-/// the pixel, is the overlay there, and which alpha belongs to it.
+/// The frame with the image blended in with `alpha`, to which the opacity is already applied. For
+/// each pixel it computes its position, whether the overlay covers it, and its alpha.
 inline bytes reference(const watermark_config& c, const bytes& frame, const bytes& image,
                        const bytes& alpha) {
   std::vector<exact_blend> blends;
@@ -46,13 +46,13 @@ inline bytes reference(const watermark_config& c, const bytes& frame, const byte
     const unsigned int sx = plane == 0 ? 0 : shift_x(c);
     const unsigned int sy = plane == 0 ? 0 : shift_y(c);
     const std::size_t width = c.frame_width >> sx;
-    const std::size_t height = width == 0 ? 0 : c.frame_height >> sy;  // rows of nothing are many
+    const std::size_t height = width == 0 ? 0 : c.frame_height >> sy;  // skips empty rows
     const std::size_t overlay_width = c.width >> sx;
     const std::size_t overlay_height = c.height >> sy;
     const std::size_t left = c.x >> sx;
     const std::size_t top = c.y >> sy;
-    // From one row of the plane to the next the alpha walks over what its samples stepped, and over
-    // a whole alpha row more where rows are halved.
+    // From one row of the plane to the next, the alpha advances by the steps of its samples, and by
+    // one more alpha row if rows are halved.
     const std::size_t alpha_row = (overlay_width << sx) + (sy == 1 ? c.width : 0);
     for (std::size_t y = 0; y < height; ++y) {
       for (std::size_t x = 0; x < width; ++x) {

@@ -43,7 +43,7 @@ TEST(Artwork, EverySideIsTransparentForEightPixels) {
   }
 }
 
-// The samples of a picture file as libpng's own conversion gives them.
+// The samples of a picture file, converted by libpng.
 std::vector<unsigned char> grey_and_alpha(const std::string& path) {
   png_image image = {};
   image.version = PNG_IMAGE_VERSION;
@@ -63,7 +63,7 @@ TEST(Artwork, IsThePictureInTheTree) {
   }
 }
 
-// A picture for the tool to judge: grey 50, alpha 0, changed as a test needs it.
+// A picture for the tool: grey 50, alpha 0, modified by the tests.
 struct picture {
   unsigned int width = 800;
   unsigned int height = 186;
@@ -107,7 +107,7 @@ class EmbedArtwork : public testing::Test {
     ASSERT_NE(png_image_write_to_file(&image, png().c_str(), 0, p.samples.data(), 0, nullptr), 0);
   }
 
-  // Runs the tool; its exit status, and what it said in `said`.
+  // Runs the tool and returns its exit status; its output is in `said`.
   int run(const std::string& from, const std::string& to) {
     const std::string command = "'" EMBED_ARTWORK_TOOL "' '" + from + "' '" + to + "' 2>&1";
     std::FILE* const pipe = popen(command.c_str(), "r");

@@ -1,5 +1,5 @@
-// Prints what the built module makes of generated frames, a digest a case: the same lines on every
-// processor.
+// Prints digests of generated frames that the built module has marked, one per case: the same lines
+// on every processor.
 
 #include <cinttypes>
 #include <cstdint>

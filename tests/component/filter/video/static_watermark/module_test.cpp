@@ -1,5 +1,5 @@
-// The module as a file: what it exports, how its table of virtual functions lies, and that it comes
-// and goes.
+// Tests of the module's file: its exports, the layout of its table of virtual functions, loading
+// and unloading.
 
 #include <gtest/gtest.h>
 #include <sys/wait.h>
@@ -29,14 +29,14 @@ namespace {
 using test_host::module;
 using test_host::session;
 
-// A leak report cannot name the functions of a module that is gone, so `leaks.supp` cannot speak
-// for what the component leaves behind in these tests: within this scope leaks are allowed unnamed.
+// A leak report cannot name the functions of an unloaded module, so `leaks.supp` cannot suppress
+// the component's leaks in these tests: in this scope all leaks are allowed.
 class unlisted_leaks {
 #ifdef WITH_LEAK_CHECK
   __lsan::ScopedDisabler disabler_;
 #endif
  public:
-  unlisted_leaks() {}  // not defaulted: an unused object would be warned of
+  unlisted_leaks() {}  // not defaulted: the compiler would warn about an unused object
 };
 
 constexpr unsigned int iyuv = 0x49595556;
@@ -58,7 +58,7 @@ TEST(Module, ExportsTheFactoryAlone) {
 
 using slot = void*;
 
-// What the linker knows about a virtual function: the file that it lies in and its name there.
+// What the linker knows about a virtual function: its file and its name there.
 Dl_info found(slot function) {
   Dl_info info = {};
   EXPECT_NE(::dladdr(function, &info), 0);
@@ -90,7 +90,7 @@ TEST(Module, VirtualFunctionsStandInTheOrderOfTheContract) {
             13, "_ZN3QOR2CM24CMMultipleQueueComponent7runloopEPN7lumbase15object_refcountE"}}) {
     EXPECT_STREQ(found(table[f.index]).dli_sname, f.name) << "slot " << f.index;
   }
-  // Not slot 0: a destructor that adds nothing may be the base's own.
+  // Not slot 0: a destructor that adds nothing may be that of the base.
   for (const std::size_t own : {1, 3, 4, 8, 9, 10, 11, 14}) {
     EXPECT_NE(std::string(found(table[own]).dli_fname).find("static_watermark.so"),
               std::string::npos)
@@ -126,7 +126,7 @@ void load_use_and_unload() {
   EXPECT_EQ(s.output->frames.size(), 1U);
 }
 
-// What the module has `fork` do must go with the module.
+// The module's `fork` handlers must be removed when it is unloaded.
 void expect_fork_works() {
   const pid_t child = ::fork();
   if (child == 0) ::_exit(0);

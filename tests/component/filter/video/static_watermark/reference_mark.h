@@ -8,7 +8,7 @@
 #include "video/resize/qor_resize.h"
 #include "video/watermark/watermark.h"
 
-/// What the module is to make of a frame, put together from the engines.
+/// The expected result of the module, computed with the engines.
 namespace reference_mark {
 
 using bytes = std::vector<unsigned char>;
@@ -18,14 +18,13 @@ struct placement {
   std::int64_t x, y;
 };
 
-/// In whole numbers. Nine tenths of a width and 186 / 800 of a height are so far from the next
-/// whole number, unless they are one, that floating point cannot fall to its other side (up to
-/// 20000).
+/// In integers. Up to 20000, nine tenths of a width and 186 / 800 of a height are either integers
+/// or so far from the next integer that floating point cannot round them across it.
 inline placement place(std::int64_t frame_width, std::int64_t frame_height) {
   placement p = {};
   p.width = frame_width * 9 / 10;
   p.height = p.width * 186 / 800;
-  p.x = (frame_width - p.width) / 2;  // both toward zero
+  p.x = (frame_width - p.width) / 2;  // both truncated toward zero
   p.y = (frame_height - p.height) / 2;
   return p;
 }
@@ -52,7 +51,7 @@ inline std::size_t frame_bytes(std::size_t width, std::size_t height, unsigned i
   return width * height + 2 * ((width >> shift_x(format)) * (height >> shift_y(format)));
 }
 
-/// The frame with the artwork on it; the artwork has no colour.
+/// The frame with the artwork blended in; the artwork has no colour.
 inline bytes marked(bytes frame, unsigned int frame_width, unsigned int frame_height,
                     unsigned int format) {
   using ns_static_watermark::watermark_alpha;

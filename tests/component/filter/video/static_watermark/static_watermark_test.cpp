@@ -25,7 +25,7 @@ constexpr unsigned int y22p = 0x59323250;
 constexpr unsigned int y44p = 0x59343450;
 constexpr std::array<unsigned int, 3> fourccs = {iyuv, y22p, y44p};  // by compositor format
 
-// The component's members as they lie behind its base.
+// The component's members as they are laid out after its base.
 struct members {
   std::int32_t watermark_x;
   std::int32_t watermark_y;
@@ -69,7 +69,7 @@ bytes picture_of(const cm::VideoFrame& frame) {
   return bytes(frame.data(), frame.data() + frame.size());
 }
 
-// The module stays loaded, so that a report of what it leaves allocated can name its functions.
+// The module stays loaded, so that a leak report can name its functions.
 class StaticWatermark : public testing::Test {
  protected:
   static const module& library() {
@@ -79,7 +79,7 @@ class StaticWatermark : public testing::Test {
 
   void TearDown() override { EXPECT_EQ(counted::alive, 0); }
 
-  // Configures for a frame size and runs one picture through.
+  // Configures for a frame size and processes one picture.
   static bytes run(unsigned int width, unsigned int height, unsigned int format,
                    const bytes& picture) {
     session s(library(), width, height, fourccs[format]);
@@ -230,7 +230,7 @@ TEST_F(StaticWatermark, RejectsAFrameFlatterThanItsArtwork) {
   EXPECT_EQ(m.watermark_y, -54);
 }
 
-// 209 rows of artwork: a frame of 208 rows starts it at -0.5, which is 0, and is still too flat.
+// 209 rows of artwork: in a frame of 208 rows it starts at -0.5, truncated to 0, and does not fit.
 TEST_F(StaticWatermark, OneRowDecides) {
   session flat(library(), 1000, 208, y44p);
   expect_failure(configure_and_fail(flat), 203, "*** ERROR ***: Error configuring watermark.");
@@ -375,7 +375,7 @@ TEST_F(StaticWatermark, PassesFramesOnWithoutACompositor) {
   expect_passed_on(never_configured);
 }
 
-// Frames too large for the resizer, and widths of which nine tenths are no int any more.
+// Frames too large for the resizer, and widths of which nine tenths exceed int.
 TEST_F(StaticWatermark, PassesFramesOnWhenTheArtworkCannotBeScaled) {
   struct size {
     unsigned int width, height;

@@ -13,13 +13,13 @@
 
 #include "lib/cm/CMComponent.h"
 
-/// The least host that can drive the module: what it hands out says when it is destroyed, and what
-/// it is handed is kept for the test to see.
+/// A minimal host for the module: its objects report their destruction, and it keeps everything
+/// that the module puts on the output, for the test.
 namespace test_host {
 
 using bytes = std::vector<unsigned char>;
 
-/// Counts the objects that live, so that a test sees a reference that nobody gave back.
+/// Counts the existing objects, so that a test detects a reference that was not released.
 class counted {
  public:
   counted() { ++alive; }
@@ -41,7 +41,7 @@ class description final : public QOR::CM::RDescription {
   counted counted_;
 };
 
-/// A frame that the library behind the contract does not know and cannot make another one of.
+/// A frame of a type that the contract's library does not know and cannot create frames from.
 class foreign_frame final : public QOR::CM::RVideoFrame {
  public:
   explicit foreign_frame(bytes picture) : picture_(std::move(picture)) {}
@@ -82,7 +82,7 @@ class writer final : public QOR::CM::RQFrameWriter {
   std::function<void()> on_put;
 };
 
-/// Answers every key with `value`, or with the fallback when that is 0, and prints the question.
+/// Returns `value` for every key, or the fallback if `value` is 0, and prints the request.
 class configuration final : public QOR::CM::RFilterConfiguration {
  public:
   explicit configuration(unsigned int answer) : value(answer) {}
@@ -94,7 +94,7 @@ class configuration final : public QOR::CM::RFilterConfiguration {
   unsigned int value;
 };
 
-/// The loaded module; unloaded with the object.
+/// The loaded module; the destructor unloads it.
 class module {
  public:
   module() :handle_(::dlopen(STATIC_WATERMARK_MODULE, RTLD_NOW | RTLD_LOCAL)) {
@@ -123,7 +123,7 @@ class module {
   void* handle_;
 };
 
-/// A component between its queues.
+/// A component with its queues.
 struct session {
   session(const module& library, unsigned int width, unsigned int height, unsigned int fourcc)
       : input(new reader(width, height)),
