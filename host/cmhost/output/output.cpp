@@ -26,7 +26,7 @@ void refuseSamePlace(const OutputFile& one, const OutputFile& other, const std::
 
 Output::Output(const Options& options) : options_(options) {
   const OutputFile::Mode mode = {options.overwrite, options.keepPartial, options.synchronise};
-  const OutputFile::Mode besides = {options.overwrite, false, options.synchronise};
+  const OutputFile::Mode extraMode = {options.overwrite, false, options.synchronise};
   if (!options.toNowhere()) {
     if (!options.toStandardOutput()) refuseInput(options, options.output, "OUTPUT");
     file_ = std::make_unique<OutputFile>(options.output, mode);
@@ -36,12 +36,12 @@ Output::Output(const Options& options) : options_(options) {
   }
   if (!options.preview.empty()) {
     refuseInput(options, options.preview, "--preview");
-    preview_ = std::make_unique<Preview>(options.preview, besides);
+    preview_ = std::make_unique<Preview>(options.preview, extraMode);
     if (file_ != nullptr) refuseSamePlace(*file_, preview_->file(), "OUTPUT and --preview");
   }
   if (!options.hash.empty()) {
     refuseInput(options, options.hash, "--hash");
-    digests_ = std::make_unique<FrameDigests>(options.hash, besides);
+    digests_ = std::make_unique<FrameDigests>(options.hash, extraMode);
     if (file_ != nullptr) refuseSamePlace(*file_, digests_->file(), "OUTPUT and --hash");
     if (preview_ != nullptr)
       refuseSamePlace(preview_->file(), digests_->file(), "--preview and --hash");
