@@ -15,14 +15,9 @@ namespace cmhost {
 
 namespace {
 
-// Enough that no side waits for a thread switch; every queued frame costs its memory, as decoded
-// and as the module has it.
-std::size_t queuedFrames(const PictureLayout& layout, int width, int height) {
-  constexpr std::size_t most = 2;
-  constexpr std::size_t mostBytes = std::size_t{512} << 20;
-  const std::size_t frameBytes = std::size_t{2} * packedSize(layout, width, height);
-  return std::clamp<std::size_t>(mostBytes / frameBytes, 1, most);
-}
+// Each thread works on one frame while the next one waits. More frames cost memory and leave the
+// cache, which is slower.
+constexpr std::size_t queuedFrames = 1;
 
 // What a module may take for pictures of this size. The size is the input's word, and what a module
 // makes of a width alone has no bounds.
@@ -39,12 +34,11 @@ constexpr auto watchInterval = std::chrono::milliseconds(200);
 Pipeline::Pipeline(Input& input, FrameSource& frames, Module& module, Mode mode)
     : input_(input), frames_(frames), layout_(frames.layout()), module_(module), mode_(mode) {
   const AVFrame& like = frames.first();
-  const std::size_t most = queuedFrames(layout_, like.width, like.height);
   inputQueue_ =
       cm::InputQueue::create(cm::VideoDescription::create(static_cast<unsigned int>(like.width),
                                                           static_cast<unsigned int>(like.height)),
-                             most);
-  outputQueue_ = cm::OutputQueue::create(most);
+                             queuedFrames);
+  outputQueue_ = cm::OutputQueue::create(queuedFrames);
   threads_.reserve(3);
   module_.connect(inputQueue_, outputQueue_);
 }
@@ -152,7 +146,7 @@ void Pipeline::decodingThread() {
   try {
     while (FramePtr frame = frames_.next()) {
       if (!inputQueue_->frames().put(
-              packFrame(std::move(frame), layout_, framesGiven_, mode_.keepOriginals)))
+              packFrame(std::move(frame), layout_, framesGiven_, mode_.keepOriginals, pictures_)))
         return;
       ++framesGiven_;
     }

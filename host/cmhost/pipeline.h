@@ -5,11 +5,13 @@
 #include <cstdint>
 #include <exception>
 #include <functional>
+#include <memory>
 #include <mutex>
 #include <thread>
 #include <vector>
 
 #include "host/cm/frame_queue.h"
+#include "host/cm/picture_pool.h"
 #include "host/cmhost/frame_source.h"
 #include "host/cmhost/input/input.h"
 #include "host/cmhost/module/module.h"
@@ -75,6 +77,7 @@ class Pipeline {
   ConfigurationKeys keys_;
   std::chrono::steady_clock::time_point began_;
 
+  const std::shared_ptr<cm::PicturePool> pictures_ = cm::PicturePool::create();
   QOR::RPtr<cm::InputQueue> inputQueue_;
   QOR::RPtr<cm::OutputQueue> outputQueue_;
 

@@ -67,17 +67,35 @@ bool keepsAnyTime(const AVOutputFormat& container) {
                      [&](const char* name) { return std::strcmp(container.name, name) == 0; });
 }
 
-// Other encoders may read slightly past the end of a row, which is safe only in frames allocated by
-// the media library.
-bool readsRowsOnly(AVCodecID codec) {
+bool readsPictureOnly(AVCodecID codec) {
   return codec == AV_CODEC_ID_RAWVIDEO || codec == AV_CODEC_ID_WRAPPED_AVFRAME ||
          codec == AV_CODEC_ID_FFV1;
 }
 
-FramePtr withPaddedRows(const AVFrame& frame) {
+// Other encoders may read past the end of a picture, as far as the smallest padding that the media
+// library allocates.
+bool isPadded(const AVFrame& frame) {
+  constexpr std::ptrdiff_t leastPadding = 32;
+  const auto format = static_cast<AVPixelFormat>(frame.format);
+  const AVPixFmtDescriptor& descriptor = *av_pix_fmt_desc_get(format);
+  for (int plane = 0; plane < av_pix_fmt_count_planes(format); ++plane) {
+    const AVBufferRef* const buffer =
+        av_frame_get_plane_buffer(const_cast<AVFrame*>(&frame), plane);
+    if (buffer == nullptr) return false;
+    const bool isChroma = plane == 1 || plane == 2;
+    const int height =
+        isChroma ? AV_CEIL_RSHIFT(frame.height, descriptor.log2_chroma_h) : frame.height;
+    const std::ptrdiff_t bytes = static_cast<std::ptrdiff_t>(frame.linesize[plane]) * height;
+    const std::uint8_t* const bufferEnd = buffer->data + buffer->size;
+    if (bufferEnd - frame.data[plane] < bytes + leastPadding) return false;
+  }
+  return true;
+}
+
+FramePtr withPadding(const AVFrame& frame) {
   FramePtr copy = emptyFrameLike(frame);
   allocatePicture(*copy);
-  av_frame_copy(copy.get(), &frame);
+  if (av_frame_copy(copy.get(), &frame) < 0) throw std::bad_alloc();
   return copy;
 }
 
@@ -202,7 +220,7 @@ void Encoder::open(const Options& options) {
 }
 
 void Encoder::encode(FramePtr frame) {
-  if (!readsRowsOnly(codec_->id)) frame = withPaddedRows(*frame);
+  if (!readsPictureOnly(codec_->id) && !isPadded(*frame)) frame = withPadding(*frame);
   frame->pict_type = AV_PICTURE_TYPE_NONE;  // let the encoder choose, whatever the decoder set
   frame->format = encoder_->pix_fmt;        // may be the full-range variant (YUVJ)
   const std::int64_t exact = frame->pts;

@@ -66,8 +66,9 @@ void releaseFrame(void* kept, std::uint8_t* /*data*/) {
 void referTo(const cm::VideoFrame& frame, const PictureLayout& layout, AVFrame& to) {
   auto kept = std::make_unique<QOR::RPtr<const QOR::CM::RFrame>>(
       static_cast<const QOR::CM::RFrame*>(&frame));
-  to.buf[0] = av_buffer_create(frame.data(), frame.size(), &releaseFrame, kept.get(),
-                               AV_BUFFER_FLAG_READONLY);
+  const std::size_t bytes = frame.size() + (frame.isPadded() ? cm::PicturePool::padding : 0);
+  to.buf[0] =
+      av_buffer_create(frame.data(), bytes, &releaseFrame, kept.get(), AV_BUFFER_FLAG_READONLY);
   if (to.buf[0] == nullptr) throw std::bad_alloc();
   static_cast<void>(kept.release());  // owned by the buffer now
   std::uint8_t* next = frame.data();
@@ -94,7 +95,8 @@ unsigned int packedSize(const PictureLayout& layout, int width, int height) {
 }
 
 QOR::RPtr<cm::VideoFrame> packFrame(FramePtr decoded, const PictureLayout& layout,
-                                    std::int64_t number, bool keepPicture) {
+                                    std::int64_t number, bool keepPicture,
+                                    std::shared_ptr<cm::PicturePool> pool) {
   const AVFrame& from = *decoded;
   const unsigned int bytes = packedSize(layout, from.width, from.height);
   const bool attachPicture = keepPicture || !sameChroma(layout, from.width, from.height);
@@ -102,8 +104,10 @@ QOR::RPtr<cm::VideoFrame> packFrame(FramePtr decoded, const PictureLayout& layou
   const DecodedFrame::Pointer properties =
       attachPicture ? owner : DecodedFrame::Pointer(new DecodedFrame(emptyFrameLike(from), number));
   if (isPacked(from, layout))
-    return cm::VideoFrame::wrap(layout.fourcc, bytes, from.data[0], properties, owner);
-  QOR::RPtr<cm::VideoFrame> frame = cm::VideoFrame::create(layout.fourcc, bytes, properties);
+    return cm::VideoFrame::wrap(layout.fourcc, bytes, from.data[0], properties, owner,
+                                std::move(pool));
+  QOR::RPtr<cm::VideoFrame> frame =
+      cm::VideoFrame::create(layout.fourcc, bytes, properties, std::move(pool));
   unsigned char* to = frame->data();
   for (int plane = 0; plane < 3; ++plane) {
     const PlaneSize size = modulePlane(layout, from.width, from.height, plane);

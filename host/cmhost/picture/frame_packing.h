@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <memory>
 
 #include "host/cm/video_frame.h"
 #include "host/cmhost/picture/picture_layout.h"
@@ -14,10 +15,12 @@ unsigned int packedSize(const PictureLayout& layout, int width, int height);
 
 /// Creates a frame for the component, packed as the contract defines, with the properties of the
 /// decoded frame and the caller's `number` attached. A frame that is already packed is not copied.
-/// With `keepPicture`, the decoded pixel data stays attached too; otherwise it is released as soon
-/// as nothing uses it.
-QOR::RPtr<cm::VideoFrame> packFrame(FramePtr decoded, const PictureLayout& layout,
-                                    std::int64_t number = 0, bool keepPicture = false);
+/// Its memory, and that of the frames that the component creates from it, comes from `pool`. With
+/// `keepPicture`, the decoded pixel data stays attached too; otherwise it is released as soon as
+/// nothing uses it.
+QOR::RPtr<cm::VideoFrame> packFrame(
+    FramePtr decoded, const PictureLayout& layout, std::int64_t number = 0,
+    bool keepPicture = false, std::shared_ptr<cm::PicturePool> pool = cm::PicturePool::create());
 
 /// Creates a frame for the encoder from a frame returned by the component, with the properties of
 /// the decoded frame that it was created from. Files round chroma sizes up and the contract rounds

@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 
 #include "host/cm/bounded_queue.h"
+#include "host/cm/picture_pool.h"
 #include "tests/support/failing_allocator.h"
 
 namespace {
@@ -15,6 +16,17 @@ TEST(QueueMemory, EndsWithoutAny) {
   EXPECT_EQ(fail_allocation(0, [&] { queue.finish(); }), allocation_outcome::not_reached);
   EXPECT_EQ(fail_allocation(0, [&] { queue.abandon(); }), allocation_outcome::not_reached);
   EXPECT_EQ(queue.size(), 0U);
+}
+
+TEST(PicturePoolMemory, EveryAllocationMayFail) {
+  const auto allocations = test_support::fail_every_allocation([](std::size_t index) {
+    return fail_allocation(index, [] {
+      const auto pool = cm::PicturePool::create();
+      const auto first = pool->take(8);
+      const auto second = pool->take(8);
+    });
+  });
+  EXPECT_GE(allocations, 2U);
 }
 
 }  // namespace

@@ -1,5 +1,9 @@
 #include "host/cmhost/picture/frame_packing.h"
 
+extern "C" {
+#include <libavutil/pixdesc.h>
+}
+
 #include <gtest/gtest.h>
 
 #include <vector>
@@ -46,6 +50,14 @@ FramePtr decodedFrame(const PictureLayout& layout, int width, int height) {
   return frame;
 }
 
+// The bytes that may be read after the last plane.
+std::ptrdiff_t paddingOf(const AVFrame& frame) {
+  const AVPixFmtDescriptor& format = *av_pix_fmt_desc_get(static_cast<AVPixelFormat>(frame.format));
+  const AVBufferRef* const buffer = av_frame_get_plane_buffer(const_cast<AVFrame*>(&frame), 2);
+  const int rows = -((-frame.height) >> format.log2_chroma_h);
+  return buffer->data + buffer->size - (frame.data[2] + frame.linesize[2] * rows);
+}
+
 class FramePacking : public testing::TestWithParam<const char*> {
  protected:
   const PictureLayout& layout_ = *cmhost::layoutOfFourcc(cmhost::fourccOf(GetParam()));
@@ -71,6 +83,7 @@ TEST_P(FramePacking, PlanesRoundDownOnTheWayInAndUpOnTheWayOut) {
           QOR::CM::RVideoFrame::createWithData(packed.get(), layout_.fourcc, packed->size(),
                                                expected.data(), 0, QOR::ConstructionCopyData));
       const FramePtr unpacked = unpackFrame(put.get(), layout_);
+      EXPECT_GE(paddingOf(*unpacked), 32);
       EXPECT_EQ(unpacked->pts, 1234);
       EXPECT_TRUE(cmhost::isInterlacedFrame(*unpacked));
       EXPECT_TRUE(cmhost::isTopFieldFirst(*unpacked));
