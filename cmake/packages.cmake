@@ -29,7 +29,7 @@ file(WRITE "${CMAKE_CURRENT_BINARY_DIR}/packaging/shlibs"
 set(CPACK_DEBIAN_PROGRAM_DESCRIPTION
 "run videos through filter modules, such as a watermark
 cmhost decodes a video, runs every frame through a filter module and writes
-the result; sound and other streams are copied. It works on files and in pipes.
+the result; audio and other streams are copied. It works on files and in pipes.
 .
 The included module stamps a fixed mark on every frame. The same frames give
 the same bytes on every machine.")
