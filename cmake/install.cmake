@@ -17,7 +17,8 @@ set(CM_PKG_CONFIG_FILES cm_contract signal_primitives video_resize video_waterma
 if(CM_BUILD_HOST)
   list(APPEND CM_PUBLIC_HEADERS
     host/cm/bounded_queue.h host/cm/filter_configuration.h host/cm/frame_queue.h
-    host/cm/loop_context.h host/cm/video_description.h host/cm/video_frame.h)
+    host/cm/loop_context.h host/cm/picture_pool.h host/cm/video_description.h
+    host/cm/video_frame.h)
   list(APPEND CM_PKG_CONFIG_FILES cm)
 endif()
 

@@ -16,6 +16,7 @@
 
 #include "host/cm/filter_configuration.h"
 #include "host/cm/frame_queue.h"
+#include "host/cm/picture_pool.h"
 #include "host/cm/video_description.h"
 #include "host/cm/video_frame.h"
 #include "lib/cm/CMComponent.h"
@@ -115,8 +116,9 @@ void run(const char* path) {
   };
 
   std::fprintf(video.get(), "%s\n", header.c_str());
+  const auto pictures = cm::PicturePool::create();  // all frames reuse its memory
   while (line().compare(0, 5, "FRAME") == 0) {
-    const auto frame = cm::VideoFrame::create(iyuv, size.bytes(), nullptr);
+    const auto frame = cm::VideoFrame::create(iyuv, size.bytes(), nullptr, pictures);
     if (!std::cin.read(reinterpret_cast<char*>(frame->data()), size.bytes()))
       throw std::runtime_error("the input ends within a frame");
     input->frames().put(frame);
