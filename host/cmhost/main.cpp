@@ -12,6 +12,7 @@
 #include "host/cmhost/options.h"
 #include "host/cmhost/run.h"
 #include "host/cmhost/support/av.h"
+#include "host/cmhost/support/av_log.h"
 #include "host/cmhost/support/failure.h"
 #include "host/cmhost/support/interruption.h"
 #include "host/cmhost/support/messages.h"

@@ -1,5 +1,6 @@
 #include "host/cmhost/input/decoder.h"
 
+#include "host/cmhost/support/av_log.h"
 #include "host/cmhost/support/failure.h"
 
 namespace cmhost {

@@ -7,6 +7,7 @@
 #include <utility>
 
 #include "host/cmhost/input/demuxer.h"
+#include "host/cmhost/support/av_log.h"
 #include "host/cmhost/support/failure.h"
 #include "host/cmhost/support/interruption.h"
 #include "host/cmhost/support/messages.h"
@@ -18,10 +19,6 @@ namespace {
 bool isPicture(const AVStream& stream) {
   return stream.codecpar->codec_type == AVMEDIA_TYPE_VIDEO &&
          (stream.disposition & AV_DISPOSITION_ATTACHED_PIC) == 0;
-}
-
-std::string incompletePacket(const AVPacket& packet) {
-  return "a packet of stream " + std::to_string(packet.stream_index) + " is incomplete";
 }
 
 }  // namespace
@@ -109,8 +106,8 @@ FramePtr Input::decodeFrame() {
       feedDecoder();
     } else if (result < 0) {
       skipOrFail(avErrorReason(result));
-    } else if (frame->decode_error_flags != 0 || (frame->flags & AV_FRAME_FLAG_CORRUPT) != 0) {
-      skipOrFail("a picture is incomplete");
+    } else if (const std::string damage = Integrity::flagged(*frame); !damage.empty()) {
+      skipOrFail(damage);
     } else {
       memory_.check(frame->width, frame->height);
       integrity_.addPicture(*frame);
@@ -147,33 +144,20 @@ void Input::feedDecoder() {
       return;
     }
     if (result < 0) failDamaged(references_.withHint(avErrorReason(result)));
-    if (endsWhileGrowing && isLeftOut()) {
+    if (endsWhileGrowing && integrity_.dropsTruncated(*packet_)) {
       av_packet_unref(packet_.get());
       continue;
     }
     const bool isVideo = packet_->stream_index == video_->index;
     const bool isAdmitted = isVideo && beginning_.admits(*packet_);
-    const bool whole = (packet_->flags & AV_PKT_FLAG_CORRUPT) == 0;
-    if (!whole) skipOrFail(incompletePacket(*packet_));
+    const std::string damage = Integrity::flagged(*packet_);
+    if (!damage.empty()) skipOrFail(damage);
     if (isAdmitted) break;
-    if (whole && !isVideo) passOn();
+    if (damage.empty() && !isVideo) passOn();
     av_packet_unref(packet_.get());
   }
   sendToDecoder(packet_.get());
   av_packet_unref(packet_.get());
-}
-
-// The last packet of a stream may be cut where the file grows; one before it may not.
-bool Input::isLeftOut() {
-  const int stream = packet_->stream_index;
-  if (leftOut_.count(stream) != 0) failDamaged(incompletePacket(*packet_));
-  const bool isVideo = stream == video_->index;
-  const bool isWhole =
-      (packet_->flags & AV_PKT_FLAG_CORRUPT) == 0 && (!isVideo || integrity_.lastPacketIsWhole());
-  if (isWhole) return false;
-  if (isVideo) integrity_.leaveOutLastPacket();
-  leftOut_.insert(stream);
-  return true;
 }
 
 void Input::skipOrFail(const std::string& what) {
@@ -202,11 +186,10 @@ void Input::passOnRest() {
     const bool isVideo = packet_->stream_index == video_->index;
     const bool isBehind =
         isVideo && packet_->dts != AV_NOPTS_VALUE && packet_->dts > nextPts_ + behind;
-    const bool isCut = (packet_->flags & AV_PKT_FLAG_CORRUPT) != 0;
-    if (!isVideo && !stopped_ && isCut && !endsWhileGrowing)
-      failDamaged(incompletePacket(*packet_));
+    const std::string damage = Integrity::flagged(*packet_);
+    if (!isVideo && !stopped_ && !endsWhileGrowing) failIf(damage);
     const AVRational timeBase = format_->streams[packet_->stream_index]->time_base;
-    if (!isVideo && !stopped_ && !isCut && packet_->pts != AV_NOPTS_VALUE &&
+    if (!isVideo && !stopped_ && damage.empty() && packet_->pts != AV_NOPTS_VALUE &&
         av_compare_ts(packet_->pts, timeBase, nextPts_, video_->time_base) < 0)
       passOn();
     av_packet_unref(packet_.get());

@@ -2,7 +2,6 @@
 
 #include <cstdint>
 #include <optional>
-#include <set>
 #include <string>
 
 #include "host/cmhost/input/beginning.h"
@@ -62,7 +61,6 @@ class Input {
   void feedDecoder();
   void sendToDecoder(const AVPacket* packet);
   void stopReading();
-  bool isLeftOut();
   void skipOrFail(const std::string& what);
   void passOn();
   void passOnRest();
@@ -85,7 +83,6 @@ class Input {
   OtherPackets others_;
   PacketPtr packet_;
   bool stopped_ = false;
-  std::set<int> leftOut_;  ///< streams whose last packet has been left out
   std::int64_t decodedFrames_ = 0;
   std::int64_t nextPts_ = 0;     ///< in the file, for a frame without a time stamp
   double lastFrameSeconds_ = 0;  ///< of the last frame decoded, in the file

@@ -16,6 +16,7 @@ extern "C" {
 #include <utility>
 #include <vector>
 
+#include "host/cmhost/support/av_log.h"
 #include "host/cmhost/support/failure.h"
 
 namespace cmhost {

@@ -11,6 +11,7 @@ extern "C" {
 #include <iterator>
 #include <utility>
 
+#include "host/cmhost/support/av_log.h"
 #include "host/cmhost/support/dictionary.h"
 #include "host/cmhost/support/failure.h"
 #include "host/cmhost/support/messages.h"

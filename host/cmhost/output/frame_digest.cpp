@@ -4,6 +4,7 @@ extern "C" {
 #include <libavutil/imgutils.h>
 }
 
+#include "host/cmhost/support/av_log.h"
 #include "host/cmhost/support/failure.h"
 
 namespace cmhost {

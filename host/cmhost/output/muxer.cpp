@@ -10,6 +10,7 @@ extern "C" {
 #include <cstring>
 
 #include "host/cmhost/picture/rotation.h"
+#include "host/cmhost/support/av_log.h"
 #include "host/cmhost/support/failure.h"
 #include "host/cmhost/support/messages.h"
 

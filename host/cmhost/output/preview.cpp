@@ -1,6 +1,7 @@
 #include "host/cmhost/output/preview.h"
 
 #include "host/cmhost/picture/format_converter.h"
+#include "host/cmhost/support/av_log.h"
 #include "host/cmhost/support/failure.h"
 
 namespace cmhost {

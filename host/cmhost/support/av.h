@@ -47,40 +47,7 @@ FramePtr emptyFrameLike(const AVFrame& like);
 /// Allocates the pixel data of a frame whose size and pixel format are set. Throws
 /// `std::bad_alloc`.
 void allocatePicture(AVFrame& frame);
+
 inline PacketPtr newPacket() { return orThrow<PacketPtr>(av_packet_alloc()); }
-
-/// Captures the log of the media libraries: it is no longer printed, and the last error is kept.
-void captureAvLog();
-
-/// A line logged by the media libraries: a warning, an error or a repair.
-struct AvLogLine {
-  int level = 0;  ///< AV_LOG_WARNING or worse, unless it is a repair
-  AVClassCategory category = AV_CLASS_CATEGORY_NA;
-  bool isRepair = false;  ///< lost data was concealed or dropped
-  std::string text;       ///< with the name of the logging object in front, without a line end
-};
-
-/// Receives the log of the media libraries during its lifetime. Only one at a time.
-class AvLogListener {
- public:
-  AvLogListener();
-  virtual ~AvLogListener();
-  AvLogListener(const AvLogListener&) = delete;
-  AvLogListener& operator=(const AvLogListener&) = delete;
-
-  /// Called from any thread, one call at a time. Must not call the media libraries.
-  virtual void logged(const AvLogLine& line) = 0;
-
- protected:
-  /// Stops calls of `logged`. For destructors.
-  void stopListening();
-};
-
-/// Describes an error code of the media libraries, together with the last error that they logged,
-/// which often names the cause. Clears that error.
-std::string avErrorReason(int error);
-
-/// The same for a codec that cannot be opened, often because a thread cannot be started.
-std::string openErrorReason(int error);
 
 }  // namespace cmhost

@@ -69,12 +69,20 @@ void Integrity::begin(const AVFormatContext& format, const AVStream& video) {
 // came from a look at the first packets, which are decoded again.
 bool Integrity::isDamage(const AvLogLine& line) const {
   const bool isError = line.level <= AV_LOG_ERROR && !isHarmless(line);
-  if (line.category == AV_CLASS_CATEGORY_DEMUXER) return isError || line.isRepair;
+  if (line.category == AV_CLASS_CATEGORY_DEMUXER) return isError || line.isDetail;
   if (line.category == AV_CLASS_CATEGORY_NA || line.category == AV_CLASS_CATEGORY_BITSTREAM_FILTER)
     return isError && readingThread_ == std::this_thread::get_id();
   if (line.category != AV_CLASS_CATEGORY_DECODER || !decoding_) return false;
   const bool lacksEnd = line.text.find("EOI missing") != std::string::npos;
-  return isError || line.isRepair || (lacksEnd && endsWithPicture_);
+  return isError || line.isDetail || (lacksEnd && endsWithPicture_);
+}
+
+// Repairs: some decoders and demuxers do not log them as errors.
+bool Integrity::isDetail(const char* format) const {
+  static constexpr const char* repairs[] = {"concealing ", "freeing incomplete packet"};
+  return std::any_of(std::begin(repairs), std::end(repairs), [format](const char* repair) {
+    return std::strncmp(format, repair, std::strlen(repair)) == 0;
+  });
 }
 
 void Integrity::logged(const AvLogLine& line) {
@@ -104,18 +112,42 @@ std::string Integrity::reported() {
   return atEnd;
 }
 
-bool Integrity::lastPacketIsWhole() {
+std::string Integrity::flagged(const AVPacket& packet) {
+  if ((packet.flags & AV_PKT_FLAG_CORRUPT) == 0) return "";
+  return "incomplete packet in stream " + std::to_string(packet.stream_index);
+}
+
+std::string Integrity::flagged(const AVFrame& frame) {
+  const bool isDamaged =
+      frame.decode_error_flags != 0 || (frame.flags & AV_FRAME_FLAG_CORRUPT) != 0;
+  return isDamaged ? "incomplete frame" : "";
+}
+
+bool Integrity::dropsTruncated(const AVPacket& packet) {
+  if (droppedStreams_.count(packet.stream_index) != 0) {
+    const std::lock_guard<std::mutex> lock(mutex_);
+    reported_ = "incomplete packet in stream " + std::to_string(packet.stream_index);
+    return true;
+  }
+  if (isComplete(packet)) return false;
+  droppedStreams_.insert(packet.stream_index);
+  if (packet.stream_index == video_->index) {
+    awaited_.erase(packetPts_);
+    lastPicture_.leaveOut();
+  }
+  return true;
+}
+
+// Of the video, as far as the container or a test decode can tell; not when neither can.
+bool Integrity::isComplete(const AVPacket& packet) {
+  if (!flagged(packet).empty()) return false;
+  if (packet.stream_index != video_->index) return true;
   tryingThread_ = std::this_thread::get_id();
   trialFailed_ = false;
   const bool isDecoded = lastPicture_.decodes([this](bool counts) { trialCounts_ = counts; });
   const bool isWhole = isDecoded && !trialFailed_ && !lastPicture_.isCut(LastPicture::Threads::own);
   tryingThread_ = std::thread::id();
   return isWhole;
-}
-
-void Integrity::leaveOutLastPacket() {
-  awaited_.erase(packetPts_);
-  lastPicture_.leaveOut();
 }
 
 void Integrity::addPacket(const AVPacket& packet) {

@@ -12,6 +12,7 @@
 #include "host/cmhost/input/integrity/last_picture.h"
 #include "host/cmhost/input/integrity/packet_count.h"
 #include "host/cmhost/support/av.h"
+#include "host/cmhost/support/av_log.h"
 
 namespace cmhost {
 
@@ -53,12 +54,15 @@ class Integrity final : public AvLogListener {
   /// Reads the next packet of any stream, as `av_read_frame` does.
   int readPacket(AVFormatContext& format, AVPacket& packet);
 
-  /// Whether the last packet of the video is complete, as far as its container or decoding it on
-  /// its own can tell. False when neither can. On the thread that reads, without a `Reading`.
-  bool lastPacketIsWhole();
+  /// The damage that the demuxer or the decoder has flagged; empty when there is none.
+  static std::string flagged(const AVPacket& packet);
+  static std::string flagged(const AVFrame& frame);
 
-  /// The last packet of the video will not be decoded.
-  void leaveOutLastPacket();
+  /// Call it with the packet read last, of any stream, where the file ends and is growing. Returns
+  /// true if the packet is truncated and must be dropped: each stream may end with one. If a packet
+  /// of the stream was dropped before, that one was damaged, which `reported` will return. Call it
+  /// on the reading thread, outside a `Reading`.
+  bool dropsTruncated(const AVPacket& packet);
 
   /// The decoder has given a picture.
   void addPicture(const AVFrame& picture);
@@ -78,10 +82,12 @@ class Integrity final : public AvLogListener {
   /// Pictures from before the first whole one, which refer to what the input does not hold.
   std::int64_t picturesBeforeFirst() const;
 
+  bool isDetail(const char* format) const override;
   void logged(const AvLogLine& line) override;
 
  private:
   bool isDamage(const AvLogLine& line) const;
+  bool isComplete(const AVPacket& packet);
   void addPacket(const AVPacket& packet);
   std::set<std::int64_t>::const_iterator firstDue() const;
   std::string missingTime() const;
@@ -109,6 +115,7 @@ class Integrity final : public AvLogListener {
   std::int64_t timesEnd_ = 0;                  ///< when the last packet ends, in microseconds
   int packetBytes_ = 0;                        ///< of the last packet of the video
   std::int64_t packetPts_ = AV_NOPTS_VALUE;    ///< of the same
+  std::set<int> droppedStreams_;               ///< streams whose last packet was dropped
   LastPicture lastPicture_;
   HiddenPictures hiddenPictures_;
   PacketCount packetCount_;
