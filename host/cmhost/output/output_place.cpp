@@ -98,6 +98,8 @@ std::optional<OutputPlace> findPlace(const std::string& path) {
   if (exists && ::fstat(there.number(), &status) != 0) failWriting(path, errno);
   if (exists && S_ISDIR(status.st_mode))
     throw Failure(path + " is a directory; name a file to write");
+  if (exists && S_ISSOCK(status.st_mode))
+    throw Failure(path + ": is a socket; give the name of a file, a pipe or a device");
 
   // Link by link: where a link without a target leads, the system says only by making a file there.
   OutputPlace place = openPlace(path, path);

@@ -4,7 +4,9 @@
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sys/inotify.h>
+#include <sys/socket.h>
 #include <sys/stat.h>
+#include <sys/un.h>
 #include <unistd.h>
 
 #include <filesystem>
@@ -155,6 +157,21 @@ TEST_F(OutputPlaceTest, EveryErrorIsReportedAsItIs) {
   expectRefused(folder / "file/new.nut", ": cannot write: Not a directory");
   expectRefused(folder / "loop", ": cannot write: Too many levels of symbolic links");
   expectRefused(folder / std::string(256, 'a'), ": cannot write: File name too long");
+}
+
+// Opening one fails with the error of a pipe without a reader, for which the program would wait.
+TEST_F(OutputPlaceTest, ASocketIsRefused) {
+  const int listener = ::socket(AF_UNIX, SOCK_STREAM, 0);
+  sockaddr_un address = {};
+  address.sun_family = AF_UNIX;
+  const std::string name = folder / "socket";
+  ASSERT_LT(name.size(), sizeof address.sun_path);
+  name.copy(address.sun_path, name.size());
+  ASSERT_EQ(::bind(listener, reinterpret_cast<const sockaddr*>(&address), sizeof address), 0);
+  fs::create_symlink("socket", folder / "link");
+  expectRefused(name, ": is a socket; give the name of a file, a pipe or a device");
+  expectRefused(folder / "link", ": is a socket; give the name of a file, a pipe or a device");
+  ::close(listener);
 }
 
 TEST_F(OutputPlaceTest, WhatMayNotBeSeenIsNotMissing) {
