@@ -19,8 +19,8 @@ namespace {
 // cache, which is slower.
 constexpr std::size_t queuedFrames = 1;
 
-// What a module may take for pictures of this size. The size is the input's word, and what a module
-// makes of a width alone has no bounds.
+// Memory that a module may allocate while it is configured. The frame size comes from the input and
+// may be huge.
 std::int64_t configuringBytes(int width, int height) {
   constexpr std::int64_t bytesPerPixel = 32;
   constexpr std::int64_t leastBytes = std::int64_t{256} << 20;
@@ -168,14 +168,14 @@ void Pipeline::encodingThread() {
     if (failure_ != nullptr) return;
   }
   if (framesPut_ == 0 && framesGiven_ > 0)
-    module_.fail("the module put none of the " + framesText(framesGiven_) + " that it was given");
+    module_.fail("the module returned none of the " + framesText(framesGiven_));
   output_->endFrames();
   const std::lock_guard<std::mutex> lock(mutex_);
   finished_ = true;
   changed_.notify_all();
 }
 
-// Each frame comes out once and in its order: the containers could not tell the others apart.
+// The module must return each frame once and in order: containers store frames in order.
 FramePtr Pipeline::unpack(const QOR::CM::RFrame* put) {
   FramePtr frame;
   try {
@@ -184,9 +184,10 @@ FramePtr Pipeline::unpack(const QOR::CM::RFrame* put) {
     throw Failure(module_.path() + ": " + failure.what());
   }
   const std::int64_t number = frameNumberOf(*put);
-  if (number == lastPut_) module_.fail("the module put frame " + std::to_string(number) + " twice");
+  if (number == lastPut_)
+    module_.fail("the module returned frame " + std::to_string(number) + " twice");
   if (number < lastPut_)
-    module_.fail("the module put frame " + std::to_string(number) + " after frame " +
+    module_.fail("the module returned frame " + std::to_string(number) + " after frame " +
                  std::to_string(lastPut_));
   lastPut_ = number;
   ++framesPut_;

@@ -20,18 +20,19 @@
 
 namespace cmhost {
 
-/// The threads of a run and the queues between them. The first failure of any thread ends them all.
+/// The threads of a run and the queues between them. A failure in any thread stops all of them.
 class Pipeline {
  public:
   struct Mode {
-    bool finishAfterDamage;  ///< frames from before a failure of the input are still finished
-    bool keepOriginals;      ///< the output gets the unmarked pictures too
+    bool finishAfterDamage;  ///< after an input error, finish the frames decoded so far
+    bool keepOriginals;      ///< pass the unfiltered frames to the output as well
   };
 
-  /// None of the arguments is copied; all must live longer. `frames` must still hold its first.
+  /// Keeps references to all arguments, which must outlive it. The first frame of `frames` must not
+  /// have been taken yet.
   Pipeline(Input& input, FrameSource& frames, Module& module, Mode mode);
 
-  /// Ends the threads.
+  /// Stops the threads.
   ~Pipeline();
 
   Pipeline(const Pipeline&) = delete;
@@ -41,16 +42,17 @@ class Pipeline {
   /// component's own message.
   void configure(ConfigurationKeys keys);
 
-  /// Starts decoding and encoding and returns when every frame has gone to `output`. `watch` is
-  /// called from time to time. Throws the first `Failure`. Then, too, no thread uses `output` any
-  /// more.
+  /// Starts decoding and encoding. Returns when all frames have been passed to `output`. Calls
+  /// `watch` periodically. Throws the first `Failure`. When it returns or throws, no thread uses
+  /// `output` any more.
   void run(Output& output, const std::function<void()>& watch);
 
-  /// Frames that the component was given and that it put, when `run` has returned.
+  /// The number of frames passed to the component and returned by it. Valid after `run`.
   std::int64_t framesGiven() const { return framesGiven_; }
   std::int64_t framesPut() const { return framesPut_; }
 
-  /// Which part of the time since `run` began each thread was at work and not waiting for another.
+  /// The fraction of the time since the start of `run` during which each thread was busy, not
+  /// waiting for another thread.
   struct Shares {
     double reading;
     double component;
@@ -81,8 +83,8 @@ class Pipeline {
   QOR::RPtr<cm::InputQueue> inputQueue_;
   QOR::RPtr<cm::OutputQueue> outputQueue_;
 
-  std::int64_t framesGiven_ = 0;  ///< of the decoding thread
-  std::int64_t framesPut_ = 0;    ///< of the encoding thread
+  std::int64_t framesGiven_ = 0;  ///< used by the decoding thread
+  std::int64_t framesPut_ = 0;    ///< used by the encoding thread
   std::int64_t lastPut_ = -1;     ///< number of the frame
 
   std::mutex mutex_;
@@ -91,7 +93,7 @@ class Pipeline {
   bool configured_ = false;
   bool finished_ = false;
   std::exception_ptr failure_;
-  std::exception_ptr damage_;  ///< of the input, to be told when its frames are finished
+  std::exception_ptr damage_;  ///< input error, reported after the remaining frames
   std::vector<std::thread> threads_;
 };
 

@@ -13,7 +13,8 @@ void refuseDamage(AVCodecContext& decoder) {
       decoder.err_recognition |= AV_EF_EXPLODE;
       break;
     case AV_CODEC_ID_MPEG4:
-      // With a thread a frame, the mark may come after the frame; and it aborts when asked to fail.
+      // With frame threads, a frame may be flagged after it was returned; with AV_EF_EXPLODE this
+      // decoder aborts.
       decoder.thread_type = FF_THREAD_SLICE;
       break;
     default:
@@ -25,8 +26,7 @@ Decoder::Decoder(const std::string& input, const AVStream& video, MemoryLimits& 
   const AVCodecParameters& parameters = *video.codecpar;
   const AVCodec* const codec = avcodec_find_decoder(parameters.codec_id);
   if (codec == nullptr)
-    throw Failure(input + ": no decoder for video of the kind " +
-                  avcodec_get_name(parameters.codec_id));
+    throw Failure(input + ": no decoder for codec " + avcodec_get_name(parameters.codec_id));
   context_ = orThrow<CodecPtr>(avcodec_alloc_context3(codec));
   int result = avcodec_parameters_to_context(context_.get(), &parameters);
   if (result >= 0) {
@@ -37,8 +37,7 @@ Decoder::Decoder(const std::string& input, const AVStream& video, MemoryLimits& 
     result = avcodec_open2(context_.get(), codec, nullptr);
   }
   if (result < 0)
-    throw Failure(input + ": the decoder " + codec->name +
-                  " cannot start: " + openErrorReason(result));
+    throw Failure(input + ": cannot open decoder " + codec->name + ": " + openErrorReason(result));
 }
 
 }  // namespace cmhost

@@ -8,10 +8,10 @@ namespace cmhost {
 
 namespace {
 
-// Other streams may start before the first picture; a file that goes on like that has none.
+// Other streams may start before the first frame. Beyond this limit the file is taken to have none.
 constexpr std::size_t maxWaitingBytes = std::size_t{64} << 20;
 
-// A cue that began before the part and is still shown then is shown from its beginning on.
+// A subtitle that starts before the part and is still on screen there starts with the part.
 void cutBefore(AVPacket& packet, std::int64_t start) {
   if (packet.pts == AV_NOPTS_VALUE || packet.pts >= start || packet.pts + packet.duration <= start)
     return;
@@ -33,7 +33,9 @@ void OtherPackets::add(AVPacket& packet, const AVStream& stream) {
   }
   waitingBytes_ += static_cast<std::size_t>(packet.size);
   if (waitingBytes_ > maxWaitingBytes)
-    throw Failure(input_ + ": no picture in a long stretch of other data; is it a video file?");
+    throw Failure(input_ + ": no video frame in the first " +
+                  std::to_string(maxWaitingBytes >> 20) +
+                  " MiB of packets of other streams; is this a video file?");
   waiting_.push_back({orThrow<PacketPtr>(av_packet_clone(&packet)), &stream});
 }
 

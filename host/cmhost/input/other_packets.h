@@ -10,20 +10,20 @@
 
 namespace cmhost {
 
-/// Hands out the packets of all streams but the marked one, cut and shifted to the part. They wait
-/// here until somebody takes them.
+/// Passes on the packets of all streams except the filtered one, trimmed and shifted to the part.
+/// Packets are queued until there is a sink.
 class OtherPackets {
  public:
-  /// Gets each packet, in the order of the file.
+  /// Called with each packet, in file order.
   using Sink = std::function<void(AVPacket& packet)>;
 
-  /// `input` is how messages call the file.
+  /// `input` names the file in messages.
   OtherPackets(std::string input, const Part& part) : input_(std::move(input)), part_(part) {}
 
-  /// Passes on a packet of `stream`. Throws `Failure` when too much waits.
+  /// Passes on a packet of `stream`. Throws `Failure` when the queue grows too long.
   void add(AVPacket& packet, const AVStream& stream);
 
-  /// Whoever takes the packets; those that wait go there first. The part must have begun.
+  /// Sets the sink and sends it the queued packets. The part must have begun.
   void sendTo(Sink sink);
 
  private:

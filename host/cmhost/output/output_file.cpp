@@ -24,13 +24,14 @@ namespace {
 
 constexpr int retryMilliseconds = 20;
 
-// A named pipe without a reader cannot be opened yet; this waits for one, or for a signal.
+// Waits for a reader or a signal: a named pipe without a reader cannot be opened.
 FileDescriptor openInPlace(const std::string& path) {
   for (;;) {
     FileDescriptor file(::open(path.c_str(), O_WRONLY | O_CLOEXEC | O_NONBLOCK));
     if (file.number() < 0 && errno != ENXIO) failWriting(path, errno);
     if (file.number() >= 0) {
-      if (isRegular(file.number())) throw Failure(path + " has become a regular file meanwhile");
+      if (isRegular(file.number()))
+        throw Failure(path + ": replaced by a regular file while it was being opened; try again");
       return file;
     }
     pollfd wait = {interruption::descriptor(), POLLIN, 0};
@@ -45,7 +46,8 @@ OutputFile::OutputFile(const std::string& path, Mode mode) : name_(path), mode_(
     name_ = "standard output";
     file_ = standard_output::take();
     if (!isRegular(file_.number())) openPipe();
-    io_ = newWriter(this, &OutputFile::write, nullptr);  // even a file may be appended to by others
+    // Other processes may append to it, even if it is a file.
+    io_ = newWriter(this, &OutputFile::write, nullptr);
   } else {
     openPlace(path);
     io_ = newWriter(this, &OutputFile::write, staged_ ? &OutputFile::seek : nullptr);
@@ -60,14 +62,14 @@ void OutputFile::openPlace(const std::string& path) {
     return;
   }
   if (place->takenBy && !mode_.overwrite)
-    throw Failure(path + " exists already; --overwrite replaces it");
+    throw Failure(path + ": file exists; use --overwrite to replace it");
   staged_.emplace(path, std::move(*place), mode_.keepPartial);
   file_ = staged_->takeFile();
 }
 
-// Writing must not wait where nothing can end the wait. Standard output may be shared with other
-// processes, which do not expect its flags to change: a pipe or a device is opened again through
-// its name in /proc, a socket is asked with each call not to wait.
+// A write must not block where it cannot be interrupted. Standard output may be shared with other
+// processes, which do not expect its flags to change. A pipe or a device is therefore reopened
+// through /proc; a socket is written with MSG_DONTWAIT.
 void OutputFile::openPipe() {
   waiting_ = Waiting::beforeEachWrite;
   widenPipe(file_.number());
@@ -95,7 +97,7 @@ int OutputFile::writeSome(const std::uint8_t* bytes, int size) {
   auto count = static_cast<std::size_t>(size);
   if (waiting_ == Waiting::beforeEachWrite) {
     if (!waitForReader()) return -ECANCELED;
-    count = std::min<std::size_t>(count, PIPE_BUF);  // never waits with these after poll()
+    count = std::min<std::size_t>(count, PIPE_BUF);  // does not block after poll()
   }
   const ssize_t written = waiting_ == Waiting::whenSocketIsFull
                               ? ::send(file_.number(), bytes, count, MSG_DONTWAIT)

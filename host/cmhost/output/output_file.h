@@ -10,19 +10,19 @@
 
 namespace cmhost {
 
-/// The bytes of an output. A regular file is written under a temporary name next to its place and
-/// gets its own name by `put`, so nothing that looks complete is left when anything goes wrong.
-/// Pipes and devices are written as they are.
+/// Writes the bytes of an output. A regular file is written under a temporary name in the same
+/// folder and is renamed by `put`, so that a failed run leaves nothing that looks complete. Pipes
+/// and devices are written directly.
 class OutputFile {
  public:
   struct Mode {
-    bool overwrite = false;    ///< an existing regular file is replaced
-    bool keepPartial = false;  ///< what is not put in its place keeps its temporary name
-    bool synchronise = true;   ///< what is written is on the disk before it gets its name
+    bool overwrite = false;    ///< replace an existing regular file
+    bool keepPartial = false;  ///< keep an unfinished file under its temporary name
+    bool synchronise = true;   ///< write the data to disk before the file is renamed
   };
 
-  /// Opens the place of `path` for writing; "-" is standard output, which must be reserved. Throws
-  /// `Failure`, also for an existing regular file that may not be replaced.
+  /// Opens `path` for writing; "-" is standard output, which must be reserved. Throws `Failure`,
+  /// also when an existing regular file must not be replaced.
   OutputFile(const std::string& path, Mode mode);
 
   OutputFile(const OutputFile&) = delete;
@@ -30,33 +30,34 @@ class OutputFile {
 
   AVIOContext* io() { return io_.get(); }
 
-  /// How messages call it.
+  /// The name used in messages.
   const std::string& name() const { return name_; }
 
-  /// Throws `Failure` when a write has failed; the system's error is named.
+  /// Throws `Failure` with the system's error when a write has failed.
   void check() const;
 
-  /// Throws `Failure` when whoever read the pipe has gone. Any thread.
+  /// Throws `Failure` when the reader has closed the pipe. Any thread.
   void checkReader() const;
 
-  /// Ends a write that waits for the reader of a pipe or device; every further write to it fails.
-  /// A regular file can still be written. Any thread.
+  /// Aborts a write that waits for the reader of a pipe or device; later writes to it fail. Regular
+  /// files can still be written. Any thread.
   void abandon();
 
-  /// Everything is written: synchronises and closes the file. Throws `Failure`.
+  /// Synchronises and closes the file after the last write. Throws `Failure`.
   void finish();
 
-  /// Gives the finished file its name. Throws `Failure`.
+  /// Renames the finished file to its final name. Throws `Failure`.
   void put();
 
-  /// The name under which a part is kept when this goes without `put`; empty when none is.
+  /// The temporary name that remains if this object is destroyed without `put`; empty if nothing
+  /// remains.
   std::string partialName() const;
 
-  /// Whether both are regular files that are to get the same name.
+  /// Whether both are regular files with the same final name.
   bool isSamePlace(const OutputFile& other) const;
 
  private:
-  /// When a write waits for the output's reader.
+  /// When to wait for the reader.
   enum class Waiting { never, whenFull, whenSocketIsFull, beforeEachWrite };
 
   static int write(void* self, WrittenByte* buffer, int size);
@@ -68,7 +69,7 @@ class OutputFile {
 
   std::string name_;
   Mode mode_;
-  std::optional<StagedFile> staged_;  ///< none when written in place
+  std::optional<StagedFile> staged_;  ///< empty when written directly
   int writeError_ = 0;
   FileDescriptor file_;
   Waiting waiting_ = Waiting::never;

@@ -16,13 +16,13 @@ namespace cmhost {
 
 namespace {
 
-constexpr int mostLinks = 40;  // as the system has it
+constexpr int mostLinks = 40;  // the kernel's limit
 
 bool isSameFile(const struct stat& one, const struct stat& other) {
   return one.st_dev == other.st_dev && one.st_ino == other.st_ino;
 }
 
-// False when nothing has that name.
+// Returns false if the name does not exist.
 bool look(const std::string& path, const OutputPlace& place, struct stat& entry) {
   const char* const name = place.name.c_str();
   if (::fstatat(place.folder.number(), name, &entry, AT_SYMLINK_NOFOLLOW) == 0) return true;
@@ -30,7 +30,7 @@ bool look(const std::string& path, const OutputPlace& place, struct stat& entry)
   return false;
 }
 
-// Splits `target`, which is seen from `from`, and opens its folder.
+// Splits `target`, which is relative to `from`, and opens its folder.
 OutputPlace openPlace(const std::string& path, const std::string& target,
                       const OutputPlace* from = nullptr) {
   OutputPlace place;
@@ -46,7 +46,7 @@ OutputPlace openPlace(const std::string& path, const std::string& target,
   return place;
 }
 
-// Somebody else has put it into a folder that everybody may write to.
+// Whether another user created it in a world-writable sticky folder.
 bool isPlanted(const OutputPlace& place, const struct stat& entry) {
   struct stat folder = {};
   return ::fstat(place.folder.number(), &folder) == 0 && (folder.st_mode & S_ISVTX) != 0 &&
@@ -54,7 +54,7 @@ bool isPlanted(const OutputPlace& place, const struct stat& entry) {
          entry.st_uid != folder.st_uid;
 }
 
-// The links of /proc lead to open files, not to the names that they show.
+// Links in /proc refer to open files, not to the paths that they show.
 bool isInProc(const OutputPlace& place) {
   struct statfs system = {};
   return ::fstatfs(place.folder.number(), &system) == 0 && system.f_type == PROC_SUPER_MAGIC;
@@ -74,7 +74,7 @@ std::string pathOf(const FileDescriptor& file) {
   return std::string(target, size > 0 && size < PATH_MAX ? static_cast<std::size_t>(size) : 0);
 }
 
-// The place of `file`, to which the system came through a link of /proc.
+// The place of `file`, which was opened through a link in /proc.
 OutputPlace placeOf(const std::string& path, const FileDescriptor& file) {
   struct stat opened = {};
   struct stat found = {};
@@ -85,7 +85,8 @@ OutputPlace placeOf(const std::string& path, const FileDescriptor& file) {
         isSameFile(opened, found))
       return place;
   }
-  throw Failure(path + " is a link to a file whose own name cannot be found; name that file");
+  throw Failure(path +
+                ": cannot resolve this link to a file name; give the name of the file itself");
 }
 
 }  // namespace
@@ -97,11 +98,12 @@ std::optional<OutputPlace> findPlace(const std::string& path) {
   struct stat status = {};
   if (exists && ::fstat(there.number(), &status) != 0) failWriting(path, errno);
   if (exists && S_ISDIR(status.st_mode))
-    throw Failure(path + " is a directory; name a file to write");
+    throw Failure(path + ": is a directory; give the name of a file");
   if (exists && S_ISSOCK(status.st_mode))
     throw Failure(path + ": is a socket; give the name of a file, a pipe or a device");
 
-  // Link by link: where a link without a target leads, the system says only by making a file there.
+  // Resolve link by link: the system reports the target of a dangling link only by creating a file
+  // there.
   OutputPlace place = openPlace(path, path);
   struct stat entry = {};
   bool taken = look(path, place, entry);
@@ -117,7 +119,7 @@ std::optional<OutputPlace> findPlace(const std::string& path) {
     taken = look(path, place, entry);
   }
   if (taken != exists || (taken && !isSameFile(entry, status)))
-    throw Failure(path + " has come to lead elsewhere meanwhile");
+    throw Failure(path + ": the path changed while it was being opened; try again");
   if (taken && !S_ISREG(entry.st_mode)) {
     if (isPlanted(place, entry)) failWriting(path, EACCES);
     return std::nullopt;

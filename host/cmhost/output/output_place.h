@@ -9,26 +9,26 @@
 
 namespace cmhost {
 
-/// Where a regular file is to stand: a name in a folder that is held open, so that nothing that
-/// happens to the path later leads elsewhere.
+/// The place for a regular file: a name in an open folder, so that later changes to the path have
+/// no effect.
 struct OutputPlace {
   FileDescriptor folder;          ///< `O_PATH`
-  std::string name;               ///< in `folder`; never a link that was there
-  std::string shownFolder;        ///< the folder for messages, up to its last slash
-  std::optional<mode_t> takenBy;  ///< permissions of the file that stands there already
+  std::string name;               ///< in `folder`; never an existing link
+  std::string shownFolder;        ///< folder as shown in messages, with the final slash
+  std::optional<mode_t> takenBy;  ///< permissions of the existing file, if any
 };
 
-/// Finds the place to which `path` leads; nothing when what is there is no regular file, but a pipe
-/// or a device, to be opened by its path.
+/// Finds the place to which `path` leads. Returns nothing if it is an existing file other than a
+/// regular one (a pipe or a device), which is opened by its path.
 ///
-/// Links at the end of the path are followed; a link to no file yet leads to the place where the
-/// system would make one, and nothing is made there. A link or a pipe that somebody else has put
-/// into a folder that everybody may write to (sticky, as /tmp) is refused, at every link of a
-/// chain, as if `fs.protected_symlinks` and `fs.protected_fifos` were always set. Like these, that
-/// leaves out links to the folders of a path: the system follows them by its own rules.
+/// Links at the end of the path are followed. A dangling link leads to the place where the system
+/// would create the file; nothing is created there. A link or a pipe that another user created in a
+/// world-writable sticky folder (such as /tmp) is refused, at every link of a chain, as if
+/// `fs.protected_symlinks` and `fs.protected_fifos` were always set. As with these settings, links
+/// to the folders in the path are not checked: the system follows them by its own rules.
 ///
-/// Throws `Failure` for a folder and for what the system refuses. Only a file that is not there is
-/// taken as missing: any other error is reported.
+/// Throws `Failure` for a directory, a socket and any error of the system except that the file does
+/// not exist.
 std::optional<OutputPlace> findPlace(const std::string& path);
 
 }  // namespace cmhost

@@ -78,7 +78,7 @@ TEST_F(Terminal, HostileNames) {
 
   shown = show({in, hostile + ".nut"});
   EXPECT_EQ(exitCode, 1);
-  EXPECT_NE(shown.find(escaped + ".nut exists already"), std::string::npos) << shown;
+  EXPECT_NE(shown.find(escaped + ".nut: file exists"), std::string::npos) << shown;
   expectHarmless(shown);
 
   for (const std::vector<std::string>& arguments : std::vector<std::vector<std::string>>{

@@ -13,7 +13,7 @@ bool FileBytes::read(std::int64_t offset, unsigned char* to, std::size_t count) 
   return ::pread(file_, to, count, offset) == wanted;
 }
 
-// Raw video comes in large amounts, and nothing marks its end.
+// Raw video is large and has no end marker, so its tail is not kept.
 bool PassedBytes::hasTail() const {
   static constexpr char rawVideo[] = "YUV4MPEG2";
   constexpr std::size_t length = sizeof rawVideo - 1;

@@ -6,19 +6,19 @@
 
 namespace cmhost {
 
-/// Bytes of an input that can be looked at by their place.
+/// Random access to the bytes of an input.
 class ByteSource {
  public:
   virtual ~ByteSource() = default;
 
-  /// Bytes from the beginning to the end.
+  /// Size of the input in bytes.
   virtual std::int64_t size() const = 0;
 
-  /// Copies `count` bytes from `offset` on; false where not all of them are at hand.
+  /// Copies `count` bytes starting at `offset`. Returns false unless all of them are available.
   virtual bool read(std::int64_t offset, unsigned char* to, std::size_t count) const = 0;
 };
 
-/// A regular file of which the first `size` bytes count. The descriptor stays the caller's.
+/// The first `size` bytes of a regular file. The caller keeps ownership of the descriptor.
 class FileBytes final : public ByteSource {
  public:
   FileBytes(int file, std::int64_t size) : file_(file), size_(size) {}
@@ -31,13 +31,13 @@ class FileBytes final : public ByteSource {
   std::int64_t size_;
 };
 
-/// What has come out of a pipe: its first and its last bytes are kept.
+/// The data read from a pipe. Keeps its first and last bytes.
 class PassedBytes final : public ByteSource {
  public:
   static constexpr std::size_t headBytes = 1 << 16;
   static constexpr std::size_t tailBytes = 1 << 18;
 
-  /// Takes the next bytes.
+  /// Adds the next bytes.
   void add(const unsigned char* bytes, std::size_t count);
 
   std::int64_t size() const override { return size_; }
@@ -47,7 +47,7 @@ class PassedBytes final : public ByteSource {
   bool hasTail() const;
 
   std::vector<unsigned char> head_;
-  std::vector<unsigned char> ring_;  ///< byte n of the input lies at n % tailBytes
+  std::vector<unsigned char> ring_;  ///< byte n of the input is at n % tailBytes
   std::int64_t size_ = 0;
 };
 

@@ -25,14 +25,15 @@ std::uint64_t littleEndian(const unsigned char* bytes, int count) {
   return value;
 }
 
-// Sums that leave 63 bits are no sizes.
+// A sum that overflows is not a valid size.
 std::int64_t end(std::int64_t start, std::uint64_t size) {
   std::int64_t sum = 0;
   return start < 0 || __builtin_add_overflow(start, size, &sum) ? unknown : sum;
 }
 
-// MP4 and QuickTime: boxes of a length, a type and the content, one after another. Length 1 puts
-// the real one behind the type, length 0 means up to the end of the file.
+// MP4 and QuickTime: a sequence of boxes, each with a length, a type and the content. Length 1
+// means that a 64-bit length follows the type; length 0 means that the box extends to the end of
+// the file.
 std::int64_t mp4Size(const ByteSource& file) {
   static constexpr const char* types[] = {"ftyp", "moov", "mdat", "free", "skip", "wide",
                                           "moof", "mfra", "sidx", "styp", "uuid", "pnot",
@@ -43,7 +44,7 @@ std::int64_t mp4Size(const ByteSource& file) {
     const bool known = std::any_of(std::begin(types), std::end(types), [&](const char* type) {
       return std::memcmp(head + 4, type, 4) == 0;
     });
-    if (!known) break;  // what follows is no part of the container
+    if (!known) break;  // not part of the container
     std::uint64_t size = bigEndian(head, 4);
     if (size == 1) {
       if (!file.read(offset, head, 16)) return unknown;
@@ -55,8 +56,8 @@ std::int64_t mp4Size(const ByteSource& file) {
   return offset > 0 ? offset : unknown;
 }
 
-// AVI: chunks RIFF of a length and the content, more than one in a long file. The length comes when
-// the file is finished; what was written to a pipe never has it.
+// AVI: RIFF chunks, each with a length and the content; a long file has several. The length is
+// written when the file is finalized, so files written to a pipe do not have it.
 std::int64_t aviSize(const ByteSource& file) {
   constexpr std::uint64_t unfinished = 0xFFFFFFFF;
   std::int64_t offset = 0;
@@ -70,8 +71,8 @@ std::int64_t aviSize(const ByteSource& file) {
   return offset > 0 ? offset : unknown;
 }
 
-// MPEG transport stream: packets of 188 bytes that begin with 0x47, behind a time stamp of 4 bytes
-// on discs. Only a file of whole packets is whole.
+// MPEG transport stream: packets of 188 bytes that start with 0x47; on discs, a 4-byte time stamp
+// precedes each packet. A complete file consists of complete packets.
 std::int64_t transportStreamSize(const ByteSource& file) {
   const auto hasPackets = [&file](std::int64_t sync, std::int64_t length) {
     unsigned char byte = 0;
@@ -84,8 +85,8 @@ std::int64_t transportStreamSize(const ByteSource& file) {
   return length == 0 || size < 0 ? unknown : (size + length - 1) / length * length;
 }
 
-// ASF: objects of an identifier, a length and the content, the first of which holds others. One of
-// those has the size of the file, which is not known in what was sent out live.
+// ASF: objects with an identifier, a length and the content. The first one contains others, one of
+// which declares the size of the file, unless it was streamed live.
 std::int64_t asfSize(const ByteSource& file) {
   static constexpr unsigned char fileProperties[] = {0xA1, 0xDC, 0xAB, 0x8C, 0x47, 0xA9,
                                                      0xCF, 0x11, 0x8E, 0xE4, 0x00, 0xC0,
@@ -103,7 +104,7 @@ std::int64_t asfSize(const ByteSource& file) {
   return unknown;
 }
 
-// FLV: tags of a type, a length and the content, each followed by its own size.
+// FLV: tags with a type, a length and the content, each followed by its size.
 std::int64_t flvSize(const ByteSource& file) {
   constexpr std::int64_t sizeBytes = 4;
   constexpr std::int64_t headBytes = 11;
@@ -121,7 +122,7 @@ std::int64_t flvSize(const ByteSource& file) {
              : size + 1;
 }
 
-// NUT: an index ends the file, and its own length stands before the checksum at its end.
+// NUT: the file ends with an index, whose length is stored before the checksum at its end.
 std::int64_t nutSize(const ByteSource& file) {
   constexpr std::uint64_t indexCode = 0x4E58DD672F23E64E;
   constexpr std::int64_t endBytes = 12;
@@ -134,10 +135,10 @@ std::int64_t nutSize(const ByteSource& file) {
   return bigEndian(bytes, 8) == indexCode ? size : size + 1;
 }
 
-// MXF: items of a key of 16 bytes, a length and the content, one after another.
+// MXF: items with a 16-byte key, a length and the content.
 struct MxfItem {
   std::int64_t content = unknown;
-  std::int64_t end = unknown;  // where there is no item
+  std::int64_t end = unknown;  // `unknown` if there is no item
   bool isPartition = false;
 };
 
@@ -156,7 +157,7 @@ MxfItem mxfItemAt(const ByteSource& file, std::int64_t offset) {
   return item;
 }
 
-// The first item says where the last partition begins, unless the file was never finished.
+// The first item gives the offset of the footer partition, unless the file was not finalized.
 std::int64_t mxfSize(const ByteSource& file) {
   unsigned char fields[48];
   const MxfItem header = mxfItemAt(file, 0);
@@ -179,7 +180,7 @@ std::int64_t mxfSize(const ByteSource& file) {
   return metadataEnd == unknown ? unknown : std::max(offset, end(metadataEnd, index));
 }
 
-// The last bytes of a file, and where they begin.
+// The last bytes of a file and their offset.
 struct Tail {
   std::int64_t begin = 0;
   std::vector<unsigned char> bytes;
@@ -195,7 +196,8 @@ Tail readTail(const ByteSource& file) {
   return tail;
 }
 
-// The bytes of an Ogg page of which `left` are there: at least as many as can be told.
+// The length of an Ogg page of which `left` bytes are available. This is a lower bound if the
+// header is incomplete.
 std::size_t oggPageLength(const unsigned char* page, std::size_t left) {
   constexpr std::size_t headBytes = 27;
   if (left < headBytes) return headBytes;
@@ -204,7 +206,8 @@ std::size_t oggPageLength(const unsigned char* page, std::size_t left) {
   return std::accumulate(page + headBytes, page + tableEnd, tableEnd);
 }
 
-// Ogg: pages of a head, a table of lengths and the content. The last page of each stream is marked.
+// Ogg: pages with a header, a table of segment lengths and the content. The last page of each
+// stream is flagged.
 std::int64_t oggSize(const ByteSource& file) {
   constexpr std::uint64_t capture = 0x4F676753;
   const Tail tail = readTail(file);
@@ -229,8 +232,8 @@ std::int64_t oggSize(const ByteSource& file) {
   return whole ? size : size + 1;
 }
 
-// The bytes of an element of an MPEG program stream of which `left` are there, at least as many as
-// can be told; 0 for what is none.
+// The length of an element of an MPEG program stream of which `left` bytes are available. This is a
+// lower bound if the header is incomplete; 0 if this is not an element.
 std::size_t programElementLength(const unsigned char* element, std::size_t left) {
   const std::uint64_t code = bigEndian(element, 4);
   if (code == 0x1B9) return 4;
@@ -242,8 +245,8 @@ std::size_t programElementLength(const unsigned char* element, std::size_t left)
   return left < 6 ? 6 : 6 + bigEndian(element + 4, 2);
 }
 
-// GIF: blocks, each of which ends with an empty part, and a byte that ends the file. Some writers
-// fill up with zeros.
+// GIF: blocks, each terminated by an empty sub-block, and a trailer byte. Some writers pad the file
+// with zeros.
 std::int64_t gifSize(const ByteSource& file) {
   const Tail tail = readTail(file);
   auto last = std::find_if(tail.bytes.rbegin(), tail.bytes.rend(),
@@ -252,7 +255,7 @@ std::int64_t gifSize(const ByteSource& file) {
   return whole ? file.size() : file.size() + 1;
 }
 
-// PNG, also with several pictures: the last chunk is empty and of a type of its own.
+// PNG and APNG end with an empty IEND chunk.
 std::int64_t pngSize(const ByteSource& file) {
   static constexpr unsigned char lastChunk[] = {0,   0,   0,    0,    'I',  'E',
                                                 'N', 'D', 0xAE, 0x42, 0x60, 0x82};
@@ -262,8 +265,8 @@ std::int64_t pngSize(const ByteSource& file) {
   return whole ? file.size() : file.size() + 1;
 }
 
-// MPEG program stream: packs and packets that begin with a code; a packet's length follows it. The
-// first pack in the tail shows where to begin.
+// MPEG program stream: packs and packets that start with a start code; packets store their length
+// after it. Parsing starts at the first pack in the tail.
 std::int64_t programStreamSize(const ByteSource& file) {
   static constexpr unsigned char pack[] = {0x00, 0x00, 0x01, 0xBA};
   const Tail tail = readTail(file);
@@ -274,7 +277,7 @@ std::int64_t programStreamSize(const ByteSource& file) {
     const std::size_t left = bytes.size() - at;
     const std::size_t length = programElementLength(&bytes[at], left);
     if (length > left) return tail.begin + static_cast<std::int64_t>(at + length);
-    if (length == 0) break;  // not as expected, or filled up behind the end
+    if (length == 0) break;  // unknown data, or padding after the end
     at += length;
   }
   return unknown;

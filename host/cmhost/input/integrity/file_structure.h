@@ -6,11 +6,11 @@
 
 namespace cmhost {
 
-/// How long an input should at least be by what its container says: the sizes of the outermost
-/// elements of MP4/QuickTime, AVI, MXF, FLV and MPEG streams, the size that ASF
-/// declares, and the marks at the end of Ogg, NUT, GIF and PNG. -1 for other inputs and where the
-/// container does not say. One that is shorter has been cut, which demuxers may take for a plain
-/// end. Containers are left out whose demuxers notice that by themselves.
+/// Returns the minimum size of the file according to its container: the sizes of the top-level
+/// elements of MP4/QuickTime, AVI, MXF, FLV and MPEG streams, the size declared in ASF, and the end
+/// markers of Ogg, NUT, GIF and PNG. Returns -1 for other containers and when the size is not
+/// declared. A shorter file was truncated, which demuxers may report as a normal end of file.
+/// Containers whose demuxers detect truncation are not handled here.
 std::int64_t declaredSize(const ByteSource& input);
 
 }  // namespace cmhost

@@ -20,8 +20,8 @@ void HiddenPictures::addPacket(const AVPacket& packet) {
 }
 
 bool HiddenPictures::areLost() const {
-  // No codec keeps more than 16 pictures before it shows them, and files may count from the first
-  // or from the last of these.
+  // No codec reorders more than 16 frames, and time stamps may count from the first or from the
+  // last of them.
   constexpr std::int64_t mostReordered = 2 * 16;
   return longestPicture_ > 0 && longestReordering_ / mostReordered > longestPicture_;
 }

@@ -6,25 +6,25 @@
 
 namespace cmhost {
 
-/// Finds out whether pictures of an MP4 or QuickTime file are hidden by mistake. Its edit list
-/// hides what lies outside the part to be shown, and a wrong time in the tables puts a picture
-/// there. Seen when it is much too far from the time at which it is decoded.
+/// Detects frames of an MP4 or QuickTime file that its edit list hides by mistake. An edit list
+/// hides frames outside the presented range, and a wrong time stamp in the index moves a frame out
+/// of that range. Such a frame is shown far too long before or after it is decoded.
 class HiddenPictures {
  public:
-  /// Starts looking at packets of a video.
+  /// Starts checking the packets of a video stream.
   void begin(const AVFormatContext& format);
 
-  /// Takes the next packet of the video.
+  /// Adds the next packet of the stream.
   void addPacket(const AVPacket& packet);
 
-  /// Whether pictures are hidden by mistake, when all of the file has been read.
+  /// Whether frames are hidden by mistake. Call it after reading the whole file.
   bool areLost() const;
 
  private:
   bool hasEditList_ = false;
-  std::int64_t lastTime_ = AV_NOPTS_VALUE;  ///< at which the last packet is decoded
-  std::int64_t longestPicture_ = 0;         ///< from one packet to the next
-  std::int64_t longestReordering_ = 0;      ///< of hidden packets, from decoding to showing
+  std::int64_t lastTime_ = AV_NOPTS_VALUE;  ///< decoding time of the last packet
+  std::int64_t longestPicture_ = 0;         ///< longest time between two packets
+  std::int64_t longestReordering_ = 0;      ///< of hidden frames, from decoding to display
 };
 
 }  // namespace cmhost

@@ -16,11 +16,11 @@ namespace cmhost {
 
 namespace {
 
-// Beyond these, decoding again would take too much memory and time.
+// Limits for decoding again.
 constexpr std::size_t mostPackets = 300;
 constexpr std::size_t mostBytes = std::size_t{64} << 20;
 
-// The bytes of a packet without the zeros behind its last unit; 0 when that is no slice.
+// Size of a packet without the zeros after its last NAL unit; 0 if that unit is not a slice.
 std::size_t sliceEnd(const AVPacket& packet, AVCodecID codec) {
   static constexpr std::uint8_t startCode[] = {0, 0, 1};
   const std::uint8_t* const begin = packet.data;
@@ -67,8 +67,8 @@ CodecPtr newDecoder(const AVCodecParameters& parameters, LastPicture::Threads th
   return decoder;
 }
 
-// A checksum of all pictures that come of the packets. What the decoder complains about has been
-// seen when they were decoded for the first time.
+// Returns a checksum of all frames decoded from the packets. Errors were already reported when the
+// packets were decoded the first time.
 AVAdler decode(const AVCodecParameters& parameters, const std::vector<PacketPtr>& packets,
                const AVPacket& last, LastPicture::Threads threads) {
   const CodecPtr decoder = newDecoder(parameters, threads);
@@ -95,7 +95,8 @@ void LastPicture::begin(const AVFormatContext& format, const AVStream& stream) {
                    std::any_of(std::begin(inventing), std::end(inventing), [&](const char* name) {
                      return std::strcmp(container.name, name) == 0;
                    });
-  // Raw streams; transport and program streams; and those whose demuxers do not mark a cut packet.
+  // Raw streams, transport and program streams, and containers whose demuxers do not flag truncated
+  // packets.
   constexpr int undelimited = AVFMT_GENERIC_INDEX | AVFMT_TS_DISCONT;
   const bool isUnmarked =
       std::strcmp(container.name, "nut") == 0 || std::strcmp(container.name, "asf") == 0;
@@ -109,7 +110,7 @@ void LastPicture::addPacket(const AVPacket& packet) {
     packets_.clear();
     bytes_ = 0;
   }
-  if (!isKey && packets_.empty()) return;  // since the last key frame, too much has come
+  if (!isKey && packets_.empty()) return;  // too much data since the last key frame
   packets_.push_back(orThrow<PacketPtr>(av_packet_clone(&packet)));
   bytes_ += static_cast<std::size_t>(packet.size);
   const bool isTooMuch = packets_.size() > mostPackets || bytes_ > mostBytes;

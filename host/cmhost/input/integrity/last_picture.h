@@ -7,37 +7,37 @@
 
 namespace cmhost {
 
-/// Finds a last picture that has been cut off in streams whose pictures nothing but the next one
-/// delimits. Decoders of H.264 and HEVC invent what a cut slice lacks from whatever lies behind it.
-/// A whole slice says where it ends: what is appended to it does not matter. So the pictures since
-/// the last key frame are decoded twice, with different bytes behind the last one.
+/// Detects a truncated last frame in streams that do not delimit their frames. Decoders of H.264
+/// and HEVC fill the end of a truncated slice with whatever data follows it. A complete slice has a
+/// defined end, so data appended to it has no effect. The frames since the last key frame are
+/// therefore decoded twice, with different data appended to the last one.
 class LastPicture {
  public:
-  /// What decodes: as many threads as suit the pictures, or the caller's own.
+  /// Threads to decode with: as many as suit the frame size, or only the caller's.
   enum class Threads { many, own };
 
-  /// Starts keeping packets of `stream`, when its last picture has no other end.
+  /// Starts keeping the packets of `stream` if the container does not delimit frames.
   void begin(const AVFormatContext& format, const AVStream& stream);
 
-  /// Takes the next packet of the stream.
+  /// Adds the next packet of the stream.
   void addPacket(const AVPacket& packet);
 
-  /// The last packet is not decoded.
+  /// Discards the packets kept: the last one will not be decoded.
   void leaveOut() { packets_.clear(); }
 
-  /// Whether the last picture depends on what lies behind it. False, too, when its distance from
-  /// the last key frame is too long to decode it again.
+  /// Whether the last frame depends on data after it. Also false when it is too far from the last
+  /// key frame to be decoded again.
   bool isCut(Threads threads = Threads::many) const;
 
-  /// Decodes the pictures since the last key frame on this thread; returns false when the decoder
-  /// fails at the last one, or when there is too much to decode. What the decoder logs counts from
-  /// `count(true)` to `count(false)`. Nothing to do where the container delimits its pictures.
+  /// Decodes the frames since the last key frame on this thread. Returns false if the decoder fails
+  /// on the last one or if there are too many. Errors logged between `count(true)` and
+  /// `count(false)` belong to the last frame. Returns true if the container delimits its frames.
   bool decodes(const std::function<void(bool)>& count) const;
 
  private:
-  const AVCodecParameters* parameters_ = nullptr;  ///< null: the container delimits pictures
-  bool mayBeInvented_ = false;                     ///< the decoder may fill in a cut end
-  std::vector<PacketPtr> packets_;                 ///< from the last key frame on
+  const AVCodecParameters* parameters_ = nullptr;  ///< null if the container delimits frames
+  bool mayBeInvented_ = false;                     ///< the decoder may fill in a truncated end
+  std::vector<PacketPtr> packets_;                 ///< since the last key frame
   std::size_t bytes_ = 0;
 };
 

@@ -5,9 +5,9 @@
 
 namespace cmhost {
 
-// AVI: the index and the header must agree. Some writers count changes of the palette in the index,
-// others pictures that are shown twice and have no packet in the header.
-// MXF: the duration counts pictures when a picture is the unit of time.
+// AVI: the index and the header must agree. Some writers count palette changes in the index, others
+// count repeated frames without a packet in the header.
+// MXF: the duration is a number of frames if the time base is one frame.
 void PacketCount::begin(const AVFormatContext& format, const AVStream& video) {
   if (std::strcmp(format.iformat->name, "avi") == 0) {
     const int entries = avformat_index_get_entries_count(&video);
@@ -18,7 +18,7 @@ void PacketCount::begin(const AVFormatContext& format, const AVStream& video) {
   } else if (std::strcmp(format.iformat->name, "mxf") == 0 && video.r_frame_rate.num > 0 &&
              av_cmp_q(video.time_base, av_inv_q(video.r_frame_rate)) == 0) {
     kind_ = Kind::mxf;
-    declared_ = video.duration;  // AV_NOPTS_VALUE is below all others
+    declared_ = video.duration;  // AV_NOPTS_VALUE is negative
   }
 }
 
@@ -33,9 +33,9 @@ void PacketCount::addPacket(const AVPacket& packet) {
 
 std::int64_t PacketCount::expected() const {
   std::int64_t expected = 0;
-  // Parsers make one packet of two fields: no byte is missing then.
+  // Parsers may join two fields into one packet; then no bytes are missing.
   if (kind_ == Kind::avi && bytes_ < declaredBytes_) expected = declared_;
-  // Some writers declare a longer duration than the last picture has.
+  // Some writers declare a duration beyond the last frame.
   if (kind_ == Kind::mxf) expected = std::min(declared_, timesEnd_);
   return found() < expected ? expected : 0;
 }

@@ -207,7 +207,7 @@ TEST_F(HostileModule, ExceptionThatItsOwnHandlerCannotTake) {
 }
 
 TEST_F(HostileModule, PutsNoFrames) {
-  expectFailure("puts_nothing", "the module put none of the 30 frames that it was given");
+  expectFailure("puts_nothing", "the module returned none of the 30 frames");
 }
 
 TEST_F(HostileModule, LeavesItsLoop) {
@@ -222,9 +222,9 @@ TEST_F(HostileModule, PutsFramesWhenNobodyTakesThem) {
 }
 
 TEST_F(HostileModule, PutsFramesThatAreNotDue) {
-  expectFailure("puts_twice", "the module put frame 0 twice");
-  expectFailure("puts_again_at_the_end", "the module put frame 29 twice");
-  expectFailure("puts_backwards", "the module put frame 0 after frame 1");
+  expectFailure("puts_twice", "the module returned frame 0 twice");
+  expectFailure("puts_again_at_the_end", "the module returned frame 29 twice");
+  expectFailure("puts_backwards", "the module returned frame 0 after frame 1");
   expectFailure("puts_its_own_frames", "the module returned a frame that the host did not create");
 }
 

@@ -150,7 +150,7 @@ TEST_F(OutputPlaceTest, EveryErrorIsReportedAsItIs) {
   makeFile("file", 0600);
   fs::create_symlink("loop", folder / "loop");
   fs::create_symlink("nowhere/new.nut", folder / "lost");
-  expectRefused(folder.path(), " is a directory; name a file to write");
+  expectRefused(folder.path(), ": is a directory; give the name of a file");
   expectRefused(folder / "nowhere/new.nut", ": cannot write: No such file or directory");
   expectRefused(folder / "lost", ": cannot write: No such file or directory");
   expectRefused(folder / "new/", ": cannot write: Is a directory");
@@ -251,7 +251,7 @@ TEST_F(OutputPlaceTest, FileWithoutANameOfItsOwn) {
   const cmhost::FileDescriptor file(::open((folder / "gone").c_str(), O_RDWR | O_CLOEXEC));
   fs::remove(folder / "gone");
   expectRefused("/proc/self/fd/" + std::to_string(file.number()),
-                " is a link to a file whose own name cannot be found; name that file");
+                ": cannot resolve this link to a file name; give the name of the file itself");
 }
 
 }  // namespace

@@ -127,7 +127,7 @@ TEST_F(Preview, PlaceThatCannotBeWritten) {
   program::writeFile(folder / "look.png", "precious");
   const Result result = program::run(folder.path(), {"--preview", "look.png", "in.mkv", "out.nut"});
   EXPECT_EQ(result.exitCode, 1);
-  EXPECT_NE(result.err.find("look.png exists already"), std::string::npos) << result.err;
+  EXPECT_NE(result.err.find("look.png: file exists"), std::string::npos) << result.err;
   EXPECT_EQ(program::readFile(folder / "look.png"), "precious");
 }
 
