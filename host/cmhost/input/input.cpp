@@ -51,7 +51,7 @@ void Input::openFormat(const Options& options) {
   references_.checkOpened();
   if (result < 0) {
     failIf(integrity_.missingBytes());
-    throw Failure(name() + " is not a video file: " + references_.withHint(avErrorReason(result)));
+    throw Failure(name() + ": not a video file: " + references_.withHint(avErrorReason(result)));
   }
   chooseVideo();
 }
@@ -60,19 +60,19 @@ void Input::chooseVideo() {
   const int best = av_find_best_stream(format_.get(), AVMEDIA_TYPE_VIDEO, -1, -1, nullptr, 0);
   if (best < 0 || !isPicture(*format_->streams[best])) {
     failIf(integrity_.missingBytes());
-    throw Failure(name() + " has no video stream; a filter needs one");
+    throw Failure(name() + ": no video stream");
   }
   video_ = format_->streams[best];
   memory_.check(video_->codecpar->width, video_->codecpar->height);
 }
 
-// Only containers that find a key frame exactly are asked to; of others, and of pipes, what comes
-// before the part is decoded and dropped.
+// Seeks only in containers that find key frames exactly. In others, and in pipes, everything before
+// the part is decoded and dropped.
 void Input::seekToStart() {
   if (!file_.seekable() || (format_->iformat->flags & AVFMT_TS_DISCONT) != 0) return;
   const std::int64_t target = av_rescale_q(part_.start(), av_get_time_base_q(), video_->time_base);
   av_seek_frame(format_.get(), video_->index, target, AVSEEK_FLAG_BACKWARD);
-  integrity_.reported();  // a container that cannot be searched is read from its beginning
+  integrity_.reported();  // if seeking fails, the file is read from the start
 }
 
 FramePtr Input::nextFrame() {
@@ -122,7 +122,7 @@ void Input::stopReading() {
   decoder_->send(nullptr);
 }
 
-// The decoder may find damage in any packet that it still holds when it is given the next, or none.
+// The decoder may report damage in any packet that it still holds, not only in this one.
 void Input::sendToDecoder(const AVPacket* packet) {
   const int result = decoder_->send(packet);
   if (result < 0 && result != AVERROR_EOF) skipOrFail(avErrorReason(result));
@@ -131,7 +131,7 @@ void Input::sendToDecoder(const AVPacket* packet) {
 void Input::feedDecoder() {
   for (;;) {
     const int result = integrity_.readPacket(*format_, *packet_);
-    if (interruption::received() != 0) {  // the packet may be cut
+    if (interruption::received() != 0) {  // the packet may be truncated
       av_packet_unref(packet_.get());
       stopReading();
       return;
@@ -169,7 +169,7 @@ void Input::skipOrFail(const std::string& what) {
 
 void Input::passOn() { others_.add(*packet_, *format_->streams[packet_->stream_index]); }
 
-// Containers put the sound of a moment up to a second behind its picture.
+// Containers may store audio up to a second after the video it belongs to.
 void Input::passOnRest() {
   if (format_->nb_streams == 1) return;
   const std::int64_t behind = av_rescale_q(1, AVRational{1, 1}, video_->time_base);
@@ -210,29 +210,29 @@ void Input::finishFrame(AVFrame& frame) {
 void Input::beginAt(std::int64_t pts) {
   part_.beginAt(pts);
   if (beginning_.wasSkipped())
-    printWarning(name() + ": what lies before the first whole picture, at " +
-                 secondsText(lastFrameSeconds_) + ", is left out");
+    printWarning(name() + ": everything before the first complete frame, at " +
+                 secondsText(lastFrameSeconds_) + ", is dropped");
 }
 
-// A file that was cut may end without an error.
+// A truncated file may end without an error.
 void Input::checkComplete() const {
   failIf(integrity_.missing(!part_.startsLater()));
   if (const std::int64_t left = integrity_.picturesBeforeFirst();
       left > 0 && !part_.startsLater() && !beginning_.wasSkipped())
-    printWarning(name() + ": " + framesText(left) +
-                 " before the first whole picture cannot be decoded and is left out");
+    printWarning(name() + ": dropped " + framesText(left) +
+                 " before the first complete frame: not decodable");
   if (integrity_.hasOpenEnd())
     printWarning(name() +
-                 " was not finished, or was written to a pipe: whether its end is missing " +
-                 "cannot be told");
+                 ": the file was not finalized or was written to a pipe; cannot check whether its "
+                 "end is missing");
   if (file_.hasGrown())
-    printWarning(name() + " has grown while it was read; the first " +
-                 std::to_string(file_.size()) + " bytes of it were taken");
+    printWarning(name() + ": the file grew while it was being read; only the first " +
+                 std::to_string(file_.size()) + " bytes were used");
   if (decodedFrames_ > 0) return;
   if (part_.startsLater() && nextPts_ > 0)
-    throw Failure(name() + " ends before --start: its last frame is at " +
+    throw Failure(name() + ": --start is after the last frame, which is at " +
                   secondsText(lastFrameSeconds_));
-  failDamaged("it holds no picture that can be decoded");
+  failDamaged("no complete frame");
 }
 
 void Input::failIf(const std::string& damage) const {
@@ -240,12 +240,12 @@ void Input::failIf(const std::string& damage) const {
 }
 
 void Input::failDamaged(const std::string& what) const {
-  std::string message = name() + " is damaged or cut short: " + what + "; ";
+  std::string message = name() + ": damaged or truncated: " + what + "; ";
   if (decodedFrames_ == 0)
-    message += "nothing could be decoded";
+    message += "decoded no frames";
   else
-    message += framesText(decodedFrames_) + " could be decoded, the last at " +
-               secondsText(lastFrameSeconds_);
+    message +=
+        "decoded " + framesText(decodedFrames_) + ", the last at " + secondsText(lastFrameSeconds_);
   throw Failure(message);
 }
 

@@ -18,36 +18,36 @@
 
 namespace cmhost {
 
-/// The input: demuxes the file, decodes its video stream and hands out the packets of all others.
-/// One thread at a time, `interrupt` excepted.
+/// Demuxes the input, decodes its video stream and passes on the packets of all other streams. Not
+/// thread-safe, except for `interrupt`.
 class Input {
  public:
-  /// Opens the file and the decoder of its video stream, at the beginning of the part that the
-  /// options ask for. Throws `Failure`.
+  /// Opens the file and the decoder of its video stream, at the start of the part selected by the
+  /// options. Throws `Failure`.
   explicit Input(const Options& options);
 
-  /// The next picture, its `pts` in the stream's time base and set; null at the end of the part,
-  /// and when a signal has ended reading and the decoder has given what it still held. Throws
-  /// `Failure` when the file is damaged or cut short, which says what could be decoded.
+  /// Returns the next frame, with `pts` set, in the stream's time base. Returns null at the end of
+  /// the part, and after a signal once the decoder is drained. Throws `Failure` when the file is
+  /// damaged or truncated; the message reports how many frames were decoded.
   FramePtr nextFrame();
 
   /// The packets of all other streams.
   OtherPackets& others() { return others_; }
 
-  /// What the output takes over. After the first frame.
+  /// Describes the input for the output. Call it after the first frame.
   Source source();
 
   const std::string& name() const { return file_.name(); }
 
-  /// How many frames the part holds as far as the container tells; 0 when it does not.
+  /// The number of frames in the part, according to the container; 0 when unknown.
   std::int64_t expectedFrames() const { return part_.expectedFrames(); }
 
   std::int64_t decodedFrames() const { return decodedFrames_; }
 
-  /// Where the last frame lies in the file.
+  /// Time of the last frame in the file.
   double lastFrameSeconds() const { return lastFrameSeconds_; }
 
-  /// Whether a signal has ended reading before the part's end.
+  /// Whether a signal stopped reading before the end of the part.
   bool stopped() const { return stopped_; }
 
   /// Makes `nextFrame` fail soon. Any thread.

@@ -17,8 +17,8 @@ bool isContainer(const AVFormatContext& format, const char* name) {
   return std::strcmp(format.iformat->name, name) == 0;
 }
 
-// Codecs of which every packet is one picture. Not among them: those with pictures that are never
-// shown, and those that may have a packet for each field.
+// Codecs whose packets hold exactly one frame each. Codecs with hidden frames or with one packet
+// per field are not among them.
 bool hasPicturePerPacket(AVCodecID codec) {
   if (codec == AV_CODEC_ID_HEVC || codec == AV_CODEC_ID_FFV1) return true;
   if (codec == AV_CODEC_ID_CFHD) return false;
@@ -36,13 +36,13 @@ std::string secondsText(std::int64_t time, AVRational timeBase) {
   return cmhost::secondsText(static_cast<double>(time) * av_q2d(timeBase));
 }
 
-// What is logged as an error and loses nothing of the video.
+// Logged errors that do not affect the video.
 bool isHarmless(const AvLogLine& line) {
   static constexpr const char* texts[] = {
-      "read_timestamp",            // a vain search for the length of a file that is not finished
-      "error opening alias",       // a time code that is kept in another file
-      "chapter track not found",   // chapters that a copy has left out
-      "mmco: unref short failure"  // a picture that is no longer needed is not there
+      "read_timestamp",            // failed search for the duration of an unfinished file
+      "error opening alias",       // time code in another file
+      "chapter track not found",   // chapters dropped by a copy
+      "mmco: unref short failure"  // a reference frame that is no longer needed is missing
   };
   return std::any_of(std::begin(texts), std::end(texts), [&line](const char* text) {
     return line.text.find(text) != std::string::npos;
@@ -64,9 +64,9 @@ void Integrity::begin(const AVFormatContext& format, const AVStream& video) {
   decoding_ = true;
 }
 
-// An error means, by the media libraries' definition, that something is lost, though the call may
-// succeed. Parts of demuxers log under names of their own. What decoders log before decoding began
-// came from a look at the first packets, which are decoded again.
+// In the media libraries, an error means that data is lost even if the call succeeds. Parts of
+// demuxers log under their own names. Errors logged by decoders before decoding began come from
+// stream probing; those packets are decoded again.
 bool Integrity::isDamage(const AvLogLine& line) const {
   const bool isError = line.level <= AV_LOG_ERROR && !isHarmless(line);
   if (line.category == AV_CLASS_CATEGORY_DEMUXER) return isError || line.isDetail;
@@ -95,7 +95,7 @@ void Integrity::logged(const AvLogLine& line) {
   const bool isAtEnd = thread == readingThread_ && file_.endIsKept();
   const std::lock_guard<std::mutex> lock(mutex_);
   std::string& reported = isAtEnd ? reportedAtEnd_ : reported_;
-  if (reported.empty()) reported = line.text;  // the first word on a matter says most
+  if (reported.empty()) reported = line.text;  // the first error is usually the cause
 }
 
 int Integrity::readPacket(AVFormatContext& format, AVPacket& packet) {
@@ -138,7 +138,7 @@ bool Integrity::dropsTruncated(const AVPacket& packet) {
   return true;
 }
 
-// Of the video, as far as the container or a test decode can tell; not when neither can.
+// For video, according to the container or to a test decode. False when neither gives an answer.
 bool Integrity::isComplete(const AVPacket& packet) {
   if (!flagged(packet).empty()) return false;
   if (packet.stream_index != video_->index) return true;
@@ -178,8 +178,8 @@ void Integrity::addPicture(const AVFrame& picture) {
   awaited_.erase(picture.pts);
 }
 
-// What is shown before the first key frame may refer to what came before it. AV_NOPTS_VALUE is
-// below all others.
+// Frames shown before the first key frame may refer to frames that are not in the file.
+// AV_NOPTS_VALUE is less than any time stamp.
 std::set<std::int64_t>::const_iterator Integrity::firstDue() const {
   return awaited_.lower_bound(std::max(firstPts_, firstKeyPts_));
 }
@@ -194,32 +194,31 @@ std::string Integrity::missingPictures() const {
   const auto count = std::distance(first, awaited_.end());
   if (count == 0) return "";
   const std::string place = secondsText(*first, video_->time_base);
-  return count == 1 ? "the picture at " + place + " is missing"
-                    : std::to_string(count) + " pictures are missing, the first at " + place;
+  return count == 1 ? "the frame at " + place + " is missing"
+                    : std::to_string(count) + " frames are missing, the first at " + place;
 }
 
 std::string Integrity::missingPackets() const {
   const std::int64_t expected = packetCount_.expected();
   if (expected == 0) return "";
-  const std::int64_t found = packetCount_.found();
-  return "it should hold " + std::to_string(expected) + " pictures, but only " +
-         std::to_string(found) + (found == 1 ? " was found" : " were found");
+  return "found only " + std::to_string(packetCount_.found()) + " of the " + framesText(expected) +
+         " declared in the header";
 }
 
 std::string Integrity::missingBytes() const {
-  if (file_.hasGrown()) return "";  // and may go on growing: it ends where it ends
+  if (file_.hasGrown()) return "";  // and may still be growing
   const std::int64_t missing = file_.declaredSize() - file_.size();
   if (missing <= 0) return "";
-  return missing == 1 ? "its end is missing"
-                      : "at least " + std::to_string(missing) + " bytes are missing at its end";
+  return missing == 1 ? "the end of the file is missing"
+                      : "at least " + std::to_string(missing) + " bytes are missing at the end";
 }
 
 bool Integrity::hasOpenEnd() const {
   return isContainer(*format_, "avi") && !file_.hasGrown() && file_.declaredSize() < 0;
 }
 
-// The header of these containers says how long the file lasts. Some writers leave out the last
-// picture's own time, some round to seconds.
+// These containers declare their duration in the header. Some writers omit the duration of the last
+// frame, some round to seconds.
 std::string Integrity::missingTime() const {
   const bool hasDuration = isContainer(*format_, "mxf") || isContainer(*format_, "flv");
   if (!hasDuration || format_->duration == AV_NOPTS_VALUE ||
@@ -229,11 +228,11 @@ std::string Integrity::missingTime() const {
   const bool isRounded = format_->duration % AV_TIME_BASE == 0;
   if (isContainer(*format_, "flv") && isRounded) tolerance = AV_TIME_BASE;
   if (timesEnd_ >= format_->duration - tolerance) return "";
-  return "it should last " + secondsText(format_->duration, av_get_time_base_q()) +
-         " but ends at " + secondsText(timesEnd_, av_get_time_base_q());
+  return "the declared duration is " + secondsText(format_->duration, av_get_time_base_q()) +
+         " but the last packet ends at " + secondsText(timesEnd_, av_get_time_base_q());
 }
 
-// In these, pictures follow one another without more than a fixed head between them.
+// In these containers, only fixed-size headers separate the frames.
 bool Integrity::hasPartOfPicture() const {
   if (isContainer(*format_, "yuv4mpegpipe")) return file_.size() > packetsEnd_;
   return isContainer(*format_, "dv") && packetBytes_ > 0 && file_.size() % packetBytes_ != 0;
@@ -243,13 +242,13 @@ std::string Integrity::missing(bool fromItsBeginning) const {
   const bool endsAnywhere = file_.hasGrown();
   if (std::string bytes = missingBytes(); !bytes.empty()) return bytes;
   if (fromItsBeginning && hiddenPictures_.areLost())
-    return "a wrong time in its tables hides pictures";
+    return "a wrong time stamp in the index hides frames";
   if (fromItsBeginning && !endsAnywhere)
     for (std::string lack : {missingTime(), missingPackets()})
       if (!lack.empty()) return lack;
   if (std::string pictures = missingPictures(); !pictures.empty()) return pictures;
   const bool isCut = (!endsAnywhere && hasPartOfPicture()) || lastPicture_.isCut();
-  return isCut ? "its last picture is incomplete" : "";
+  return isCut ? "the last frame is incomplete" : "";
 }
 
 }  // namespace cmhost

@@ -16,21 +16,23 @@
 
 namespace cmhost {
 
-/// Finds out whether everything that an input holds was there and could be decoded. One rule holds
-/// for every container and codec. Damaged is:
-///  - what a demuxer or the decoder of the video reports as an error, returned, flagged or logged;
-///  - a picture that went into the decoder and did not come out, for codecs that make exactly one
-///    picture of each packet;
-///  - a picture that the container counts and the demuxer does not find;
-///  - a picture that an edit list hides because its time cannot be right;
-///  - an input that ends before its container says, where the container says so.
-/// A file that has grown since it was opened ends anywhere: what is cut there is left out.
+/// Checks whether the input is complete and was decoded completely. The rule is the same for every
+/// container and codec. Damage is:
+///  - an error that the demuxer or the video decoder returns, flags or logs;
+///  - a frame that was sent to the decoder and not returned, for codecs with exactly one frame per
+///    packet;
+///  - a frame that the container counts but the demuxer does not find;
+///  - a frame that an edit list hides because of an impossible time stamp;
+///  - an input that is shorter than its container declares.
+/// A file that has grown since it was opened may end anywhere; a packet that is truncated there is
+/// dropped.
 class Integrity final : public AvLogListener {
  public:
   explicit Integrity(const InputFile& file) : file_(file) {}
   ~Integrity() override;
 
-  /// While it lives, this thread has the demuxer work: errors of its parts count too.
+  /// While it exists, this thread runs the demuxer, so errors logged by the demuxer's helpers count
+  /// as well.
   class Reading {
    public:
     explicit Reading(Integrity& owner) : owner_(owner) {
@@ -44,11 +46,11 @@ class Integrity final : public AvLogListener {
     Integrity& owner_;
   };
 
-  /// The file is open, and `video` is the stream that will be decoded.
+  /// Starts checking an opened file; `video` is the stream that will be decoded.
   void begin(const AVFormatContext& format, const AVStream& video);
 
-  /// What the demuxer and the decoder have logged since the last call; empty when nothing. What the
-  /// demuxer lacked at the end of a file that grows does not count.
+  /// Returns the damage that the demuxer and the decoder have logged since the last call, or an
+  /// empty string. Errors of the demuxer at the end of a growing file do not count.
   std::string reported();
 
   /// Reads the next packet of any stream, as `av_read_frame` does.
@@ -64,22 +66,23 @@ class Integrity final : public AvLogListener {
   /// on the reading thread, outside a `Reading`.
   bool dropsTruncated(const AVPacket& packet);
 
-  /// The decoder has given a picture.
+  /// Adds a frame returned by the decoder.
   void addPicture(const AVFrame& picture);
 
-  /// What an input that is at its end lacks; empty when it is complete. `fromItsBeginning` is
-  /// whether all of it was read.
+  /// Describes what is missing, once the input has been read to its end; empty when it is complete.
+  /// `fromItsBeginning`: the input was read from the start.
   std::string missing(bool fromItsBeginning) const;
 
-  /// How long the input is compared with what its container says, which is all that can be told of
-  /// one that cannot be opened; empty when it is long enough.
+  /// Compares the size of the input with the size its container declares and describes what is
+  /// missing; empty when nothing is. Works for a file that could not be opened.
   std::string missingBytes() const;
 
-  /// Whether nothing in the input says where it ends, so that a cut between two packets is not
-  /// seen: an AVI that was never finished or was written to a pipe.
+  /// Whether the container does not declare where it ends, so that truncation between two packets
+  /// cannot be detected: an AVI that was not finalized or was written to a pipe.
   bool hasOpenEnd() const;
 
-  /// Pictures from before the first whole one, which refer to what the input does not hold.
+  /// Number of frames before the first complete one, which refer to frames that are not in the
+  /// input.
   std::int64_t picturesBeforeFirst() const;
 
   bool isDetail(const char* format) const override;
@@ -97,24 +100,24 @@ class Integrity final : public AvLogListener {
 
   const InputFile& file_;
   std::mutex mutex_;
-  std::string reported_;                         ///< the first line that says most
-  std::string reportedAtEnd_;                    ///< the same, when reading had found the end
-  std::atomic<std::thread::id> tryingThread_{};  ///< the one that decodes a last packet on trial
-  bool trialCounts_ = false;                     ///< it has come to that packet
+  std::string reported_;       ///< first error logged, which is usually the cause
+  std::string reportedAtEnd_;  ///< same, logged after the end of the file was reached
+  std::atomic<std::thread::id> tryingThread_{};  ///< runs the test decode
+  bool trialCounts_ = false;                     ///< the test decode has reached the last packet
   bool trialFailed_ = false;
-  std::atomic<std::thread::id> readingThread_{};  ///< the one inside the demuxer
+  std::atomic<std::thread::id> readingThread_{};  ///< inside the demuxer
   std::atomic<bool> decoding_{false};
-  std::atomic<bool> endsWithPicture_{false};  ///< nothing but its own end ends a picture
+  std::atomic<bool> endsWithPicture_{false};  ///< frames have only end markers
   const AVFormatContext* format_ = nullptr;
   const AVStream* video_ = nullptr;
   bool onePicturePerPacket_ = false;
-  std::set<std::int64_t> awaited_;             ///< time stamps of pictures inside the decoder
-  std::int64_t firstPts_ = AV_NOPTS_VALUE;     ///< of the first picture decoded
+  std::set<std::int64_t> awaited_;             ///< time stamps of frames inside the decoder
+  std::int64_t firstPts_ = AV_NOPTS_VALUE;     ///< of the first decoded frame
   std::int64_t firstKeyPts_ = AV_NOPTS_VALUE;  ///< of the first key frame read
-  std::int64_t packetsEnd_ = 0;                ///< byte after the last packet
-  std::int64_t timesEnd_ = 0;                  ///< when the last packet ends, in microseconds
-  int packetBytes_ = 0;                        ///< of the last packet of the video
-  std::int64_t packetPts_ = AV_NOPTS_VALUE;    ///< of the same
+  std::int64_t packetsEnd_ = 0;                ///< offset after the last packet
+  std::int64_t timesEnd_ = 0;                  ///< end time of the last packet, in microseconds
+  int packetBytes_ = 0;                        ///< size of the last video packet
+  std::int64_t packetPts_ = AV_NOPTS_VALUE;    ///< its time stamp
   std::set<int> droppedStreams_;               ///< streams whose last packet was dropped
   LastPicture lastPicture_;
   HiddenPictures hiddenPictures_;

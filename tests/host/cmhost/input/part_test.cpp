@@ -100,7 +100,7 @@ TEST_F(Part, NothingLeft) {
   make("in.mkv", "ffv1");
   const Result result = run({"--start", "2.5"}, "in.mkv", "out.nut");
   EXPECT_EQ(result.exitCode, 1);
-  EXPECT_NE(result.err.find("in.mkv ends before --start: its last frame is at 1.960 s"),
+  EXPECT_NE(result.err.find("in.mkv: --start is after the last frame, which is at 1.960 s"),
             std::string::npos)
       << result.err;
 }

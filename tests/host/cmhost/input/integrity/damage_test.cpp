@@ -38,8 +38,7 @@ class Damage : public testing::Test {
 
   void expectTold(const Result& result, const std::string& name) {
     EXPECT_EQ(result.exitCode, 1) << result.err;
-    EXPECT_NE(result.err.find(name + " is damaged or cut short: "), std::string::npos)
-        << result.err;
+    EXPECT_NE(result.err.find(name + ": damaged or truncated: "), std::string::npos) << result.err;
     EXPECT_EQ(folder.names(), std::vector<std::string>{name});
   }
 
@@ -96,7 +95,7 @@ TEST_F(Damage, PictureThatTheDecoderPassesOver) {
   ASSERT_EQ(slices, last);
   const Result result = run("in.mp4", bytes);
   expectTold(result, "in.mp4");
-  EXPECT_NE(result.err.find("the picture at 0."), std::string::npos) << result.err;
+  EXPECT_NE(result.err.find("the frame at 0."), std::string::npos) << result.err;
   EXPECT_NE(result.err.find(" is missing"), std::string::npos) << result.err;
 }
 
@@ -108,7 +107,8 @@ TEST_F(Damage, InTheHeadOfAnAviChunk) {
   std::fill_n(bytes.begin() + static_cast<std::ptrdiff_t>(chunk), 4, '\0');
   const Result result = run("in.avi", bytes);
   expectTold(result, "in.avi");
-  EXPECT_NE(result.err.find("24 pictures, but only 23 were found"), std::string::npos)
+  EXPECT_NE(result.err.find("found only 23 of the 24 frames declared in the header"),
+            std::string::npos)
       << result.err;
 }
 
@@ -120,7 +120,8 @@ TEST_F(Damage, InTheHeadOfAnMxfItem) {
   std::fill_n(bytes.begin() + static_cast<std::ptrdiff_t>(item), 4, '\0');
   const Result result = run("in.mxf", bytes);
   expectTold(result, "in.mxf");
-  EXPECT_NE(result.err.find("24 pictures, but only 23 were found"), std::string::npos)
+  EXPECT_NE(result.err.find("found only 23 of the 24 frames declared in the header"),
+            std::string::npos)
       << result.err;
 }
 
@@ -142,7 +143,7 @@ TEST_F(Damage, InTheTimesOfAnMp4) {
   bytes[position(bytes, "ctts") + 24] = '\x01';  // of the second frame
   const Result result = run("in.mp4", bytes);
   expectTold(result, "in.mp4");
-  EXPECT_NE(result.err.find("hides pictures"), std::string::npos) << result.err;
+  EXPECT_NE(result.err.find("hides frames"), std::string::npos) << result.err;
 }
 
 // AVI writers fill gaps with empty chunks, which are not frames.
@@ -190,7 +191,7 @@ TEST_F(Damage, ProgramStreamMayBeginWithinAPicture) {
   const std::size_t pack = position(bytes, std::string("\0\0\1\xBA", 4), bytes.size() / 4);
   const Result result = run("in.mpg", bytes.substr(pack));
   EXPECT_EQ(result.exitCode, 0) << result.err;
-  EXPECT_NE(result.err.find("what lies before the first whole picture"), std::string::npos)
+  EXPECT_NE(result.err.find("everything before the first complete frame"), std::string::npos)
       << result.err;
   std::filesystem::remove(folder / "out.nut");
   const Result part = run("in.mpg", bytes.substr(pack), {"--start", "0.6"});
@@ -214,7 +215,8 @@ TEST_F(Damage, AviWithoutItsLengthIsTakenWithAWarning) {
   std::fill_n(bytes.begin() + 4, 4, '\xFF');
   const Result result = run("in.avi", bytes);
   EXPECT_EQ(result.exitCode, 0) << result.err;
-  EXPECT_NE(result.err.find("warning: in.avi was not finished"), std::string::npos) << result.err;
+  EXPECT_NE(result.err.find("warning: in.avi: the file was not finalized"), std::string::npos)
+      << result.err;
   EXPECT_EQ(clip::read(folder / "out.nut").pictures.size(), 24U);
 }
 

@@ -86,10 +86,10 @@ class GrowingFile : public testing::Test {
   // One warning with the number of bytes used.
   static void expectWarning(const Result& result, const std::string& name, std::size_t bytes) {
     EXPECT_EQ(result.exitCode, 0) << result.err;
-    const std::string warning = name + " has grown while it was read; the first " +
-                                std::to_string(bytes) + " bytes of it were taken\n";
+    const std::string warning = name + ": the file grew while it was being read; only the first " +
+                                std::to_string(bytes) + " bytes were used\n";
     EXPECT_NE(result.err.find("warning: " + warning), std::string::npos) << result.err;
-    EXPECT_EQ(result.err.find("has grown"), result.err.rfind("has grown")) << result.err;
+    EXPECT_EQ(result.err.find("grew while"), result.err.rfind("grew while")) << result.err;
   }
 
   program::Folder folder;
