@@ -178,7 +178,7 @@ TEST_F(TimedParts, TimeCodeCountsOn) {
                     "-f lavfi -i testsrc2=size=160x120:rate=" + rate +
                         " -t 4 -pix_fmt yuv420p -c:v mpeg4 -timecode 00:00:58:00 in.mov");
     for (const std::string name : {"out.mov", "out.mkv"}) {
-      SCOPED_TRACE(rate + " " + name);
+      SCOPED_TRACE(testing::Message() << rate << " " << name);
       ASSERT_EQ(run({"--start", "3"}, "in.mov", name).exitCode, 0);
       // 75 frames later at 25 fps, 90 at 30 fps.
       EXPECT_NE(program::probe(folder.path(), name, "stream_tags=timecode").find("=00:01:01:00\n"),
