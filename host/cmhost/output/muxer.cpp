@@ -117,10 +117,17 @@ void makeAttachment(const AVStream& cover, AVStream& to, bool isPng) {
   av_dict_set(&to.metadata, "filename", isPng ? "cover.png" : "cover.jpg", AV_DICT_DONT_OVERWRITE);
 }
 
-// With a block size, the AVI muxer assumes a constant bit rate and computes a wrong duration.
 bool hasFramesOfAnySize(AVCodecID codec) {
   return codec == AV_CODEC_ID_AAC || codec == AV_CODEC_ID_MP2 || codec == AV_CODEC_ID_MP3 ||
          codec == AV_CODEC_ID_AC3 || codec == AV_CODEC_ID_EAC3;
+}
+
+// The AVI muxer computes the time of audio from its size: `frame_size` samples for each packet, or
+// for each block when there is a block size. Without `frame_size`, it assumes a constant bit rate.
+void completeFrameSize(AVCodecParameters& audio) {
+  if (audio.frame_size == 0)
+    audio.frame_size = av_get_audio_frame_duration2(&audio, audio.block_align);
+  if (audio.frame_size > 0 && hasFramesOfAnySize(audio.codec_id)) audio.block_align = 0;
 }
 
 AVStream& addCopyOf(const AVStream& from, AVFormatContext& format) {
@@ -128,7 +135,7 @@ AVStream& addCopyOf(const AVStream& from, AVFormatContext& format) {
   if (to == nullptr || avcodec_parameters_copy(to->codecpar, from.codecpar) < 0)
     throw std::bad_alloc();
   to->codecpar->codec_tag = 0;  // let the muxer choose the tag for this codec
-  if (hasFramesOfAnySize(to->codecpar->codec_id)) to->codecpar->block_align = 0;
+  if (to->codecpar->codec_type == AVMEDIA_TYPE_AUDIO) completeFrameSize(*to->codecpar);
   to->time_base = from.time_base;
   to->avg_frame_rate = from.avg_frame_rate;
   to->r_frame_rate = from.r_frame_rate;
