@@ -8,6 +8,7 @@ extern "C" {
 }
 
 #include "host/cmhost/module/module.h"
+#include "host/cmhost/picture/transparency.h"
 #include "host/cmhost/support/failure.h"
 #include "host/cmhost/support/interruption.h"
 #include "host/cmhost/support/messages.h"
@@ -59,6 +60,8 @@ FrameSource::FrameSource(Input& input, const Options& options) : input_(input) {
   const auto format = static_cast<AVPixelFormat>(format_);
   layout_ = chooseLayout(options, input_.name(), format);
   const PictureLayout* const own = layoutOf(format);
+  if (isTransparent(*decoded))
+    printWarning(input_.name() + ": the alpha channel of the video is dropped");
   if (own == nullptr || own->pixelFormat != layout_.pixelFormat)
     converter_ = std::make_unique<LayoutConverter>(*decoded, layout_);
   layout_.fourcc = fourccForModule(options, layout_.fourcc);

@@ -100,7 +100,7 @@ std::string asText(const Options& options, const Module& module, const Configure
        << "component:   type '" << escaped(fourccText(module.type())) << "' (" << hex(module.type())
        << ")\n"
        << "configured:  " << escaped(sizeText(options)) << ": "
-       << (configured.taken ? "result 0" : escaped(configured.reason)) << '\n';
+       << (configured.taken ? "accepted" : escaped(configured.reason)) << '\n';
   const char* label = "prints:     ";
   for (const std::string& line : configured.printed) {
     text << label << ' ' << escaped(line) << '\n';

@@ -58,7 +58,7 @@ void parseSize(const std::string& text, Options& options) {
   const std::size_t cross = std::min(text.find('x'), text.size() - 1);
   const auto side = [&text](const std::string& digits) {
     const int value = isDigits(digits) && digits.size() <= 5 ? std::stoi(digits) : 0;
-    if (value == 0) reject("--size", text, "of the form WIDTHxHEIGHT");
+    if (value == 0) reject("--size", text, "of the form WIDTHxHEIGHT, each from 1 to 99999");
     return value;
   };
   options.inspectWidth = side(text.substr(0, cross));
@@ -88,13 +88,13 @@ struct Texts {
 void declare(CLI::App& app, Options& options, Texts& texts) {
   app.add_option("INPUT", options.input);
   app.add_option("OUTPUT", options.output);
-  app.add_flag("--overwrite", options.overwrite);
-  app.add_flag("--keep-partial", options.keepPartial);
+  app.add_flag("--overwrite", options.overwrite)->disable_flag_override();
+  app.add_flag("--keep-partial", options.keepPartial)->disable_flag_override();
   app.add_flag("--no-sync{false}", options.synchronise);
   app.add_option("--output-format", options.outputFormat);
   app.add_option("--encoder", options.encoder);
   app.add_option("--encoder-option", texts.encoderOptions)->allow_extra_args(false);
-  app.add_flag("--compare", options.compare);
+  app.add_flag("--compare", options.compare)->disable_flag_override();
   app.add_option("--input-format", options.inputFormat);
   app.add_option("--input-option", texts.inputOptions)->allow_extra_args(false);
   app.add_option("--allow-references", texts.references)->check(CLI::IsMember({"file", "network"}));
@@ -108,11 +108,11 @@ void declare(CLI::App& app, Options& options, Texts& texts) {
   CLI::Option* const inspect = app.add_option("--inspect", texts.inspect);
   app.add_option("--size", texts.size)->needs(inspect);
   app.add_option("--layout", texts.layout)->needs(inspect);
-  app.add_flag("--json", options.json)->needs(inspect);
+  app.add_flag("--json", options.json)->disable_flag_override()->needs(inspect);
   app.add_option("--preview", texts.preview);
   app.add_option("--hash", options.hash);
   app.add_option("--progress", texts.progress)->check(CLI::IsMember({"auto", "always", "never"}));
-  app.add_flag("-q,--quiet", options.quiet);
+  app.add_flag("-q,--quiet", options.quiet)->disable_flag_override();
   app.set_version_flag("--version", versionText());
   for (const char* const other :
        {"INPUT", "--module", "--hash", "--preview", "--convert", "--frames", "--start"})
@@ -121,11 +121,22 @@ void declare(CLI::App& app, Options& options, Texts& texts) {
 
 // The value of an unknown option is parsed as an operand, so report unknown options first.
 void refuseRest(const CLI::App& app) {
-  for (const std::string& word : app.remaining())
-    if (word.size() > 1 && word[0] == '-')
-      throw CLI::ValidationError("unrecognized option '" + word + "'");
-  for (const std::string& word : app.remaining())
-    throw CLI::ValidationError("extra operand '" + word + "'");
+  const std::vector<std::string> rest = app.remaining();
+  const auto operands = std::find(rest.begin(), rest.end(), "--");
+  const auto option = std::find_if(rest.begin(), operands, [](const std::string& word) {
+    return word.size() > 1 && word[0] == '-';
+  });
+  if (option != operands) throw CLI::ValidationError("unrecognized option '" + *option + "'");
+  for (const std::string& word : rest)
+    if (word != "--") throw CLI::ValidationError("extra operand '" + word + "'");
+}
+
+// The library describes these with the types of the values.
+std::string mismatchText(const CLI::ArgumentMismatch& error) {
+  const std::string text = error.what();
+  const std::string option = text.substr(0, text.find(':'));
+  return option + (text.find("received") != std::string::npos ? " may be given only once"
+                                                              : " requires a value");
 }
 
 void checkTogether(const Options& options) {
@@ -182,6 +193,9 @@ std::optional<Options> parseCommandLine(int argc, char** argv, int& exitCode) {
   } catch (const CLI::CallForVersion&) {
     printResult(versionText() + "\n");
     exitCode = exitDone;
+  } catch (const CLI::ArgumentMismatch& error) {
+    printError(mismatchText(error) + "; see cmhost --help");
+    exitCode = exitUsage;
   } catch (const CLI::ParseError& error) {
     printError(std::string(error.what()) + "; see cmhost --help");
     exitCode = exitUsage;

@@ -78,14 +78,10 @@ void warnOfRotation(const AVStream& stream) {
                  " degrees clockwise, and the mark with it");
 }
 
-// The module's layouts have no alpha channel, so the encoded video has none.
+// The decoders of VP8 and VP9 ignore the alpha channel of WebM.
 void warnOfAlpha(const AVStream& stream) {
   const AVDictionaryEntry* const mode = av_dict_get(stream.metadata, alphaModeKey, nullptr, 0);
-  const AVPixFmtDescriptor* const format =
-      av_pix_fmt_desc_get(static_cast<AVPixelFormat>(stream.codecpar->format));
-  const bool hasAlpha = format != nullptr && (format->flags & AV_PIX_FMT_FLAG_ALPHA) != 0 &&
-                        (format->flags & AV_PIX_FMT_FLAG_PAL) == 0;
-  if (hasAlpha || (mode != nullptr && std::strcmp(mode->value, "1") == 0))
+  if (mode != nullptr && std::strcmp(mode->value, "1") == 0)
     printWarning("the alpha channel of the video is dropped");
 }
 

@@ -5,6 +5,8 @@ extern "C" {
 #include <libavutil/pixdesc.h>
 }
 
+#include <algorithm>
+#include <cstddef>
 #include <cstdint>
 
 #include "host/cmhost/picture/picture_layout.h"
@@ -26,19 +28,38 @@ void convertField(const AVFrame& from, AVFrame& to, int field, int fields, SwsCo
   std::uint8_t* target[4];
   int sourceStride[4];
   int targetStride[4];
-  const auto* const descriptor = av_pix_fmt_desc_get(static_cast<AVPixelFormat>(from.format));
-  const bool palette = (descriptor->flags & AV_PIX_FMT_FLAG_PAL) != 0;
   for (int plane = 0; plane < 4; ++plane) {
-    const bool rows = !(palette && plane == 1);  // the palette has no fields
-    sourceStride[plane] = from.linesize[plane] * (rows ? fields : 1);
+    sourceStride[plane] = from.linesize[plane] * fields;
     targetStride[plane] = to.linesize[plane] * fields;
     source[plane] = from.data[plane];
     target[plane] = to.data[plane];
-    if (source[plane] != nullptr && rows) source[plane] += field * from.linesize[plane];
+    if (source[plane] != nullptr) source[plane] += field * from.linesize[plane];
     if (target[plane] != nullptr) target[plane] += field * to.linesize[plane];
   }
   sws_scale(&scaler, source, sourceStride, 0, fieldHeight(from.height, field, fields), target,
             targetStride);
+}
+
+// The colours of a palette have this format.
+constexpr AVPixelFormat paletteFormat = AV_PIX_FMT_RGB32;
+
+bool hasPalette(AVPixelFormat format) {
+  return (av_pix_fmt_desc_get(format)->flags & AV_PIX_FMT_FLAG_PAL) != 0;
+}
+
+// The scaler converts a palette with lower precision than RGB.
+FramePtr withoutPalette(const AVFrame& frame) {
+  FramePtr result = emptyFrameLike(frame);
+  result->format = paletteFormat;
+  allocatePicture(*result);
+  const auto* const palette = reinterpret_cast<const std::uint32_t*>(frame.data[1]);
+  for (std::ptrdiff_t y = 0; y < frame.height; ++y) {
+    const std::uint8_t* const from = frame.data[0] + y * frame.linesize[0];
+    auto* const to = reinterpret_cast<std::uint32_t*>(result->data[0] + y * result->linesize[0]);
+    std::transform(from, from + frame.width, to,
+                   [palette](std::uint8_t colour) { return palette[colour]; });
+  }
+  return result;
 }
 
 }  // namespace
@@ -69,7 +90,8 @@ FormatConverter::FormatConverter(const AVFrame& like, AVPixelFormat to)
 }
 
 FormatConverter::ContextPtr FormatConverter::newContext(const AVFrame& like, int height) const {
-  const auto from = static_cast<AVPixelFormat>(like.format);
+  auto from = static_cast<AVPixelFormat>(like.format);
+  if (hasPalette(from)) from = paletteFormat;
   ContextPtr scaler(sws_getContext(like.width, height, from, like.width, height, to_, scalerFlags,
                                    nullptr, nullptr, nullptr),
                     &sws_freeContext);
@@ -85,6 +107,7 @@ FormatConverter::ContextPtr FormatConverter::newContext(const AVFrame& like, int
 }
 
 FramePtr FormatConverter::convert(const AVFrame& frame) {
+  if (hasPalette(static_cast<AVPixelFormat>(frame.format))) return convert(*withoutPalette(frame));
   FramePtr result = emptyFrameLike(frame);
   result->format = to_;
   allocatePicture(*result);

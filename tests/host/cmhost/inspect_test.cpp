@@ -29,7 +29,7 @@ TEST(Inspect, OwnModule) {
   // 90% of 1920 is 1728; 1728 / 800 * 186 is 401.76; 4:2:2 has 2 bytes per pixel, 3 with alpha.
   expectParts(result.out, {std::string("module:      ") + STATIC_WATERMARK + "\n",
                            "factory:     getComponentInstance\n", "type 'fltr' (0x666c7472)\n",
-                           "configured:  1920x1080 IYUV: result 0\n",
+                           "configured:  1920x1080 IYUV: accepted\n",
                            "prints:      Size: 1728, 401, 1385856, 1\n",
                            "             Alpha Size: 1728, 401, 2078784, 1\n"});
 }
@@ -37,7 +37,7 @@ TEST(Inspect, OwnModule) {
 TEST(Inspect, SizeAndLayout) {
   const Result small = inspect(STATIC_WATERMARK, {"--size", "720x576", "--layout", "Y22P"});
   EXPECT_EQ(small.exitCode, 0);
-  expectParts(small.out, {"720x576 Y22P: result 0", "Size: 648, 150, 194400, 1"});
+  expectParts(small.out, {"720x576 Y22P: accepted", "Size: 648, 150, 194400, 1"});
   const Result flat = inspect(STATIC_WATERMARK, {"--size", "1000x100"});
   EXPECT_EQ(flat.exitCode, 1);
   expectParts(flat.out, {"1000x100 IYUV: ", "*** ERROR ***: Error configuring watermark."});

@@ -133,6 +133,26 @@ TEST(Usage, WrongOnes) {
   }
 }
 
+TEST(Usage, OperandsMayFollowTwoDashes) {
+  const program::Folder folder;
+  program::ffmpeg(folder.path(),
+                  "-f lavfi -i testsrc2=size=64x64:rate=5 -t 0.4 -c:v ffv1 -y ./-x.mkv");
+  EXPECT_EQ(program::run(folder.path(), {"--quiet", "--", "-x.mkv", "null:"}).exitCode, 0);
+  EXPECT_EQ(run({"--", "in.mkv", "out.mkv", "-c"}).err,
+            "cmhost: error: extra operand '-c'; see cmhost --help\n");
+  EXPECT_EQ(run({"--crf", "--", "in.mkv", "out.mkv"}).err,
+            "cmhost: error: unrecognized option '--crf'; see cmhost --help\n");
+}
+
+TEST(Usage, ValuesAreCounted) {
+  EXPECT_EQ(run({"in.mkv", "out.mkv", "--frames"}).err,
+            "cmhost: error: --frames requires a value; see cmhost --help\n");
+  EXPECT_EQ(run({"--encoder", "ffv1", "--encoder", "ffv1", "in.mkv", "out.mkv"}).err,
+            "cmhost: error: --encoder may be given only once; see cmhost --help\n");
+  EXPECT_EQ(run({"--overwrite=3", "in.mkv", "out.mkv"}).exitCode, 2);
+  EXPECT_EQ(run({"--quiet=false", "in.mkv", "out.mkv"}).exitCode, 2);
+}
+
 TEST(Usage, UnknownOptionIsBlamedAlone) {
   EXPECT_EQ(run({"--crf", "18", "in.mkv", "out.mkv"}).err,
             "cmhost: error: unrecognized option '--crf'; see cmhost --help\n");

@@ -277,7 +277,7 @@ TEST_F(Copies, DroppedAlphaIsSaid) {
       << last.err;
   EXPECT_EQ(program::probe(folder.path(), "out.webm", "stream_tags=alpha_mode"), "");
   program::ffmpeg(folder.path(),
-                  "-f lavfi -i testsrc2=size=160x120,format=rgba -t 0.2 -c:v png in.mov");
+                  "-f lavfi -i color=red@0.5:size=160x120,format=rgba -t 0.2 -c:v png in.mov");
   last = program::run(folder.path(), {"--convert", "Y44P", "in.mov", "out.mkv"});
   EXPECT_NE(last.err.find("the alpha channel of the video is dropped"), std::string::npos)
       << last.err;
