@@ -10,7 +10,7 @@
 namespace cm {
 
 /// Reuses the pixel buffers of a stream's frames: a released buffer is kept for the next frame of
-/// the same size, because the system would have to clear new memory. A pool never holds more
+/// the same size, because the system clears new memory, which takes time. A pool never holds more
 /// buffers than were in use at once. All functions may be called from any thread.
 class CM_API PicturePool : public std::enable_shared_from_this<PicturePool> {
  public:

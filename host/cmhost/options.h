@@ -48,7 +48,7 @@ struct Options {
   int inspectWidth = 1920;
   int inspectHeight = 1080;
   unsigned int inspectLayout = 0;  ///< FourCC
-  int moduleTimeout = 60;          ///< seconds that a call into the module may hang; 0: no limit
+  int moduleTimeout = 60;  ///< seconds without activity until a call counts as hung; 0: never
   bool json = false;
 
   ProgressMode progress = ProgressMode::automatic;

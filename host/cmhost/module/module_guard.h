@@ -18,7 +18,8 @@ class ModuleGuard {
     const char* during;
   };
 
-  /// A call may hang for `timeout` seconds; 0 means no limit. Throws `Failure`.
+  /// A call without activity for `timeout` seconds counts as hung; 0 means no limit. Throws
+  /// `Failure`.
   ModuleGuard(const std::string& path, int timeout);
 
   const std::string& path() const { return path_; }
