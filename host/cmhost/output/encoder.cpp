@@ -52,8 +52,8 @@ bool isInterlaced(AVFieldOrder order) {
   return order != AV_FIELD_UNKNOWN && order != AV_FIELD_PROGRESSIVE;
 }
 
-// Codecs whose time base must be one frame.
-bool countsFrames(AVCodecID codec) {
+// Codecs whose streams store times in units of one frame.
+bool storesTimes(AVCodecID codec) {
   return codec == AV_CODEC_ID_MPEG1VIDEO || codec == AV_CODEC_ID_MPEG2VIDEO ||
          codec == AV_CODEC_ID_MPEG4 || codec == AV_CODEC_ID_MSMPEG4V3 ||
          codec == AV_CODEC_ID_H263 || codec == AV_CODEC_ID_DNXHD;
@@ -112,7 +112,9 @@ Encoder::Encoder(const Options& options, const Source& source, const AVFrame& fi
   encoder_->pix_fmt = choosePixelFormat(layout, first.color_range);
   describe(source, first);
   open(options);
-  muxer_.addVideo(*encoder_, source);
+  const AVRational tick = std::exchange(encoder_->time_base, timeBase_);
+  muxer_.addVideo(*encoder_, source);  // for packets in this time base
+  encoder_->time_base = tick;
 }
 
 void Encoder::chooseCodec(const std::string& name) {
@@ -162,10 +164,15 @@ AVPixelFormat Encoder::choosePixelFormat(const PictureLayout& layout, AVColorRan
                 (otherLayout ? " or another layout with --convert" : ""));
 }
 
-AVRational Encoder::chooseTimeBase(AVRational frameRate) const {
-  if (frameRate.num > 0 && (!keepsAnyTime(muxer_.container()) || countsFrames(codec_->id)))
-    return av_inv_q(frameRate);
-  return inputTimeBase_;
+// Many encoders compute the bits of a frame from the length of a tick, so that a tick must be one
+// frame. Where the times of frames may be any, the encoder counts frames, and its packets receive
+// the exact times afterwards.
+void Encoder::chooseTimeBases(AVRational frameRate) {
+  timeBase_ = encoder_->time_base = inputTimeBase_;
+  if (frameRate.num <= 0) return;
+  encoder_->time_base = av_inv_q(frameRate);
+  countsFrames_ = keepsAnyTime(muxer_.container()) && !storesTimes(codec_->id);
+  if (!countsFrames_) timeBase_ = encoder_->time_base;
 }
 
 // Frame rate, aspect ratio and tags: from the container if it has them, otherwise from the frame.
@@ -173,7 +180,7 @@ void Encoder::describe(const Source& source, const AVFrame& first) {
   const AVStream& stream = source.video;
   const AVRational rate = source.frameRate;
   encoder_->framerate = rate;
-  encoder_->time_base = chooseTimeBase(rate);
+  chooseTimeBases(rate);
   encoder_->sample_aspect_ratio =
       av_guess_sample_aspect_ratio(&source.format, &source.video, const_cast<AVFrame*>(&first));
   encoder_->color_range = first.color_range;
@@ -224,25 +231,40 @@ void Encoder::encode(FramePtr frame) {
   if (!readsPictureOnly(codec_->id) && !isPadded(*frame)) frame = withPadding(*frame);
   frame->pict_type = AV_PICTURE_TYPE_NONE;  // let the encoder choose, whatever the decoder set
   frame->format = encoder_->pix_fmt;        // may be the full-range variant (YUVJ)
-  const std::int64_t exact = frame->pts;
-  frame->pts = av_rescale_q(exact, inputTimeBase_, encoder_->time_base);
-  bool kept = av_compare_ts(exact, inputTimeBase_, frame->pts, encoder_->time_base) == 0;
-  if (lastPts_ != AV_NOPTS_VALUE && frame->pts <= lastPts_) {
-    frame->pts = lastPts_ + 1;
-    kept = false;
-  }
-  if (!kept && lastPts_ != AV_NOPTS_VALUE && !warnedOfTimes_) {
-    warnedOfTimes_ = true;
-    printWarning("time stamps are rounded to the output's frame rate, starting at " +
-                 secondsText(static_cast<double>(exact) * av_q2d(inputTimeBase_)));
-  }
-  lastPts_ = frame->pts;
-  if (const std::int64_t duration = durationOf(*frame); duration > 0)
-    durations_[frame->pts] = av_rescale_q(duration, inputTimeBase_, encoder_->time_base);
+  const FrameTimes::Time time = timeOf(*frame);
+  frame->pts = countsFrames_ ? frameCount_ : time.pts;
+  setDuration(*frame, countsFrames_ && time.duration > 0 ? 1 : time.duration);
+  times_.add(frame->pts, time);
+  ++frameCount_;
   send(frame.get());
 }
 
-void Encoder::finish() { send(nullptr); }
+// In the time base of the packets.
+FrameTimes::Time Encoder::timeOf(const AVFrame& frame) {
+  FrameTimes::Time time;
+  time.pts = av_rescale_q(frame.pts, inputTimeBase_, timeBase_);
+  bool kept = av_compare_ts(frame.pts, inputTimeBase_, time.pts, timeBase_) == 0;
+  if (frameCount_ > 0 && time.pts <= lastPts_) {
+    time.pts = lastPts_ + 1;
+    kept = false;
+  }
+  if (!kept && frameCount_ > 0 && !warnedOfTimes_) {
+    warnedOfTimes_ = true;
+    printWarning("time stamps are rounded to the output's frame rate, starting at " +
+                 secondsText(static_cast<double>(frame.pts) * av_q2d(inputTimeBase_)));
+  }
+  lastPts_ = time.pts;
+  time.duration = av_rescale_q(durationOf(frame), inputTimeBase_, timeBase_);
+  return time;
+}
+
+void Encoder::finish() {
+  send(nullptr);
+  if (const std::int64_t dropped = times_.finish(); dropped > 0)
+    printWarning(std::string("the encoder ") + codec_->name + " dropped " +
+                 std::to_string(dropped) + " of " + std::to_string(frameCount_) +
+                 " frames; a higher bit rate or quality may keep them");
+}
 
 void Encoder::send(const AVFrame* frame) {
   int result = avcodec_send_frame(encoder_.get(), frame);
@@ -250,12 +272,8 @@ void Encoder::send(const AVFrame* frame) {
     result = avcodec_receive_packet(encoder_.get(), packet_.get());
     if (result == AVERROR(EAGAIN) || result == AVERROR_EOF) return;
     if (result < 0) break;
-    const auto duration = durations_.find(packet_->pts);
-    if (duration != durations_.end()) {
-      packet_->duration = duration->second;
-      durations_.erase(duration);
-    }
-    muxer_.writeVideo(*packet_, encoder_->time_base);
+    times_.apply(*packet_, encoder_->time_base, timeBase_);
+    muxer_.writeVideo(*packet_, timeBase_);
   }
   throw Failure(std::string("the encoder ") + codec_->name + " failed: " + avErrorReason(result));
 }

@@ -1,10 +1,10 @@
 #pragma once
 
 #include <cstdint>
-#include <map>
 #include <string>
 
 #include "host/cmhost/options.h"
+#include "host/cmhost/output/frame_times.h"
 #include "host/cmhost/output/muxer.h"
 #include "host/cmhost/picture/picture_layout.h"
 #include "host/cmhost/source.h"
@@ -26,26 +26,30 @@ class Encoder {
   /// Encodes one frame with `pts` in the time base of the input's video stream.
   void encode(FramePtr frame);
 
-  /// Flushes the encoder.
+  /// Flushes the encoder. Prints a warning when it has dropped frames.
   void finish();
 
  private:
   void chooseCodec(const std::string& name);
   AVPixelFormat choosePixelFormat(const PictureLayout& layout, AVColorRange range) const;
-  AVRational chooseTimeBase(AVRational frameRate) const;
+  void chooseTimeBases(AVRational frameRate);
   void describe(const Source& source, const AVFrame& first);
   void silence(Dictionary& dictionary) const;
   void open(const Options& options);
+  FrameTimes::Time timeOf(const AVFrame& frame);
   void send(const AVFrame* frame);
 
   Muxer& muxer_;
   const AVCodec* codec_ = nullptr;
   CodecPtr encoder_;
   AVRational inputTimeBase_;
+  AVRational timeBase_;        ///< of the packets
+  bool countsFrames_ = false;  ///< the encoder gets frame numbers instead of times
+  FrameTimes times_;
   PacketPtr packet_;
-  std::int64_t lastPts_ = AV_NOPTS_VALUE;
+  std::int64_t frameCount_ = 0;
+  std::int64_t lastPts_ = 0;
   bool warnedOfTimes_ = false;
-  std::map<std::int64_t, std::int64_t> durations_;  ///< of frames inside the encoder, by pts
 };
 
 }  // namespace cmhost

@@ -28,6 +28,15 @@ inline std::int64_t durationOf(const AVFrame& frame) {
 #endif
 }
 
+/// Sets the duration that the function above returns.
+inline void setDuration(AVFrame& frame, std::int64_t duration) {
+#if LIBAVUTIL_VERSION_MAJOR >= 58
+  frame.duration = duration;
+#else
+  frame.pkt_duration = duration;
+#endif
+}
+
 /// Whether the frame is interlaced.
 inline bool isInterlacedFrame(const AVFrame& frame) {
 #if LIBAVUTIL_VERSION_INT >= AV_VERSION_INT(58, 7, 100)
