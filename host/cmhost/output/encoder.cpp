@@ -1,7 +1,6 @@
 #include "host/cmhost/output/encoder.h"
 
 extern "C" {
-#include <libavutil/avstring.h>
 #include <libavutil/imgutils.h>
 #include <libavutil/pixdesc.h>
 }
@@ -11,6 +10,7 @@ extern "C" {
 #include <iterator>
 #include <utility>
 
+#include "host/cmhost/output/encoder_defaults.h"
 #include "host/cmhost/support/av_log.h"
 #include "host/cmhost/support/dictionary.h"
 #include "host/cmhost/support/failure.h"
@@ -20,33 +20,6 @@ extern "C" {
 namespace cmhost {
 
 namespace {
-
-struct DefaultOption {
-  const char* encoder;
-  const char* key;
-  const char* value;
-  const char* removedBy;  ///< user options that conflict with it
-};
-
-// Defaults of better quality than the encoders' own: lossless or visually clean video, and FFV1 as
-// used by archives, with key frames only and checksums. A rate, quality or quantiser set by the
-// user replaces the default. With crf, the encoders of VP8 and VP9 also need a rate: the limit, or
-// 0 for none.
-constexpr DefaultOption defaultOptions[] = {
-    {"ffv1", "level", "3", ""},       {"ffv1", "slicecrc", "1", ""},
-    {"ffv1", "g", "1", ""},           {"libx264", "crf", "18", "b,qp"},
-    {"libx265", "crf", "18", "b,qp"}, {"libvpx-vp9", "crf", "20", "b,lossless"},
-    {"libvpx-vp9", "b", "0", ""},     {"libvpx", "crf", "10", "b"},
-    {"libvpx", "b", "20M", ""},       {"libsvtav1", "crf", "25", "b,qp"},
-    {"mpeg4", "b", "20M", ""},        {"mpeg2video", "b", "20M", ""},
-    {"mpeg1video", "b", "10M", ""},   {"mjpeg", "b", "60M", ""},
-};
-
-bool isContradicted(const DefaultOption& option, const Options::KeyValues& named) {
-  return std::any_of(named.begin(), named.end(), [&option](const auto& each) {
-    return av_match_name(each.first.c_str(), option.removedBy) != 0;
-  });
-}
 
 bool isInterlaced(AVFieldOrder order) {
   return order != AV_FIELD_UNKNOWN && order != AV_FIELD_PROGRESSIVE;
@@ -210,12 +183,7 @@ void Encoder::silence(Dictionary& dictionary) const {
 
 void Encoder::open(const Options& options) {
   Dictionary dictionary;
-  for (const DefaultOption& option : defaultOptions)
-    if (std::strcmp(option.encoder, codec_->name) == 0 &&
-        !isContradicted(option, options.encoderOptions))
-      dictionary.set(option.key, option.value);
-  for (const auto& [key, value] : options.encoderOptions)
-    dictionary.set(key.c_str(), value.c_str());
+  setEncoderOptions(codec_->name, options.encoderOptions, dictionary);
   silence(dictionary);
   const int result = avcodec_open2(encoder_.get(), codec_, dictionary.entries());
   if (result < 0)

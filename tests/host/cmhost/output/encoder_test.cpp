@@ -1,6 +1,10 @@
 // Encoder options set by the user, and their defaults.
 #include <gtest/gtest.h>
 
+extern "C" {
+#include <libavcodec/avcodec.h>
+}
+
 #include <filesystem>
 
 #include "tests/host/cmhost/fixtures/program.h"
@@ -53,6 +57,42 @@ TEST_F(Encoder, NamedRateOrQualityTakesTheDefaultsPlace) {
     SCOPED_TRACE(std::string(each.encoder) + " " + each.settings[0]);
     std::vector<std::string> others(each.settings.begin() + 1, each.settings.end());
     EXPECT_LT(sizeWith(each.encoder, each.settings) * 2, sizeWith(each.encoder, others));
+  }
+}
+
+// Each of these contradicts a default rate or quality.
+TEST_F(Encoder, NamedLimitsMoveTheDefaults) {
+  const struct {
+    const char* encoder;
+    std::vector<std::string> settings;
+    bool isLower;  ///< than the default
+  } cases[] = {
+      {"libvpx-vp9", {"qmin=55", "cpu-used=8"}, true},
+      {"libvpx-vp9", {"qmax=5", "cpu-used=8"}, false},
+      {"libvpx-vp9", {"maxrate=200k", "bufsize=200k", "cpu-used=8"}, true},
+      {"libvpx", {"qmin=55", "cpu-used=8"}, true},
+      {"libvpx", {"qmax=5", "cpu-used=8"}, false},
+      {"libvpx", {"maxrate=200k", "bufsize=200k", "cpu-used=8"}, true},
+      {"mpeg4", {"maxrate=1M"}, true},
+      {"mpeg4", {"minrate=1M", "maxrate=1M", "bufsize=1M"}, true},
+      {"mpeg4", {"minrate=30M"}, false},
+      {"mpeg2video", {"maxrate=1M", "bufsize=1M"}, true},
+      {"mpeg1video", {"maxrate=1M", "bufsize=1M"}, true},
+      {"mpeg1video", {"b=1M"}, true},
+      {"libx264", {"maxrate=200k", "bufsize=200k"}, true},
+      {"libx265", {"maxrate=200k", "bufsize=200k"}, true},
+  };
+  for (const auto& each : cases) {
+    if (avcodec_find_encoder_by_name(each.encoder) == nullptr) continue;
+    SCOPED_TRACE(std::string(each.encoder) + " " + each.settings[0]);
+    std::vector<std::string> others;
+    if (each.settings.back() == "cpu-used=8") others.push_back("cpu-used=8");
+    const std::uintmax_t usual = sizeWith(each.encoder, others);
+    const std::uintmax_t limited = sizeWith(each.encoder, each.settings);
+    if (each.isLower)
+      EXPECT_LT(limited, usual);
+    else
+      EXPECT_GE(limited, usual);
   }
 }
 

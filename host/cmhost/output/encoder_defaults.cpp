@@ -1,0 +1,87 @@
+#include "host/cmhost/output/encoder_defaults.h"
+
+extern "C" {
+#include <libavutil/avstring.h>
+#include <libavutil/eval.h>
+}
+
+#include <algorithm>
+#include <cstdint>
+#include <cstring>
+#include <optional>
+#include <string>
+
+namespace cmhost {
+
+namespace {
+
+struct DefaultOption {
+  const char* encoder;
+  const char* key;
+  const char* value;
+  const char* removedBy = "";  ///< user options that conflict with it
+  const char* least = "";      ///< user option that sets its minimum
+  const char* most = "";       ///< user option that sets its maximum
+};
+
+// Defaults of better quality than the encoders' own: lossless or visually clean video, and FFV1 as
+// used by archives, with key frames only and checksums. A rate, quality or quantiser set by the
+// user replaces the default. With crf, the encoders of VP8 and VP9 also need a rate: the limit, or
+// 0 for none.
+constexpr DefaultOption defaultOptions[] = {
+    {"ffv1", "level", "3"},
+    {"ffv1", "slicecrc", "1"},
+    {"ffv1", "g", "1"},
+    {"libx264", "crf", "18", "b,qp"},
+    {"libx265", "crf", "18", "b,qp"},
+    {"libvpx-vp9", "crf", "20", "b,lossless", "qmin", "qmax"},
+    {"libvpx-vp9", "b", "0", "", "minrate", "maxrate"},
+    {"libvpx", "crf", "10", "b", "qmin", "qmax"},
+    {"libvpx", "b", "20M", "", "minrate", "maxrate"},
+    {"libsvtav1", "crf", "25", "b,qp"},
+    {"mpeg4", "b", "20M", "", "minrate", "maxrate"},
+    {"mpeg2video", "b", "20M", "", "minrate", "maxrate"},
+    {"mpeg1video", "b", "10M", "", "minrate", "maxrate"},
+    {"mjpeg", "b", "60M", "", "minrate", "maxrate"},
+};
+
+bool isContradicted(const DefaultOption& option, const Options::KeyValues& named) {
+  return std::any_of(named.begin(), named.end(), [&option](const auto& each) {
+    return av_match_name(each.first.c_str(), option.removedBy) != 0;
+  });
+}
+
+// Encoders treat zero and negative limits as none.
+std::optional<double> limitIn(const Options::KeyValues& named, const char* key) {
+  std::optional<double> limit;
+  for (const auto& [name, value] : named) {
+    if (name != key) continue;
+    char* end = nullptr;
+    const double number = av_strtod(value.c_str(), &end);
+    limit.reset();
+    if (*end == '\0' && number > 0) limit = number;
+  }
+  return limit;
+}
+
+std::string withinLimits(const DefaultOption& option, const Options::KeyValues& named) {
+  const std::optional<double> least = limitIn(named, option.least);
+  const std::optional<double> most = limitIn(named, option.most);
+  const double usual = av_strtod(option.value, nullptr);
+  double value = usual;
+  if (least && usual > 0) value = std::max(value, *least);
+  if (most && (value > *most || usual == 0)) value = *most;
+  return value == usual ? option.value : std::to_string(static_cast<std::int64_t>(value));
+}
+
+}  // namespace
+
+void setEncoderOptions(const char* encoder, const Options::KeyValues& named,
+                       Dictionary& dictionary) {
+  for (const DefaultOption& option : defaultOptions)
+    if (std::strcmp(option.encoder, encoder) == 0 && !isContradicted(option, named))
+      dictionary.set(option.key, withinLimits(option, named).c_str());
+  for (const auto& [key, value] : named) dictionary.set(key.c_str(), value.c_str());
+}
+
+}  // namespace cmhost
