@@ -266,7 +266,7 @@ TEST_F(Copies, TimeCodeTrackIsNotSaidToBeMissing) {
   EXPECT_NE(last.err.find("stream 1 (data"), std::string::npos) << last.err;
 }
 
-TEST_F(Copies, DroppedAlphaIsSaid) {
+TEST_F(Copies, WarnsOfDroppedAlpha) {
   program::ffmpeg(folder.path(),
                   "-f lavfi -i testsrc2=size=160x120:rate=25,format=yuva420p -t 0.2 -c:v libvpx "
                   "-auto-alt-ref 0 in.webm");

@@ -141,7 +141,7 @@ TEST_F(Output, EncodersThatDoNotFit) {
   EXPECT_EQ(folder.names(), std::vector<std::string>{"in.mkv"});
 }
 
-TEST_F(Output, WhatTheContainerCannotSayIsSaid) {
+TEST_F(Output, WarnsOfTagsThatTheContainerCannotHold) {
   clip::Clip clip;
   clip.encoder = "ffv1";
   clip.tags.matrix = AVCOL_SPC_BT709;
@@ -156,19 +156,6 @@ TEST_F(Output, WhatTheContainerCannotSayIsSaid) {
         << result.err;
   }
   EXPECT_EQ(run({"tagged.mkv", "out.mkv"}).err.find("warning"), std::string::npos);
-}
-
-TEST_F(Output, TurnedVideoIsToldOf) {
-  clip::Clip clip;
-  clip.encoder = "mpeg4";
-  clip.tags.rotation = 90;
-  clip.pictures = clip::drawMany(AV_PIX_FMT_YUV420P, 64, 48, 2);
-  clip::write(folder / "turned.mp4", clip);
-  const Result result = run({"turned.mp4", "out.mp4"});
-  EXPECT_EQ(result.exitCode, 0);
-  EXPECT_NE(result.err.find("warning: players rotate this video by 90 degrees clockwise"),
-            std::string::npos)
-      << result.err;
 }
 
 }  // namespace
