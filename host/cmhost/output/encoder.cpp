@@ -183,7 +183,8 @@ void Encoder::silence(Dictionary& dictionary) const {
 
 void Encoder::open(const Options& options) {
   Dictionary dictionary;
-  setEncoderOptions(codec_->name, options.encoderOptions, dictionary);
+  setEncoderOptions(codec_->name, options.encoderOptions,
+                    std::min(encoder_->width, encoder_->height), dictionary);
   silence(dictionary);
   const int result = avcodec_open2(encoder_.get(), codec_, dictionary.entries());
   if (result < 0)

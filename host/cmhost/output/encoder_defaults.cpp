@@ -45,6 +45,10 @@ constexpr DefaultOption defaultOptions[] = {
     {"mjpeg", "b", "60M", "", "minrate", "maxrate"},
 };
 
+// The FFV1 encoder cannot divide very small pictures into slices, or writes wrong pixels. Level 1
+// has no slices.
+constexpr int shortestSideWithSlices = 8;
+
 bool isContradicted(const DefaultOption& option, const Options::KeyValues& named) {
   return std::any_of(named.begin(), named.end(), [&option](const auto& each) {
     return av_match_name(each.first.c_str(), option.removedBy) != 0;
@@ -76,11 +80,15 @@ std::string withinLimits(const DefaultOption& option, const Options::KeyValues& 
 
 }  // namespace
 
-void setEncoderOptions(const char* encoder, const Options::KeyValues& named,
+void setEncoderOptions(const char* encoder, const Options::KeyValues& named, int shorterSide,
                        Dictionary& dictionary) {
   for (const DefaultOption& option : defaultOptions)
     if (std::strcmp(option.encoder, encoder) == 0 && !isContradicted(option, named))
       dictionary.set(option.key, withinLimits(option, named).c_str());
+  if (std::strcmp(encoder, "ffv1") == 0 && shorterSide < shortestSideWithSlices) {
+    dictionary.set("level", "1");
+    dictionary.set("slicecrc", "0");
+  }
   for (const auto& [key, value] : named) dictionary.set(key.c_str(), value.c_str());
 }
 

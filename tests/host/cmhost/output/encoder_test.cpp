@@ -3,10 +3,12 @@
 
 extern "C" {
 #include <libavcodec/avcodec.h>
+#include <libavutil/pixdesc.h>
 }
 
 #include <filesystem>
 
+#include "tests/host/cmhost/fixtures/clip.h"
 #include "tests/host/cmhost/fixtures/program.h"
 
 namespace {
@@ -94,6 +96,28 @@ TEST_F(Encoder, NamedLimitsMoveTheDefaults) {
     else
       EXPECT_GE(limited, usual);
   }
+}
+
+// The encoder of FFV1 cannot divide all of these into slices.
+TEST_F(Encoder, DefaultOfMatroskaIsExactForTinyPictures) {
+  for (const AVPixelFormat format : {AV_PIX_FMT_YUV420P, AV_PIX_FMT_YUV422P, AV_PIX_FMT_YUV444P})
+    for (const int width : {1, 2, 3, 5})
+      for (const int height : {1, 2, 3, 4, 5, 9}) {
+        SCOPED_TRACE(std::string(av_get_pix_fmt_name(format)) + " " + std::to_string(width) + "x" +
+                     std::to_string(height));
+        clip::Clip input;
+        input.encoder = "rawvideo";
+        input.pictures = clip::drawMany(format, width, height, 2);
+        clip::write(folder / "tiny.nut", input);
+        const program::Result result = program::run(
+            folder.path(),
+            {"-q", "--overwrite", "--module", program::stub("passes_on"), "tiny.nut", "tiny.mkv"});
+        ASSERT_EQ(result.exitCode, 0) << result.err;
+        const clip::Clip output = clip::read(folder / "tiny.mkv");
+        ASSERT_EQ(output.pictures.size(), 2U);
+        for (std::size_t i = 0; i < 2; ++i)
+          EXPECT_EQ(output.pictures[i].planes, input.pictures[i].planes) << i;
+      }
 }
 
 // Some encoders print a banner directly on standard error.
