@@ -1,7 +1,6 @@
 #pragma once
 
 #include <cstdint>
-#include <optional>
 
 #include "host/cmhost/support/av.h"
 
@@ -18,9 +17,8 @@ struct Source {
   /// file.
   std::int64_t shift = 0;
 
-  /// End of the part, in microseconds of the output's time stamps. Empty when the part ends with
-  /// the file or when the frame rate is unknown.
-  std::optional<std::int64_t> end;
+  /// Whether the part may end earlier than the file. Its end is known after the last frame.
+  bool mayEndEarly = false;
 };
 
 }  // namespace cmhost

@@ -77,15 +77,20 @@ void Input::seekToStart() {
 
 FramePtr Input::nextFrame() {
   if (part_.ends(decodedFrames_)) {
+    others_.endPart();
     passOnRest();
     return nullptr;
   }
   for (;;) {
     FramePtr frame = decodeFrame();
-    if (frame == nullptr) return nullptr;
+    if (frame == nullptr) {
+      others_.endFile();
+      return nullptr;
+    }
     finishFrame(*frame);
     if (part_.isBeforeStart(frame->pts, video_->time_base)) continue;
     if (decodedFrames_++ == 0) beginAt(frame->pts);
+    others_.reach(nextPts_, video_->time_base);
     frame->pts -= part_.shift(video_->time_base);
     return frame;
   }
@@ -250,7 +255,7 @@ void Input::failDamaged(const std::string& what) const {
 }
 
 Source Input::source() {
-  return {*format_, *video_, frameRate_, part_.shift(av_get_time_base_q()), part_.end()};
+  return {*format_, *video_, frameRate_, part_.shift(av_get_time_base_q()), part_.mayEndEarly()};
 }
 
 }  // namespace cmhost

@@ -31,10 +31,8 @@ std::int64_t Part::shift(AVRational timeBase) const {
   return av_rescale_q(shift_, video_->time_base, timeBase);
 }
 
-std::optional<std::int64_t> Part::end() const {
-  if (mostFrames_ == 0 || frameRate_.num <= 0) return std::nullopt;
-  return av_rescale_q(first_ - shift_, video_->time_base, av_get_time_base_q()) +
-         av_rescale_q(mostFrames_, av_inv_q(frameRate_), av_get_time_base_q());
+std::int64_t Part::first(AVRational timeBase) const {
+  return av_rescale_q(first_, video_->time_base, timeBase);
 }
 
 std::int64_t Part::expectedFrames() const {

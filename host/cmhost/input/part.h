@@ -1,7 +1,6 @@
 #pragma once
 
 #include <cstdint>
-#include <optional>
 
 #include "host/cmhost/options.h"
 #include "host/cmhost/support/av.h"
@@ -20,11 +19,15 @@ class Part {
   /// Whether the part starts later than the file.
   bool startsLater() const { return startSeconds_ > 0; }
 
-  /// Start of the part, in microseconds of the file's time stamps.
+  /// Requested start of the part, in microseconds of the file's time stamps. The first frame of the
+  /// part may be later.
   std::int64_t start() const { return start_; }
 
-  /// Whether a time stamp of the file is before the part. False for AV_NOPTS_VALUE.
+  /// Whether a time stamp of the file is before the requested start. False for AV_NOPTS_VALUE.
   bool isBeforeStart(std::int64_t time, AVRational timeBase) const;
+
+  /// Whether the part may end earlier than the file.
+  bool mayEndEarly() const { return mostFrames_ > 0; }
 
   /// Whether the part ends after `frames` frames.
   bool ends(std::int64_t frames) const { return mostFrames_ > 0 && frames >= mostFrames_; }
@@ -35,9 +38,9 @@ class Part {
   /// The value to subtract from time stamps of the file, in units of `timeBase`.
   std::int64_t shift(AVRational timeBase) const;
 
-  /// End of the part, in microseconds of the output. Empty when it ends with the file or the frame
-  /// rate is unknown. Call it after `beginAt`.
-  std::optional<std::int64_t> end() const;
+  /// Time stamp of the part's first frame in the file, in units of `timeBase`. Call it after
+  /// `beginAt`.
+  std::int64_t first(AVRational timeBase) const;
 
   /// The number of frames in the part, according to the container; 0 when unknown.
   std::int64_t expectedFrames() const;

@@ -1,14 +1,14 @@
 #include "host/cmhost/output/muxer.h"
 
 extern "C" {
-#include <libavutil/avstring.h>
 #include <libavutil/pixdesc.h>
-#include <libavutil/timecode.h>
 }
 
 #include <algorithm>
 #include <cstring>
 
+#include "host/cmhost/output/chapters.h"
+#include "host/cmhost/output/time_code.h"
 #include "host/cmhost/picture/rotation.h"
 #include "host/cmhost/support/av_log.h"
 #include "host/cmhost/support/failure.h"
@@ -183,48 +183,6 @@ bool hasForm(const AVOutputFormat& container, const AVCodecParameters& parameter
   return !asInMp4 || std::strcmp(container.name, "avi") != 0;
 }
 
-// Shifts chapters to the part and drops those outside of it.
-void copyChapters(const Source& source, AVFormatContext& to) {
-  const AVFormatContext& from = source.format;
-  if (from.nb_chapters == 0) return;
-  to.chapters = static_cast<AVChapter**>(av_calloc(from.nb_chapters, sizeof(AVChapter*)));
-  if (to.chapters == nullptr) throw std::bad_alloc();
-  for (unsigned int i = 0; i < from.nb_chapters; ++i) {
-    const AVChapter& each = *from.chapters[i];
-    const std::int64_t shift = av_rescale_q(source.shift, av_get_time_base_q(), each.time_base);
-    const std::int64_t start = each.start - shift;
-    std::int64_t end = each.end != AV_NOPTS_VALUE ? each.end - shift : each.end;
-    if (source.shift > 0 && end != AV_NOPTS_VALUE && end <= 0) continue;
-    if (source.end) {
-      const std::int64_t last = av_rescale_q(*source.end, av_get_time_base_q(), each.time_base);
-      if (start >= last) continue;
-      if (end == AV_NOPTS_VALUE || end > last) end = last;
-    }
-    auto* const chapter = static_cast<AVChapter*>(av_mallocz(sizeof(AVChapter)));
-    if (chapter == nullptr) throw std::bad_alloc();
-    *chapter = each;
-    chapter->start = source.shift > 0 ? std::max<std::int64_t>(start, 0) : start;
-    chapter->end = end;
-    chapter->metadata = nullptr;
-    av_dict_copy(&chapter->metadata, each.metadata, 0);
-    to.chapters[to.nb_chapters++] = chapter;
-  }
-}
-
-// The tag holds the time code of the first frame; a time code counts frames.
-void shiftTimeCode(const Source& source, AVDictionary*& metadata) {
-  constexpr const char* key = "timecode";
-  const AVDictionaryEntry* const entry = av_dict_get(metadata, key, nullptr, 0);
-  if (entry == nullptr || source.shift == 0 || source.frameRate.num <= 0) return;
-  AVTimecode timeCode;
-  if (av_timecode_init_from_string(&timeCode, source.frameRate, entry->value, nullptr) < 0) return;
-  const std::int64_t frames =
-      av_rescale_q(source.shift, av_get_time_base_q(), av_inv_q(source.frameRate));
-  char text[AV_TIMECODE_STR_SIZE];
-  av_timecode_make_string(&timeCode, text, static_cast<int>(frames));
-  av_dict_set(&metadata, key, text, 0);
-}
-
 }  // namespace
 
 Muxer::Muxer(OutputFile& file, const std::string& formatName) : file_(file) {
@@ -261,14 +219,19 @@ void Muxer::addVideo(const AVCodecContext& encoder, const Source& source) {
   shiftTimeCode(source, video_->metadata);
   shiftTimeCode(source, format_->metadata);
   copyChapters(source, *format_);
+  cutsChapters_ = source.mayEndEarly && storesChaptersLast(container(), file_.io()->seekable != 0);
 }
 
 void Muxer::addCopies(const Source& source) {
   const AVFormatContext& from = source.format;
   copies_.assign(from.nb_streams, nullptr);
   copyTimeBases_.resize(from.nb_streams);
-  for (unsigned int i = 0; i < from.nb_streams; ++i)
-    if (from.streams[i] != &source.video) addCopy(*from.streams[i]);
+  for (unsigned int i = 0; i < from.nb_streams; ++i) {
+    const AVStream& stream = *from.streams[i];
+    if (&stream != &source.video && !writesTimeCode(container(), *video_, stream) &&
+        !writesChapters(container(), from, stream))
+      addCopy(stream);
+  }
 }
 
 // Asks the muxer: writes a header for the streams so far and this one to memory.
@@ -294,16 +257,7 @@ bool Muxer::takes(const AVStream& from) const {
   return result >= 0;
 }
 
-// These containers store the time code as a tag of the video, or create a track from it.
-bool Muxer::writesTimeCodeOf(const AVStream& from) const {
-  static constexpr const char* containers = "mov,mp4,mxf,matroska,webm";
-  return av_match_name(container().name, containers) != 0 &&
-         from.codecpar->codec_tag == MKTAG('t', 'm', 'c', 'd') &&
-         av_dict_get(video_->metadata, "timecode", nullptr, 0) != nullptr;
-}
-
 void Muxer::addCopy(const AVStream& from) {
-  if (writesTimeCodeOf(from)) return;
   if (!takes(from)) {
     printWarning(streamText(from) + " is not copied: the container '" + container().name +
                  "' does not support it");
@@ -325,11 +279,21 @@ void Muxer::check(int result, const char* what) {
                   "'): " + avErrorReason(result));
 }
 
-void Muxer::start() { check(avformat_write_header(format_.get(), nullptr), "the header"); }
+void Muxer::start() {
+  const unsigned int chapters = format_->nb_chapters;
+  if (cutsChapters_) format_->nb_chapters = 0;  // for the trailer
+  const int result = avformat_write_header(format_.get(), nullptr);
+  format_->nb_chapters = chapters;
+  check(result, "the header");
+}
 
 void Muxer::writeVideo(AVPacket& packet, AVRational timeBase) {
   packet.stream_index = video_->index;
   av_packet_rescale_ts(&packet, timeBase, video_->time_base);
+  std::int64_t duration = packet.duration;
+  if (duration <= 0 && video_->avg_frame_rate.num > 0)
+    duration = av_rescale_q(1, av_inv_q(video_->avg_frame_rate), video_->time_base);
+  videoEnd_ = std::max(videoEnd_, packet.pts + duration);
   write(packet);
 }
 
@@ -352,6 +316,9 @@ void Muxer::write(AVPacket& packet) {
   check(av_interleaved_write_frame(format_.get(), &packet), "a packet");
 }
 
-void Muxer::finish() { check(av_write_trailer(format_.get()), "the trailer"); }
+void Muxer::finish() {
+  if (cutsChapters_) cutChapters(*format_, videoEnd_, video_->time_base);
+  check(av_write_trailer(format_.get()), "the trailer");
+}
 
 }  // namespace cmhost

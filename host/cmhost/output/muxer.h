@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstdint>
 #include <mutex>
 #include <string>
 #include <vector>
@@ -42,7 +43,6 @@ class Muxer {
 
  private:
   bool takes(const AVStream& from) const;
-  bool writesTimeCodeOf(const AVStream& from) const;
   void addCopy(const AVStream& from);
   void write(AVPacket& packet);
   void check(int result, const char* what);
@@ -52,6 +52,8 @@ class Muxer {
   AVStream* video_ = nullptr;
   std::vector<AVStream*> copies_;  ///< by index of the input's stream; null: dropped
   std::vector<AVRational> copyTimeBases_;
+  bool cutsChapters_ = false;  ///< when the video is complete
+  std::int64_t videoEnd_ = 0;  ///< in the time base of `video_`
   std::mutex mutex_;
 };
 

@@ -172,6 +172,78 @@ TEST_F(TimedParts, CuesAreShiftedAndCut) {
             "pts_time=1.000000\nduration_time=0.600000\n");
 }
 
+// `ffmpeg -t 2` and `-ss 3 -t 3` drop these cues, too.
+TEST_F(TimedParts, CuesAtTheEndOrLaterAreDropped) {
+  ASSERT_EQ(run({"--frames", "75"}, "in.mkv", "out.mkv").exitCode, 0);  // a cue starts at the end
+  EXPECT_EQ(cues("out.mkv"),
+            "pts_time=0.500000\nduration_time=0.700000\n"
+            "pts_time=1.400000\nduration_time=1.200000\n");
+  ASSERT_EQ(run({"--frames", "30"}, "in.mkv", "out.mkv").exitCode, 0);  // one 0.2 s later
+  EXPECT_EQ(cues("out.mkv"), "pts_time=0.500000\nduration_time=0.700000\n");
+  ASSERT_EQ(run({"--frames", "400"}, "in.mkv", "out.mkv").exitCode, 0);  // ends with the file
+  EXPECT_EQ(cues("out.mkv"), cues("in.mkv"));
+}
+
+// Packets of a stream are written in order, although the first cue ends last.
+TEST_F(TimedParts, CuesThatOverlapStayInOrder) {
+  program::writeFile(folder / "long.srt",
+                     "1\n00:00:00,100 --> 00:00:03,900\nlong\n\n"
+                     "2\n00:00:00,600 --> 00:00:00,900\nshort\n");
+  program::ffmpeg(folder.path(), "-i in.mkv -i long.srt -map 0:v -map 1 -c copy overlap.mkv");
+  ASSERT_EQ(run({"--frames", "50"}, "overlap.mkv", "out.mkv").exitCode, 0);
+  EXPECT_EQ(cues("out.mkv"),
+            "pts_time=0.100000\nduration_time=1.900000\n"
+            "pts_time=0.600000\nduration_time=0.300000\n");
+}
+
+// The first frame after 1.41 s is at 1.44 s: there, a cue begins that is on screen from 1.4 to 2.6
+// s. With an earlier time stamp, Matroska would shift the video.
+TEST_F(TimedParts, CueStartsWithTheFirstFrame) {
+  ASSERT_EQ(run({"--start", "1.41"}, "in.mkv", "out.mkv").exitCode, 0);
+  EXPECT_EQ(cues("out.mkv"),
+            "pts_time=0.000000\nduration_time=1.160000\n"
+            "pts_time=1.560000\nduration_time=0.800000\n");
+  EXPECT_EQ(program::probe(folder.path(), "out.mkv",
+                           "packet=pts_time -select_streams v -read_intervals %+#1"),
+            "pts_time=0.000000\n");
+}
+
+// Twenty frames at 25 fps, then five frames per second.
+TEST_F(TimedParts, EndsWithTheLastFrameAtAnyRate) {
+  program::ffmpeg(folder.path(),
+                  "-f lavfi -i testsrc2=size=160x120:rate=25 -i cues.srt -i chapters -map 0 -map 1 "
+                  "-map_metadata 2 -t 4 -vf \"select='not(mod(n,5))+lt(n,20)'\" -fps_mode vfr "
+                  "-pix_fmt yuv420p -c:v mpeg4 -g 100 -c:s srt in.mkv");
+  for (const std::string name : {"out.mkv", "out.mov"}) {
+    SCOPED_TRACE(name);
+    // From 1 s, frames every 0.2 s; the tenth is at 2.8 s.
+    const Result result = run({"--start", "1", "--frames", "10"}, "in.mkv", name);
+    ASSERT_EQ(result.exitCode, 0) << result.err;
+    // The chapter [1, 3) starts with the part and ends with its last frame.
+    const std::string found = chapters(name);
+    EXPECT_EQ(found.substr(0, 28), "start_time=0.000000\nend_time") << found;
+    const std::string end = "end_time=";
+    const double seconds = std::stod(found.substr(found.find(end) + end.size()));
+    EXPECT_GT(seconds, 1.8);
+    EXPECT_LE(seconds, 2.0);
+    EXPECT_EQ(found.find("three"), std::string::npos) << found;
+  }
+  EXPECT_EQ(cues("out.mkv"),
+            "pts_time=0.000000\nduration_time=0.200000\n"
+            "pts_time=0.400000\nduration_time=1.200000\n");
+}
+
+// Here chapters are written before the video, when the end of the part is unknown.
+TEST_F(TimedParts, ChaptersAheadOfTheVideoAreComplete) {
+  program::writeFile(
+      folder / "piped.mkv",
+      program::run(folder.path(), {"--frames", "50", "--output-format", "matroska", "in.mkv", "-"})
+          .out);
+  EXPECT_EQ(chapters("piped.mkv"), chapters("in.mkv"));
+  ASSERT_EQ(run({"--frames", "50"}, "in.mkv", "out.nut").exitCode, 0);
+  EXPECT_EQ(chapters("out.nut"), chapters("in.mkv"));
+}
+
 TEST_F(TimedParts, TimeCodeCountsOn) {
   for (const std::string rate : {"25", "30000/1001"}) {
     program::ffmpeg(folder.path(),

@@ -255,7 +255,7 @@ TEST_F(Copies, TimeCodeTrackIsNotSaidToBeMissing) {
   program::ffmpeg(folder.path(),
                   "-f lavfi -i testsrc2=size=160x120:rate=25 -t 1 -pix_fmt yuv420p -c:v mpeg4 "
                   "-timecode 01:02:03:04 in.mov");
-  for (const std::string name : {"out.mov", "out.mp4", "out.mkv"}) {
+  for (const std::string name : {"out.mov", "out.mp4", "out.mkv", "out.nut"}) {
     SCOPED_TRACE(name);
     run("in.mov", name);
     EXPECT_FALSE(warned()) << last.err;
@@ -264,6 +264,32 @@ TEST_F(Copies, TimeCodeTrackIsNotSaidToBeMissing) {
   }
   run("in.mov", "out.avi");
   EXPECT_NE(last.err.find("stream 1 (data"), std::string::npos) << last.err;
+}
+
+TEST_F(Copies, ChapterTrackIsNotSaidToBeMissing) {
+  program::writeFile(folder / "chapters",
+                     ";FFMETADATA1\n"
+                     "[CHAPTER]\nTIMEBASE=1/1000\nSTART=0\nEND=400\ntitle=one\n"
+                     "[CHAPTER]\nTIMEBASE=1/1000\nSTART=400\nEND=1000\ntitle=two\n");
+  const auto chapters = [this](const std::string& name) {
+    return program::probe(folder.path(), name, "chapter=start_time,end_time:chapter_tags=title");
+  };
+  for (const std::string in : {"in.mov", "in.mp4"}) {
+    program::ffmpeg(folder.path(),
+                    "-f lavfi -i testsrc2=size=160x120:rate=25 -i chapters -map 0 -map_metadata 1 "
+                    "-t 1 -pix_fmt yuv420p -c:v mpeg4 " +
+                        in);
+    for (const std::string out : {"out.mov", "out.mp4", "out.mkv", "out.nut"}) {
+      SCOPED_TRACE(testing::Message() << in << " to " << out);
+      last = program::run(folder.path(), {"--overwrite", in, out});
+      ASSERT_EQ(last.exitCode, 0) << last.err;
+      EXPECT_FALSE(warned()) << last.err;
+      EXPECT_EQ(chapters(out), chapters(in));
+    }
+    last = program::run(folder.path(), {"--overwrite", in, "out.avi"});  // has no chapters
+    EXPECT_NE(last.err.find("stream 1 (data, bin_data) is not copied"), std::string::npos)
+        << last.err;
+  }
 }
 
 TEST_F(Copies, WarnsOfDroppedAlpha) {
