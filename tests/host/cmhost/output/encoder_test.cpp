@@ -7,6 +7,7 @@ extern "C" {
 }
 
 #include <filesystem>
+#include <utility>
 
 #include "tests/host/cmhost/fixtures/clip.h"
 #include "tests/host/cmhost/fixtures/program.h"
@@ -118,6 +119,27 @@ TEST_F(Encoder, DefaultOfMatroskaIsExactForTinyPictures) {
         for (std::size_t i = 0; i < 2; ++i)
           EXPECT_EQ(output.pictures[i].planes, input.pictures[i].planes) << i;
       }
+}
+
+// Pictures of these sizes may end where their buffers end.
+TEST_F(Encoder, LosslessEncodersAreExactAtOddSizes) {
+  for (const std::string encoder : {"ffvhuff", "utvideo"})
+    for (const auto& [width, height] : {std::pair(2, 2), {4, 6}, {17, 33}, {321, 241}}) {
+      SCOPED_TRACE(encoder + " " + std::to_string(width) + "x" + std::to_string(height));
+      if (avcodec_find_encoder_by_name(encoder.c_str()) == nullptr) continue;
+      clip::Clip input;
+      input.encoder = "rawvideo";
+      input.pictures = clip::drawMany(AV_PIX_FMT_YUV444P, width, height, 3);
+      clip::write(folder / "odd.nut", input);
+      const program::Result result =
+          program::run(folder.path(), {"-q", "--overwrite", "--module", program::stub("passes_on"),
+                                       "--encoder", encoder, "odd.nut", "odd.mkv"});
+      ASSERT_EQ(result.exitCode, 0) << result.err;
+      const clip::Clip output = clip::read(folder / "odd.mkv");
+      ASSERT_EQ(output.pictures.size(), 3U);
+      for (std::size_t i = 0; i < 3; ++i)
+        EXPECT_EQ(output.pictures[i].planes, input.pictures[i].planes) << i;
+    }
 }
 
 // Some encoders print a banner directly on standard error.
