@@ -1,4 +1,4 @@
-// A part of the input, --compare, and configuration keys.
+// A part of the input.
 #include <gtest/gtest.h>
 
 #include <cmath>
@@ -257,68 +257,6 @@ TEST_F(TimedParts, TimeCodeCountsOn) {
                 std::string::npos);
     }
   }
-}
-
-TEST_F(Part, SideBySide) {
-  for (const auto format : {AV_PIX_FMT_YUV420P, AV_PIX_FMT_YUV422P, AV_PIX_FMT_YUV444P})
-    for (const int width : {160, 161}) {
-      SCOPED_TRACE(std::to_string(format) + ", width " + std::to_string(width));
-      Clip clip;
-      clip.encoder = "ffv1";
-      clip.pictures = clip::drawMany(format, width, 121, 3);
-      clip::write(folder / "in.mkv", clip);
-      ASSERT_EQ(program::run(folder.path(), {"--overwrite", "in.mkv", "marked.nut"}).exitCode, 0);
-      ASSERT_EQ(
-          program::run(folder.path(), {"--overwrite", "--compare", "in.mkv", "both.nut"}).exitCode,
-          0);
-      const auto marked = clip::read(folder / "marked.nut").pictures;
-      const auto both = clip::read(folder / "both.nut").pictures;
-      ASSERT_EQ(both.size(), 3U);
-      ASSERT_EQ(both[2].width, width == 160 ? 320 : 324);
-      ASSERT_EQ(both[2].height, 121);
-      for (std::size_t plane = 0; plane < 3; ++plane) {
-        const int shift = plane > 0 && format != AV_PIX_FMT_YUV444P ? 1 : 0;
-        const auto half = static_cast<std::size_t>(both[2].width / 2 >> shift);
-        const auto own = static_cast<std::size_t>((width + shift) >> shift);
-        const auto rows = both[2].planes[plane].size() / (2 * half);
-        ASSERT_EQ(rows * own, marked[2].planes[plane].size());
-        for (std::size_t y = 0; y < rows; ++y)
-          for (std::size_t x = 0; x < half; ++x) {
-            const std::size_t from = y * own + std::min(x, own - 1);
-            const std::size_t to = y * 2 * half + x;
-            ASSERT_EQ(both[2].planes[plane][to], clip.pictures[2].planes[plane][from]);
-            ASSERT_EQ(both[2].planes[plane][to + half], marked[2].planes[plane][from]);
-          }
-      }
-    }
-}
-
-TEST_F(Part, KeysOfTheConfiguration) {
-  make("in.mkv", "ffv1");
-  const auto told = [this](std::vector<std::string> options) {
-    options.insert(options.end(), {"--module", program::stub("tells_keys"), "in.mkv", "null:"});
-    return program::run(folder.path(), options);
-  };
-  const auto lines = [](const Result& result) {
-    return result.err.substr(0, result.err.find("cmhost: "));
-  };
-  EXPECT_EQ(lines(told({})), "greeting 00000000, system_informat 49595556\n");
-  EXPECT_EQ(lines(told({"--set", "greeting=ABCD", "--set", "other=   1"})),
-            "greeting 41424344, system_informat 49595556\n");
-  EXPECT_EQ(lines(told({"--set", "greeting=0x00c0FFee"})),
-            "greeting 00c0ffee, system_informat 49595556\n");
-  EXPECT_EQ(lines(told({"--set", "system_informat=I420"})),
-            "greeting 00000000, system_informat 49343230\n");
-  const Result wrong = told({"--set", "system_informat=Y44P"});
-  EXPECT_EQ(wrong.exitCode, 2);
-  EXPECT_NE(wrong.err.find("Y44P does not match the frame layout IYUV"), std::string::npos);
-}
-
-TEST_F(Part, ModuleMayKnowTheLayoutByAnotherCode) {
-  const Clip clip = make("in.mkv", "ffv1");
-  const Result result = run({"--set", "system_informat=I420"}, "in.mkv", "out.nut");
-  ASSERT_EQ(result.exitCode, 0) << result.err;
-  expectPictures("out.nut", clip.pictures, 0, frames);
 }
 
 }  // namespace
