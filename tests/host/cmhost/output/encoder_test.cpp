@@ -153,4 +153,20 @@ TEST_F(Encoder, PrintsNothing) {
   }
 }
 
+// Some versions of this encoder refuse the size and print several lines of their own.
+TEST(EncoderMessages, AFailureIsOneLine) {
+  if (avcodec_find_encoder_by_name("libsvtav1") == nullptr) GTEST_SKIP();
+  const program::Folder folder;
+  program::ffmpeg(folder.path(), "-f lavfi -i testsrc2=size=32x32:rate=25:duration=0.2 in.y4m");
+  const program::Result result =
+      program::run(folder.path(), {"-q", "--encoder", "libsvtav1", "in.y4m", "out.mkv"});
+  if (result.exitCode == 0) {
+    EXPECT_EQ(result.err, "");
+  } else {
+    EXPECT_EQ(result.err.rfind("cmhost: error: cannot open the encoder libsvtav1", 0), 0U)
+        << result.err;
+    EXPECT_EQ(result.err.find('\n'), result.err.size() - 1) << result.err;
+  }
+}
+
 }  // namespace
