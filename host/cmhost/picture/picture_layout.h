@@ -5,6 +5,7 @@ extern "C" {
 }
 
 #include <cstddef>
+#include <cstdint>
 #include <string>
 
 namespace cmhost {
