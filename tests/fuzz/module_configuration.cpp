@@ -168,7 +168,7 @@ void run_stream(byte_reader& in, const PictureLayout& layout) {
     FramePtr decoded = decoded_frame(in, *configured, width, height);
     if (decoded == nullptr) return;
     const AVFrame& before = *decoded;
-    const auto packed = cmhost::packFrame(std::move(decoded), *configured);
+    const auto packed = cmhost::packFrame(std::move(decoded), *configured, 0, true);
     require(packed->size() == filter->frame_size, "size of a picture");
     input->frames().put(packed);
     require(filter->process(), "a waiting frame was left");
