@@ -1,14 +1,13 @@
 #include "host/cmhost/output/encoder.h"
 
 extern "C" {
+#include <libavutil/avstring.h>
 #include <libavutil/imgutils.h>
 #include <libavutil/pixdesc.h>
 }
 
 #include <algorithm>
 #include <cstring>
-#include <iterator>
-#include <utility>
 
 #include "host/cmhost/output/encoder_defaults.h"
 #include "host/cmhost/support/av_log.h"
@@ -34,11 +33,8 @@ bool storesTimes(AVCodecID codec) {
 
 // The QuickTime family supports variable frame rates, though its muxers do not declare it.
 bool keepsAnyTime(const AVOutputFormat& container) {
-  static constexpr const char* quickTime[] = {"mov",  "mp4", "3gp",  "3g2",
-                                              "ipod", "psp", "ismv", "f4v"};
   return (container.flags & AVFMT_VARIABLE_FPS) != 0 ||
-         std::any_of(std::begin(quickTime), std::end(quickTime),
-                     [&](const char* name) { return std::strcmp(container.name, name) == 0; });
+         av_match_name(container.name, "mov,mp4,3gp,3g2,ipod,psp,ismv,f4v") != 0;
 }
 
 bool readsPictureOnly(AVCodecID codec) {
@@ -85,9 +81,7 @@ Encoder::Encoder(const Options& options, const Source& source, const AVFrame& fi
   encoder_->pix_fmt = choosePixelFormat(layout, first.color_range);
   describe(source, first);
   open(options);
-  const AVRational tick = std::exchange(encoder_->time_base, timeBase_);
-  muxer_.addVideo(*encoder_, source);  // for packets in this time base
-  encoder_->time_base = tick;
+  muxer_.addVideo(*encoder_, timeBase_, source);
 }
 
 void Encoder::chooseCodec(const std::string& name) {

@@ -198,7 +198,7 @@ Muxer::Muxer(OutputFile& file, const std::string& formatName) : file_(file) {
   if (file.io()->seekable != 0) format_->flush_packets = 0;
 }
 
-void Muxer::addVideo(const AVCodecContext& encoder, const Source& source) {
+void Muxer::addVideo(const AVCodecContext& encoder, AVRational timeBase, const Source& source) {
   const AVStream& from = source.video;
   warnOfLostTags(container(), encoder);
   warnOfRotation(from);
@@ -206,7 +206,7 @@ void Muxer::addVideo(const AVCodecContext& encoder, const Source& source) {
   video_ = avformat_new_stream(format_.get(), nullptr);
   if (video_ == nullptr || avcodec_parameters_from_context(video_->codecpar, &encoder) < 0)
     throw std::bad_alloc();
-  video_->time_base = encoder.time_base;
+  video_->time_base = timeBase;
   video_->avg_frame_rate = encoder.framerate;
   video_->r_frame_rate = encoder.framerate;
   video_->sample_aspect_ratio = encoder.sample_aspect_ratio;

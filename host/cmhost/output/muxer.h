@@ -22,8 +22,9 @@ class Muxer {
   const AVOutputFormat& container() const { return *format_->oformat; }
 
   /// Adds the stream of the encoded video. Its frame rate, aspect ratio and colour tags come from
-  /// `encoder`, the other properties and the metadata from `source`.
-  void addVideo(const AVCodecContext& encoder, const Source& source);
+  /// `encoder`, the other properties and the metadata from `source`. `timeBase` is that of the
+  /// packets that will be written.
+  void addVideo(const AVCodecContext& encoder, AVRational timeBase, const Source& source);
 
   /// Adds copies of all other streams of `source`. Streams that the container does not support are
   /// dropped with a warning.

@@ -22,19 +22,10 @@ using program::Process;
 using program::Result;
 
 constexpr int frames = 12;
-constexpr std::size_t frameBytes = 6 + 320 * 240 * 3 / 2;  // "FRAME\n" and the planes
+constexpr std::size_t frameBytes = clip::y4mFrameBytes;
 
 class Interrupt : public testing::Test {
  protected:
-  void SetUp() override {
-    clip::Clip clip;
-    clip.encoder = "wrapped_avframe";
-    clip.pictures = clip::drawMany(AV_PIX_FMT_YUV420P, 320, 240, frames);
-    const Folder made;
-    clip::write(made / "in.y4m", clip);
-    y4m = program::readFile(made / "in.y4m");
-  }
-
   // Sends all frames and half of another through a pipe that stays open, then the signal.
   Result interrupt(int number, const std::vector<std::string>& arguments) {
     Pipe in;
@@ -60,7 +51,7 @@ class Interrupt : public testing::Test {
   }
 
   Folder folder;
-  std::string y4m;
+  const std::string y4m = clip::y4m(frames);
 };
 
 TEST_F(Interrupt, FileIsClosedProperly) {

@@ -9,6 +9,7 @@
 
 namespace {
 
+using program::expectError;
 using program::Folder;
 using program::Result;
 
@@ -23,12 +24,6 @@ class Output : public testing::Test {
 
   Result run(const std::vector<std::string>& arguments, const program::Streams& streams = {}) {
     return program::run(folder.path(), arguments, streams);
-  }
-
-  static void expectError(const Result& result, int exitCode, const std::string& part) {
-    EXPECT_EQ(result.exitCode, exitCode) << result.err;
-    EXPECT_NE(result.err.find("cmhost: error: "), std::string::npos) << result.err;
-    EXPECT_NE(result.err.find(part), std::string::npos) << result.err;
   }
 
   Folder folder;

@@ -11,24 +11,22 @@
 
 namespace {
 
+using program::expectError;
 using program::Folder;
 using program::Pipe;
 using program::Process;
 using program::Result;
 
 constexpr int frames = 12;
-constexpr std::size_t y4mFrame = 6 + 320 * 240 * 3 / 2;  // "FRAME\n" and the planes
+constexpr std::size_t y4mFrame = clip::y4mFrameBytes;
 
 class Pipes : public testing::Test {
  protected:
   void SetUp() override {
-    clip::Clip clip;
-    clip.encoder = "wrapped_avframe";
-    clip.pictures = clip::drawMany(AV_PIX_FMT_YUV420P, 320, 240, frames);
-    clip::write(folder / "in.y4m", clip);
+    program::writeFile(folder / "in.y4m", y4m);
+    clip::Clip clip = clip::read(folder / "in.y4m");
     clip.encoder = "rawvideo";
     clip::write(folder / "in.nut", clip);
-    y4m = program::readFile(folder / "in.y4m");
   }
 
   // Runs with `content` as input from a pipe, which is then closed.
@@ -43,14 +41,8 @@ class Pipes : public testing::Test {
     return process.wait();
   }
 
-  static void expectError(const Result& result, int exitCode, const std::string& part) {
-    EXPECT_EQ(result.exitCode, exitCode) << result.err;
-    EXPECT_NE(result.err.find("cmhost: error: "), std::string::npos) << result.err;
-    EXPECT_NE(result.err.find(part), std::string::npos) << result.err;
-  }
-
   Folder folder;
-  std::string y4m;
+  const std::string y4m = clip::y4m(frames);
 };
 
 TEST_F(Pipes, LinkInAChain) {
