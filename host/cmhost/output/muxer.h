@@ -3,9 +3,9 @@
 #include <cstdint>
 #include <mutex>
 #include <string>
-#include <vector>
 
 #include "host/cmhost/output/output_file.h"
+#include "host/cmhost/output/streams/other_streams.h"
 #include "host/cmhost/source.h"
 #include "host/cmhost/support/av.h"
 
@@ -26,9 +26,8 @@ class Muxer {
   /// packets that will be written.
   void addVideo(const AVCodecContext& encoder, AVRational timeBase, const Source& source);
 
-  /// Adds copies of all other streams of `source`. Streams that the container does not support are
-  /// dropped with a warning.
-  void addCopies(const Source& source);
+  /// Adds all other streams of `source`, see `OtherStreams`.
+  void addOthers(const Source& source);
 
   /// Writes the header. Throws `Failure`.
   void start();
@@ -36,23 +35,20 @@ class Muxer {
   /// Writes an encoded packet with time stamps in `timeBase`, the encoder's time base.
   void writeVideo(AVPacket& packet, AVRational timeBase);
 
-  /// Writes a packet of a copied stream. Packets of dropped streams are ignored.
-  void writeCopy(AVPacket& packet);
+  /// Writes a packet of another stream of the input. One thread at a time.
+  void writeOther(const AVPacket& packet);
 
-  /// Writes the trailer. Throws `Failure`.
+  /// Writes what is left of the other streams, and the trailer. Throws `Failure`.
   void finish();
 
  private:
-  bool takes(const AVStream& from) const;
-  void addCopy(const AVStream& from);
   void write(AVPacket& packet);
   void check(int result, const char* what);
 
   OutputFile& file_;
   OutputFormatPtr format_;
   AVStream* video_ = nullptr;
-  std::vector<AVStream*> copies_;  ///< by index of the input's stream; null: dropped
-  std::vector<AVRational> copyTimeBases_;
+  OtherStreams others_;
   bool cutsChapters_ = false;  ///< when the video is complete
   std::int64_t videoEnd_ = 0;  ///< in the time base of `video_`
   std::mutex mutex_;

@@ -67,7 +67,7 @@ void Output::startVideo(const Source& source, const AVFrame& first, const Pictur
   const FramePtr like = emptyFrameLike(first);
   if (options_.compare) like->width = sideBySideWidth(first.width);
   encoder_ = std::make_unique<Encoder>(options_, source, *like, layout, *muxer_);
-  muxer_->addCopies(source);
+  muxer_->addOthers(source);
   muxer_->start();
   started_ = true;
 }
@@ -81,7 +81,7 @@ void Output::put(FramePtr marked, const AVFrame& original) {
 }
 
 void Output::putOther(AVPacket& packet) {
-  if (muxer_ != nullptr) muxer_->writeCopy(packet);
+  if (muxer_ != nullptr) muxer_->writeOther(packet);
 }
 
 void Output::endFrames() {

@@ -1,0 +1,29 @@
+#pragma once
+
+#include "host/cmhost/output/streams/track.h"
+#include "host/cmhost/support/av.h"
+
+namespace cmhost {
+
+/// Adds a stream to `format` that holds the packets of `from` unchanged, with its tags, disposition
+/// and side data. In Matroska, a cover becomes an attachment, which is stored in the header.
+AVStream& addCopyOf(const AVStream& from, AVFormatContext& format);
+
+/// Copies the side data of a stream, such as its rotation.
+void copySideData(const AVStream& from, AVStream& to);
+
+/// Writes the packets of a stream unchanged.
+class CopiedStream final : public Track {
+ public:
+  /// Adds the copy of `from` to `format`.
+  CopiedStream(const AVStream& from, AVFormatContext& format, PacketWriter writer);
+
+  void add(const AVPacket& packet) override;
+
+ private:
+  AVStream& stream_;
+  AVRational timeBase_;  ///< of the packets
+  PacketWriter writer_;
+};
+
+}  // namespace cmhost
