@@ -51,7 +51,8 @@ std::string formatText(int width, int height, int format) {
 
 }  // namespace
 
-FrameSource::FrameSource(Input& input, const Options& options) : input_(input) {
+FrameSource::FrameSource(Input& input, const Options& options)
+    : input_(input), conceals_(options.conceal) {
   FramePtr decoded = input_.nextFrame();
   if (decoded == nullptr) throw interruption::Interrupted();
   width_ = decoded->width;
@@ -79,17 +80,27 @@ FramePtr FrameSource::next() {
   if (first_ != nullptr) return std::move(first_);
   FramePtr decoded = input_.nextFrame();
   if (decoded == nullptr) return nullptr;
-  checkLikeFirst(*decoded);
-  return convert(std::move(decoded));
+  return convert(likeFirst(std::move(decoded)));
 }
 
-void FrameSource::checkLikeFirst(const AVFrame& decoded) const {
-  if (decoded.width == width_ && decoded.height == height_ && decoded.format == format_) return;
-  throw Failure(
-      input_.name() + ": the frame format changes from " + formatText(width_, height_, format_) +
-      " to " + formatText(decoded.width, decoded.height, decoded.format) + " at frame " +
-      std::to_string(input_.decodedFrames() - 1) + " (" + secondsText(input_.lastFrameSeconds()) +
-      "); split the video there and mark the parts separately");
+FramePtr FrameSource::likeFirst(FramePtr decoded) {
+  if (decoded->width == width_ && decoded->height == height_ && decoded->format == format_)
+    return decoded;
+  const std::string change = "the frame format changes from " +
+                             formatText(width_, height_, format_) + " to " +
+                             formatText(decoded->width, decoded->height, decoded->format);
+  if (conceals_) {
+    if (fitter_ == nullptr)
+      fitter_ = std::make_unique<FrameFitter>(width_, height_, static_cast<AVPixelFormat>(format_));
+    if (FramePtr fitted = fitter_->fit(*decoded); fitted != nullptr) {
+      input_.addDamage(change);
+      return fitted;
+    }
+  }
+  throw Failure(input_.name() + ": " + change + " at frame " +
+                std::to_string(input_.decodedFrames() - 1) + " (" +
+                secondsText(input_.lastFrameSeconds()) +
+                "); split the video there and mark the parts separately");
 }
 
 }  // namespace cmhost

@@ -4,6 +4,7 @@
 
 #include "host/cmhost/input/input.h"
 #include "host/cmhost/options.h"
+#include "host/cmhost/picture/frame_fitter.h"
 #include "host/cmhost/picture/layout_converter.h"
 #include "host/cmhost/picture/picture_layout.h"
 #include "host/cmhost/support/av.h"
@@ -26,12 +27,13 @@ class FrameSource {
   const AVFrame& first() const { return *first_; }
 
   /// The next frame, starting with the first; null at the end of the part. Throws `Failure`, also
-  /// when a frame differs from the first in size or pixel format.
+  /// when a frame differs from the first in size or pixel format. With --conceal, that frame is
+  /// scaled and counts as damaged.
   FramePtr next();
 
  private:
   FramePtr convert(FramePtr decoded) const;
-  void checkLikeFirst(const AVFrame& decoded) const;
+  FramePtr likeFirst(FramePtr decoded);
 
   Input& input_;
   FramePtr first_;  ///< null after `next` has returned it
@@ -39,6 +41,8 @@ class FrameSource {
   int height_ = 0;
   int format_ = AV_PIX_FMT_NONE;
   PictureLayout layout_{};
+  bool conceals_;
+  std::unique_ptr<FrameFitter> fitter_;         ///< null until a frame differs from the first
   std::unique_ptr<LayoutConverter> converter_;  ///< null when frames are decoded in the layout
 };
 

@@ -35,6 +35,8 @@ Input:
       --allow-references WHAT open what INPUT refers to, such as the parts of
                               a playlist: file, or network, which includes
                               file (default: open nothing but INPUT)
+      --conceal               finish a damaged or incomplete INPUT: keep what
+                              the decoder can restore, and exit with status 3
       --max-pixels N          reject frames of more than N pixels (default:
                               67108864, which is 8192x8192)
       --start TIME            start at TIME, in seconds or as [HH:]MM:SS[.m];
@@ -79,6 +81,8 @@ Exit status:
   0    success
   1    failure
   2    invalid usage
+  3    done, with damage: --conceal has finished a damaged INPUT; OUTPUT is
+       complete
   130  interrupted (SIGINT): OUTPUT is closed properly and contains the frames
        finished so far
   129, 131, 143

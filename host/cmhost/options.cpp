@@ -98,6 +98,7 @@ void declare(CLI::App& app, Options& options, Texts& texts) {
   app.add_option("--input-format", options.inputFormat);
   app.add_option("--input-option", texts.inputOptions)->allow_extra_args(false);
   app.add_option("--allow-references", texts.references)->check(CLI::IsMember({"file", "network"}));
+  app.add_flag("--conceal", options.conceal)->disable_flag_override();
   app.add_option("--max-pixels", options.maxPixels)->check(CLI::Range(1, mostNumber));
   app.add_option("--start", texts.start);
   app.add_option("--frames", options.frames)->check(CLI::Range(1, mostNumber));

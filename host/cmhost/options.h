@@ -30,6 +30,7 @@ struct Options {
   std::string inputFormat;  ///< empty: detected from the content
   KeyValues inputOptions;
   std::int64_t maxPixels = 8192 * 8192;  ///< limit for a frame of the input
+  bool conceal = false;                  ///< mark damaged input as well as it can be decoded
   AllowedReferences references = AllowedReferences::none;
   double start = 0;                     ///< seconds from the start of the input
   std::int64_t frames = 0;              ///< 0: all

@@ -38,6 +38,16 @@ void warnOfMissingFrames(const Module& module, const Pipeline& pipeline) {
                " of the " + framesText(pipeline.framesGiven()));
 }
 
+void warnOfDamage(const Input& input) {
+  const std::int64_t count = input.damage().count();
+  if (count == 0) return;
+  const DamageLog::Place first = input.damage().places().front();
+  printWarning(input.name() + ": damaged: concealed " + std::to_string(count) +
+               (count == 1 ? " error" : " errors, the first") + " at frame " +
+               std::to_string(first.frame) + " (" + secondsText(first.seconds) +
+               "): " + first.what);
+}
+
 // Prints a note once after a signal, and detects a reader that closed the pipe while nothing is
 // written.
 class Watch {
@@ -102,7 +112,9 @@ int run(const Options& options) {
               framesText(output.frames()));
   else if (!options.quiet)
     printSummary(output, busy, progress.seconds());
-  return input.stopped() ? exitSignal + interruption::received() : exitDone;
+  warnOfDamage(input);
+  if (input.stopped()) return exitSignal + interruption::received();
+  return input.damage().count() > 0 ? exitDamaged : exitDone;
 }
 
 }  // namespace cmhost

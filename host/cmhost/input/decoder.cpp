@@ -5,24 +5,25 @@
 
 namespace cmhost {
 
-void refuseDamage(AVCodecContext& decoder) {
+namespace {
+
+void reportDamage(AVCodecContext& decoder) {
   decoder.err_recognition = AV_EF_CRCCHECK;
-  switch (decoder.codec_id) {
-    case AV_CODEC_ID_FFV1:
-    case AV_CODEC_ID_HEVC:
-      decoder.err_recognition |= AV_EF_EXPLODE;
-      break;
-    case AV_CODEC_ID_MPEG4:
-      // With frame threads, a frame may be flagged after it was returned; with AV_EF_EXPLODE this
-      // decoder aborts.
-      decoder.thread_type = FF_THREAD_SLICE;
-      break;
-    default:
-      break;
-  }
+  // With frame threads, a frame may be flagged after it was returned; with AV_EF_EXPLODE this
+  // decoder aborts.
+  if (decoder.codec_id == AV_CODEC_ID_MPEG4) decoder.thread_type = FF_THREAD_SLICE;
 }
 
-Decoder::Decoder(const std::string& input, const AVStream& video, MemoryLimits& memory) {
+}  // namespace
+
+void refuseDamage(AVCodecContext& decoder) {
+  reportDamage(decoder);
+  if (decoder.codec_id == AV_CODEC_ID_FFV1 || decoder.codec_id == AV_CODEC_ID_HEVC)
+    decoder.err_recognition |= AV_EF_EXPLODE;
+}
+
+Decoder::Decoder(const std::string& input, const AVStream& video, MemoryLimits& memory,
+                 Damage damage) {
   const AVCodecParameters& parameters = *video.codecpar;
   const AVCodec* const codec = avcodec_find_decoder(parameters.codec_id);
   if (codec == nullptr)
@@ -33,7 +34,10 @@ Decoder::Decoder(const std::string& input, const AVStream& video, MemoryLimits& 
     context_->pkt_timebase = video.time_base;
     memory.limit(*context_);
     context_->flags |= AV_CODEC_FLAG_BITEXACT;
-    refuseDamage(*context_);
+    if (damage == Damage::refused)
+      refuseDamage(*context_);
+    else
+      reportDamage(*context_);
     result = avcodec_open2(context_.get(), codec, nullptr);
   }
   if (result < 0)

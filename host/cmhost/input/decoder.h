@@ -14,8 +14,11 @@ void refuseDamage(AVCodecContext& decoder);
 /// Decodes one video stream and reports damage.
 class Decoder {
  public:
+  /// Whether damaged frames are refused, or returned as well as the decoder can restore them.
+  enum class Damage { refused, concealed };
+
   /// Opens the decoder for `video`. `input` names the file in messages. Throws `Failure`.
-  Decoder(const std::string& input, const AVStream& video, MemoryLimits& memory);
+  Decoder(const std::string& input, const AVStream& video, MemoryLimits& memory, Damage damage);
 
   /// Sends a packet, or null to drain the decoder. Returns FFmpeg's error code; it may be about any
   /// packet that the decoder still holds.

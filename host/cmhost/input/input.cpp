@@ -30,14 +30,16 @@ Input::Input(const Options& options)
       integrity_(file_),
       part_(options),
       others_(file_.name(), part_),
-      packet_(newPacket()) {
+      packet_(newPacket()),
+      conceals_(options.conceal) {
   openFormat(options);
   frameRate_ = av_guess_frame_rate(format_.get(), video_, nullptr);
   part_.open(*format_, *video_, frameRate_);
   beginning_.open(*format_, *video_, part_.startsLater());
   integrity_.begin(*format_, *video_);
-  decoder_.emplace(file_.name(), *video_, memory_);
-  if (const std::string damage = integrity_.reported(); !damage.empty()) skipOrFail(damage);
+  decoder_.emplace(file_.name(), *video_, memory_,
+                   conceals_ ? Decoder::Damage::concealed : Decoder::Damage::refused);
+  if (const std::string damage = integrity_.reported(); !damage.empty()) skipOrMeet(damage);
   if (part_.startsLater()) seekToStart();
   file_.keepEnd();
 }
@@ -90,6 +92,7 @@ FramePtr Input::nextFrame() {
     finishFrame(*frame);
     if (part_.isBeforeStart(frame->pts, video_->time_base)) continue;
     if (decodedFrames_++ == 0) beginAt(frame->pts);
+    if (!frameDamage_.empty()) addDamage(frameDamage_);
     others_.reach(nextPts_, video_->time_base);
     frame->pts -= part_.shift(video_->time_base);
     return frame;
@@ -102,7 +105,7 @@ FramePtr Input::decodeFrame() {
     if (interruption::received() != 0) stopReading();
     const int result = decoder_->receive(*frame);
     if (result == AVERROR_EOF && stopped_) return nullptr;
-    if (const std::string damage = integrity_.reported(); !damage.empty()) skipOrFail(damage);
+    if (const std::string damage = integrity_.reported(); !damage.empty()) skipOrMeet(damage);
     if (result == AVERROR_EOF) {
       checkComplete();
       return nullptr;
@@ -110,9 +113,9 @@ FramePtr Input::decodeFrame() {
     if (result == AVERROR(EAGAIN)) {
       feedDecoder();
     } else if (result < 0) {
-      skipOrFail(avErrorReason(result));
-    } else if (const std::string damage = Integrity::flagged(*frame); !damage.empty()) {
-      skipOrFail(damage);
+      skipOrMeet(avErrorReason(result));
+    } else if (frameDamage_ = Integrity::flagged(*frame); !frameDamage_.empty() && !conceals_) {
+      skipOrMeet(frameDamage_);
     } else {
       memory_.check(frame->width, frame->height);
       integrity_.addPicture(*frame);
@@ -130,7 +133,7 @@ void Input::stopReading() {
 // The decoder may report damage in any packet that it still holds, not only in this one.
 void Input::sendToDecoder(const AVPacket* packet) {
   const int result = decoder_->send(packet);
-  if (result < 0 && result != AVERROR_EOF) skipOrFail(avErrorReason(result));
+  if (result < 0 && result != AVERROR_EOF) skipOrMeet(avErrorReason(result));
 }
 
 void Input::feedDecoder() {
@@ -144,11 +147,15 @@ void Input::feedDecoder() {
     references_.checkOpened();
     const bool endsWhileGrowing = file_.endsWhileGrowing();
     if (result == AVERROR_EOF || (result < 0 && endsWhileGrowing)) {
-      if (file_.io()->error < 0) failDamaged(avErrorReason(file_.io()->error));
+      if (file_.io()->error < 0) meetDamage(avErrorReason(file_.io()->error));
       sendToDecoder(nullptr);
       return;
     }
-    if (result < 0) failDamaged(references_.withHint(avErrorReason(result)));
+    if (result < 0) {
+      meetDamage(references_.withHint(avErrorReason(result)));
+      sendToDecoder(nullptr);
+      return;
+    }
     if (endsWhileGrowing && integrity_.dropsTruncated(*packet_)) {
       av_packet_unref(packet_.get());
       continue;
@@ -156,7 +163,7 @@ void Input::feedDecoder() {
     const bool isVideo = packet_->stream_index == video_->index;
     const bool isAdmitted = isVideo && beginning_.admits(*packet_);
     const std::string damage = Integrity::flagged(*packet_);
-    if (!damage.empty()) skipOrFail(damage);
+    if (!damage.empty()) skipOrMeet(damage);
     if (isAdmitted) break;
     if (damage.empty() && !isVideo) passOn();
     av_packet_unref(packet_.get());
@@ -165,11 +172,28 @@ void Input::feedDecoder() {
   av_packet_unref(packet_.get());
 }
 
-void Input::skipOrFail(const std::string& what) {
+void Input::skipOrMeet(const std::string& what) {
   if (stopped_) return;
-  memory_.check(what);
-  if (!beginning_.mayBeIncomplete() || decodedFrames_ > 0) failDamaged(what);
-  beginning_.skip();
+  if (!conceals_ || decodedFrames_ == 0) memory_.check(what);
+  if (beginning_.mayBeIncomplete() && decodedFrames_ == 0)
+    beginning_.skip();
+  else
+    meetDamage(what);
+}
+
+// Ends the run or, with --conceal, leaves the rest to the decoder.
+void Input::meetDamage(const std::string& what) {
+  if (!conceals_) failDamaged(what);
+  const auto next = static_cast<double>(nextPts_);
+  damage_.add({decodedFrames_, next * av_q2d(video_->time_base), what});
+}
+
+void Input::meetIf(const std::string& damage) {
+  if (!damage.empty()) meetDamage(damage);
+}
+
+void Input::addDamage(const std::string& what) {
+  damage_.add({decodedFrames_ - 1, lastFrameSeconds_, what});
 }
 
 void Input::passOn() { others_.add(*packet_, *format_->streams[packet_->stream_index]); }
@@ -185,14 +209,14 @@ void Input::passOnRest() {
     const bool endsWhileGrowing = file_.endsWhileGrowing();
     if (result < 0) {
       if (result != AVERROR_EOF && !stopped_ && !endsWhileGrowing)
-        failDamaged(avErrorReason(result));
+        meetDamage(avErrorReason(result));
       return;
     }
     const bool isVideo = packet_->stream_index == video_->index;
     const bool isBehind =
         isVideo && packet_->dts != AV_NOPTS_VALUE && packet_->dts > nextPts_ + behind;
     const std::string damage = Integrity::flagged(*packet_);
-    if (!isVideo && !stopped_ && !endsWhileGrowing) failIf(damage);
+    if (!isVideo && !stopped_ && !endsWhileGrowing) meetIf(damage);
     const AVRational timeBase = format_->streams[packet_->stream_index]->time_base;
     if (!isVideo && !stopped_ && damage.empty() && packet_->pts != AV_NOPTS_VALUE &&
         av_compare_ts(packet_->pts, timeBase, nextPts_, video_->time_base) < 0)
@@ -205,6 +229,11 @@ void Input::passOnRest() {
 void Input::finishFrame(AVFrame& frame) {
   frame.pts =
       frame.best_effort_timestamp != AV_NOPTS_VALUE ? frame.best_effort_timestamp : nextPts_;
+  if (conceals_ && frame.pts < lastPts_) {
+    if (frameDamage_.empty()) frameDamage_ = "the time stamp is before that of the last frame";
+    frame.pts = nextPts_;
+  }
+  lastPts_ = frame.pts;
   std::int64_t duration = durationOf(frame);
   if (duration <= 0 && frameRate_.num > 0)
     duration = av_rescale_q(1, av_inv_q(frameRate_), video_->time_base);
@@ -220,8 +249,8 @@ void Input::beginAt(std::int64_t pts) {
 }
 
 // A truncated file may end without an error.
-void Input::checkComplete() const {
-  failIf(integrity_.missing(!part_.startsLater()));
+void Input::checkComplete() {
+  meetIf(integrity_.missing(!part_.startsLater()));
   if (const std::int64_t left = integrity_.picturesBeforeFirst();
       left > 0 && !part_.startsLater() && !beginning_.wasSkipped())
     printWarning(name() + ": dropped " + framesText(left) +
@@ -251,6 +280,7 @@ void Input::failDamaged(const std::string& what) const {
   else
     message +=
         "decoded " + framesText(decodedFrames_) + ", the last at " + secondsText(lastFrameSeconds_);
+  if (!conceals_) message += "; use --conceal to finish in spite of damage";
   throw Failure(message);
 }
 

@@ -5,6 +5,7 @@
 #include <string>
 
 #include "host/cmhost/input/beginning.h"
+#include "host/cmhost/input/damage_log.h"
 #include "host/cmhost/input/decoder.h"
 #include "host/cmhost/input/input_file.h"
 #include "host/cmhost/input/integrity/integrity.h"
@@ -28,7 +29,8 @@ class Input {
 
   /// Returns the next frame, with `pts` set, in the stream's time base. Returns null at the end of
   /// the part, and after a signal once the decoder is drained. Throws `Failure` when the file is
-  /// damaged or truncated; the message reports how many frames were decoded.
+  /// damaged or truncated; the message reports how many frames were decoded. With --conceal, damage
+  /// is recorded instead, unless no frame can be decoded.
   FramePtr nextFrame();
 
   /// The packets of all other streams.
@@ -50,6 +52,12 @@ class Input {
   /// Whether a signal stopped reading before the end of the part.
   bool stopped() const { return stopped_; }
 
+  /// Records damage that is found in the frame returned last.
+  void addDamage(const std::string& what);
+
+  /// The damage that was concealed. Any thread.
+  const DamageLog& damage() const { return damage_; }
+
   /// Makes `nextFrame` fail soon. Any thread.
   void interrupt() { file_.interrupt(); }
 
@@ -61,10 +69,12 @@ class Input {
   void feedDecoder();
   void sendToDecoder(const AVPacket* packet);
   void stopReading();
-  void skipOrFail(const std::string& what);
+  void meetDamage(const std::string& what);
+  void skipOrMeet(const std::string& what);
+  void meetIf(const std::string& damage);
   void passOn();
   void passOnRest();
-  void checkComplete() const;
+  void checkComplete();
   void failIf(const std::string& damage) const;
   void finishFrame(AVFrame& frame);
   void beginAt(std::int64_t pts);
@@ -82,10 +92,14 @@ class Input {
   std::optional<Decoder> decoder_;
   OtherPackets others_;
   PacketPtr packet_;
+  const bool conceals_;
+  DamageLog damage_;
+  std::string frameDamage_;  ///< of the frame that the decoder returned last
   bool stopped_ = false;
   std::int64_t decodedFrames_ = 0;
-  std::int64_t nextPts_ = 0;     ///< in the file, for a frame without a time stamp
-  double lastFrameSeconds_ = 0;  ///< of the last frame decoded, in the file
+  std::int64_t nextPts_ = 0;               ///< in the file, for a frame without a time stamp
+  std::int64_t lastPts_ = AV_NOPTS_VALUE;  ///< of the last frame decoded, in the file
+  double lastFrameSeconds_ = 0;            ///< of the last frame decoded, in the file
 };
 
 }  // namespace cmhost

@@ -10,6 +10,7 @@ enum ExitCode : int {
   exitDone = 0,
   exitFailed = 1,
   exitUsage = 2,
+  exitDamaged = 3,   ///< the output is complete, but damage of the input was concealed
   exitSignal = 128,  ///< plus the number of the signal that interrupted the run
 };
 

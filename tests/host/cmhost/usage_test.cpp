@@ -36,6 +36,7 @@ TEST(Usage, HelpNamesEveryOption) {
                                  "--input-option",
                                  "--allow-references",
                                  "--max-pixels",
+                                 "--conceal",
                                  "--start",
                                  "--frames",
                                  "--compare",

@@ -26,6 +26,9 @@ bool hasPicturePerPacket(AVCodecID codec) {
   return descriptor != nullptr && (descriptor->props & AV_CODEC_PROP_INTRA_ONLY) != 0;
 }
 
+// No decoder holds more frames.
+constexpr std::size_t mostAwaited = 10000;
+
 AVRational frameDuration(const AVFormatContext& format, const AVStream& video) {
   const AVRational rate = av_guess_frame_rate(const_cast<AVFormatContext*>(&format),
                                               const_cast<AVStream*>(&video), nullptr);
@@ -167,7 +170,11 @@ void Integrity::addPacket(const AVPacket& packet) {
   hiddenPictures_.addPacket(packet);
   packetCount_.addPacket(packet);
   const bool isShown = (packet.flags & AV_PKT_FLAG_DISCARD) == 0 && packet.size > 0;
-  if (onePicturePerPacket_ && isShown && packet.pts != AV_NOPTS_VALUE) awaited_.insert(packet.pts);
+  if (!onePicturePerPacket_ || !isShown || packet.pts == AV_NOPTS_VALUE) return;
+  awaited_.insert(packet.pts);
+  if (awaited_.size() <= mostAwaited) return;
+  if (lost_++ == 0) firstLost_ = *awaited_.begin();
+  awaited_.erase(awaited_.begin());
 }
 
 void Integrity::addPicture(const AVFrame& picture) {
@@ -191,9 +198,9 @@ std::int64_t Integrity::picturesBeforeFirst() const {
 std::string Integrity::missingPictures() const {
   if (!onePicturePerPacket_) return "";
   const auto first = firstDue();
-  const auto count = std::distance(first, awaited_.end());
+  const auto count = std::distance(first, awaited_.end()) + lost_;
   if (count == 0) return "";
-  const std::string place = secondsText(*first, video_->time_base);
+  const std::string place = secondsText(lost_ > 0 ? firstLost_ : *first, video_->time_base);
   return count == 1 ? "the frame at " + place + " is missing"
                     : std::to_string(count) + " frames are missing, the first at " + place;
 }

@@ -112,6 +112,8 @@ class Integrity final : public AvLogListener {
   const AVStream* video_ = nullptr;
   bool onePicturePerPacket_ = false;
   std::set<std::int64_t> awaited_;             ///< time stamps of frames inside the decoder
+  std::int64_t lost_ = 0;                      ///< frames removed from there: they are missing
+  std::int64_t firstLost_ = 0;                 ///< time stamp of the first of them
   std::int64_t firstPts_ = AV_NOPTS_VALUE;     ///< of the first decoded frame
   std::int64_t firstKeyPts_ = AV_NOPTS_VALUE;  ///< of the first key frame read
   std::int64_t packetsEnd_ = 0;                ///< offset after the last packet
