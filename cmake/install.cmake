@@ -53,17 +53,23 @@ foreach(name IN LISTS CM_PKG_CONFIG_FILES)
           DESTINATION "${CM_INSTALL_PKGCONFIGDIR}" COMPONENT development)
 endforeach()
 
-# The manual page, compressed without a time stamp so that builds are reproducible, and the completion.
+# Manual pages, compressed without a time stamp so that builds are reproducible, the completion, and the
+# program that is a script.
 if(CM_BUILD_HOST)
   find_program(CM_GZIP gzip REQUIRED)
-  set(page "${CMAKE_CURRENT_BINARY_DIR}/cmhost.1.gz")
-  add_custom_command(
-    OUTPUT "${page}"
-    COMMAND "${CM_GZIP}" -9nc "${CMAKE_CURRENT_SOURCE_DIR}/docs/cmhost.1" > "${page}"
-    DEPENDS docs/cmhost.1
-    VERBATIM)
-  add_custom_target(manual_page ALL DEPENDS "${page}")
-  install(FILES "${page}" DESTINATION "${CMAKE_INSTALL_MANDIR}/man1" COMPONENT program)
+  foreach(name IN ITEMS cmhost cmhost-parallel)
+    set(page "${CMAKE_CURRENT_BINARY_DIR}/${name}.1.gz")
+    add_custom_command(
+      OUTPUT "${page}"
+      COMMAND "${CM_GZIP}" -9nc "${CMAKE_CURRENT_SOURCE_DIR}/docs/${name}.1" > "${page}"
+      DEPENDS "docs/${name}.1"
+      VERBATIM)
+    list(APPEND pages "${page}")
+  endforeach()
+  add_custom_target(manual_pages ALL DEPENDS ${pages})
+  install(FILES ${pages} DESTINATION "${CMAKE_INSTALL_MANDIR}/man1" COMPONENT program)
   install(FILES packaging/cmhost.bash-completion RENAME cmhost
           DESTINATION "${CMAKE_INSTALL_DATADIR}/bash-completion/completions" COMPONENT program)
+  install(PROGRAMS host/parallel/cmhost-parallel DESTINATION "${CMAKE_INSTALL_BINDIR}"
+          COMPONENT program)
 endif()
