@@ -5,6 +5,7 @@ namespace cmhost {
 constexpr const char* helpText =
     R"(Usage: cmhost [OPTION]... INPUT OUTPUT
   or:  cmhost [OPTION]... --inspect MODULE
+  or:  cmhost --list-encoders
 Run a video through a filter module: decode INPUT, let the module mark every
 frame, and write the result to OUTPUT. Audio and other streams are copied.
 
@@ -20,11 +21,20 @@ Output:
       --no-sync               do not wait until the data is on disk
       --output-format NAME    container to write (default: from OUTPUT's
                               extension; yuv4mpegpipe on standard output)
-      --encoder NAME          video encoder (default: FFV1 in Matroska, raw
-                              video in NUT and Y4M, otherwise the container's
-                              default)
+      --encoder NAME          video encoder (default: the container's usual
+                              one, such as H.264 in MP4 and Matroska; MPEG-2,
+                              H.264 and HEVC stay so in transport streams)
+      --crf N                 constant quality; a lower number is better
+      --bitrate RATE          average bits per second, such as 5M or 800k
+      --preset NAME           speed of the encoder
+      --lossless              keep every sample (default encoder in Matroska
+                              and AVI: FFV1)
       --encoder-option KEY=VALUE
                               set an encoder option; may be repeated
+      --list-encoders         print the encoders for each container and their
+                              options
+      --threads N             threads of the decoder and of the encoder
+                              (default: 0, as many as there are processors)
       --compare               write input and marked video side by side
 
 Input:
@@ -92,7 +102,7 @@ run at once and discards the unfinished OUTPUT.
 
 Examples:
   cmhost in.mp4 out.mp4
-  cmhost --encoder libx264 --encoder-option crf=16 in.mov out.mkv
+  cmhost --crf 16 --preset slow in.mov out.mkv
   cmhost --preview look.png@100 --frames 101 in.mkv null:
   cmhost --hash - in.mkv null: > frames.md5
   ffmpeg -i in.mkv -f yuv4mpegpipe - | cmhost - - | ffplay -

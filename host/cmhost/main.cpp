@@ -10,6 +10,7 @@
 #include "host/cmhost/inspect.h"
 #include "host/cmhost/module/sudden_end.h"
 #include "host/cmhost/options.h"
+#include "host/cmhost/output/encoder_list.h"
 #include "host/cmhost/run.h"
 #include "host/cmhost/support/av.h"
 #include "host/cmhost/support/av_log.h"
@@ -56,6 +57,10 @@ int runProgram(int argc, char** argv) {
     int exitCode = cmhost::exitDone;
     const auto options = cmhost::parseCommandLine(argc, argv, exitCode);
     if (!options) return exitCode;
+    if (options->listEncoders) {
+      cmhost::printResult(cmhost::encoderList());
+      return exitCode;
+    }
     if (options->inspect) return cmhost::inspect(*options);
     cmhost::interruption::install();
     return cmhost::run(*options);

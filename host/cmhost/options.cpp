@@ -3,8 +3,10 @@
 #include <CLI/CLI.hpp>
 #include <algorithm>
 #include <cmath>
+#include <cstdlib>
 
 extern "C" {
+#include <libavutil/eval.h>
 #include <libavutil/parseutils.h>
 }
 
@@ -47,6 +49,24 @@ unsigned int fourccValue(const std::string& option, const std::string& text) {
   return static_cast<unsigned int>(std::stoul(text, nullptr, 16));
 }
 
+double crfValue(const std::string& text) {
+  constexpr double most = 63;  // of all encoders
+  char* end = nullptr;
+  const double value = isDigits(text, "0123456789.") ? std::strtod(text.c_str(), &end) : -1;
+  if (value < 0 || value > most || *end != '\0') reject("--crf", text, "a number from 0 to 63");
+  return value;
+}
+
+// The suffixes k, M and G.
+std::int64_t bitrateValue(const std::string& text) {
+  constexpr double most = 2e9;
+  char* end = nullptr;
+  const double value = isDigits(text, "0123456789.kMG") ? av_strtod(text.c_str(), &end) : 0;
+  if (value < 1 || value > most || *end != '\0')
+    reject("--bitrate", text, "a number of bits per second, such as 5M or 800k");
+  return std::llround(value);
+}
+
 double startValue(const std::string& text) {
   std::int64_t microseconds = 0;
   if (av_parse_time(&microseconds, text.c_str(), 1) < 0 || microseconds < 0)
@@ -78,11 +98,12 @@ void parsePreview(const std::string& text, Options& options) {
 
 // Limit for numbers on the command line, so that computations with them cannot overflow.
 constexpr int mostNumber = 999999999;
+constexpr int mostThreads = 1024;
 
 // Options that are parsed as text first.
 struct Texts {
   std::vector<std::string> inputOptions, encoderOptions, keys;
-  std::string start, convert, preview, inspect, size, layout, progress, references;
+  std::string crf, bitrate, start, convert, preview, inspect, size, layout, progress, references;
 };
 
 void declare(CLI::App& app, Options& options, Texts& texts) {
@@ -94,6 +115,15 @@ void declare(CLI::App& app, Options& options, Texts& texts) {
   app.add_option("--output-format", options.outputFormat);
   app.add_option("--encoder", options.encoder);
   app.add_option("--encoder-option", texts.encoderOptions)->allow_extra_args(false);
+  CLI::Option* const crf = app.add_option("--crf", texts.crf);
+  CLI::Option* const bitrate = app.add_option("--bitrate", texts.bitrate)->excludes(crf);
+  app.add_option("--preset", options.preset);
+  app.add_flag("--lossless", options.lossless)
+      ->disable_flag_override()
+      ->excludes(crf)
+      ->excludes(bitrate);
+  app.add_option("--threads", options.threads)->check(CLI::Range(0, mostThreads));
+  app.add_flag("--list-encoders", options.listEncoders)->disable_flag_override();
   app.add_flag("--compare", options.compare)->disable_flag_override();
   app.add_option("--input-format", options.inputFormat);
   app.add_option("--input-option", texts.inputOptions)->allow_extra_args(false);
@@ -141,7 +171,7 @@ std::string mismatchText(const CLI::ArgumentMismatch& error) {
 }
 
 void checkTogether(const Options& options) {
-  if (options.inspect) return;
+  if (options.inspect || options.listEncoders) return;
   if (options.input.empty()) throw CLI::RequiredError("INPUT");
   if (options.output.empty()) throw CLI::RequiredError("OUTPUT");
   if (options.toStandardOutput() && options.hash == "-")
@@ -159,6 +189,8 @@ void interpret(const CLI::App& app, const Texts& texts, Options& options) {
     const auto [key, value] = keyAndValue("--set", text);
     options.keys.emplace_back(key, fourccValue("--set", value));
   }
+  if (app.count("--crf") > 0) options.crf = crfValue(texts.crf);
+  if (app.count("--bitrate") > 0) options.bitrate = bitrateValue(texts.bitrate);
   if (!texts.start.empty()) options.start = startValue(texts.start);
   if (!texts.convert.empty()) options.convert = fourccOf(texts.convert.c_str());
   if (app.count("--preview") > 0) parsePreview(texts.preview, options);

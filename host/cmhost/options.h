@@ -39,11 +39,18 @@ struct Options {
   std::string outputFormat;  ///< empty: from the extension of the output
   std::string encoder;       ///< empty: the container's default
   KeyValues encoderOptions;
+  std::optional<double> crf;          ///< constant quality
+  std::int64_t bitrate = 0;           ///< bits per second; 0: not set
+  std::optional<std::string> preset;  ///< speed of the encoder
+  bool lossless = false;
+  int threads = 0;  ///< of the decoder and of the encoder; 0: as many as processors
   bool compare = false;
 
   std::string preview;  ///< path of the PNG; empty: none
   std::int64_t previewFrame = 0;
   std::string hash;  ///< "-" is standard output; empty: none
+
+  bool listEncoders = false;  ///< print the encoders instead of processing a video
 
   bool inspect = false;  ///< describe `module` instead of processing a video
   int inspectWidth = 1920;

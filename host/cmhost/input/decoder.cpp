@@ -23,7 +23,7 @@ void refuseDamage(AVCodecContext& decoder) {
 }
 
 Decoder::Decoder(const std::string& input, const AVStream& video, MemoryLimits& memory,
-                 Damage damage) {
+                 Damage damage, int threads) {
   const AVCodecParameters& parameters = *video.codecpar;
   const AVCodec* const codec = avcodec_find_decoder(parameters.codec_id);
   if (codec == nullptr)
@@ -32,7 +32,7 @@ Decoder::Decoder(const std::string& input, const AVStream& video, MemoryLimits& 
   int result = avcodec_parameters_to_context(context_.get(), &parameters);
   if (result >= 0) {
     context_->pkt_timebase = video.time_base;
-    memory.limit(*context_);
+    memory.limit(*context_, threads);
     context_->flags |= AV_CODEC_FLAG_BITEXACT;
     if (damage == Damage::refused)
       refuseDamage(*context_);

@@ -17,8 +17,10 @@ class Decoder {
   /// Whether damaged frames are refused, or returned as well as the decoder can restore them.
   enum class Damage { refused, concealed };
 
-  /// Opens the decoder for `video`. `input` names the file in messages. Throws `Failure`.
-  Decoder(const std::string& input, const AVStream& video, MemoryLimits& memory, Damage damage);
+  /// Opens the decoder for `video` with at most `threads` threads; 0: any number. `input` names the
+  /// file in messages. Throws `Failure`.
+  Decoder(const std::string& input, const AVStream& video, MemoryLimits& memory, Damage damage,
+          int threads);
 
   /// Sends a packet, or null to drain the decoder. Returns FFmpeg's error code; it may be about any
   /// packet that the decoder still holds.

@@ -38,7 +38,8 @@ Input::Input(const Options& options)
   beginning_.open(*format_, *video_, part_.startsLater());
   integrity_.begin(*format_, *video_);
   decoder_.emplace(file_.name(), *video_, memory_,
-                   conceals_ ? Decoder::Damage::concealed : Decoder::Damage::refused);
+                   conceals_ ? Decoder::Damage::concealed : Decoder::Damage::refused,
+                   options.threads);
   if (const std::string damage = integrity_.reported(); !damage.empty()) skipOrMeet(damage);
   if (part_.startsLater()) seekToStart();
   file_.keepEnd();

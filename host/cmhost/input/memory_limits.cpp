@@ -106,12 +106,12 @@ void MemoryLimits::check(const std::string& reason) const {
                   " of frames; raise the limit with --max-pixels");
 }
 
-void MemoryLimits::limit(AVCodecContext& decoder) {
+void MemoryLimits::limit(AVCodecContext& decoder, int threads) {
   const AVPixelFormat format =
       decoder.pix_fmt != AV_PIX_FMT_NONE ? decoder.pix_fmt : AV_PIX_FMT_YUV420P;
   decoder.max_pixels = decoderPixels();
   decoder.thread_count =
-      threadsFor(av_image_get_buffer_size(format, decoder.width, decoder.height, 1));
+      threadsFor(av_image_get_buffer_size(format, decoder.width, decoder.height, 1), threads);
   decoder.opaque = &pictures_;
   decoder.get_buffer2 = &MemoryLimits::getBuffer;
   allowCallsFromThreads(decoder);

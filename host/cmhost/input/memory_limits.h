@@ -32,9 +32,9 @@ class MemoryLimits {
   /// Throws `Failure` when a decoder failed because of these limits; `reason` is its error.
   void check(const std::string& reason) const;
 
-  /// Applies the limits to a decoder before it is opened. The decoder must not outlive this object;
-  /// its frames may.
-  void limit(AVCodecContext& decoder);
+  /// Applies the limits to a decoder before it is opened, and gives it at most `threads` threads;
+  /// 0: any number. The decoder must not outlive this object; its frames may.
+  void limit(AVCodecContext& decoder, int threads);
 
  private:
   struct Pictures;

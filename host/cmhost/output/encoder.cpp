@@ -9,6 +9,7 @@ extern "C" {
 #include <algorithm>
 #include <cstring>
 
+#include "host/cmhost/output/encoder_choice.h"
 #include "host/cmhost/output/encoder_defaults.h"
 #include "host/cmhost/support/av_log.h"
 #include "host/cmhost/support/dictionary.h"
@@ -74,39 +75,18 @@ FramePtr withPadding(const AVFrame& frame) {
 Encoder::Encoder(const Options& options, const Source& source, const AVFrame& first,
                  const PictureLayout& layout, Muxer& muxer)
     : muxer_(muxer), inputTimeBase_(source.video.time_base), packet_(newPacket()) {
-  chooseCodec(options.encoder);
+  codec_ = &chooseEncoder(options, muxer.container(), source.video.codecpar->codec_id);
+  Dictionary dictionary;
+  setEncoderOptions(*codec_, options, std::min(first.width, first.height), dictionary);
   encoder_ = orThrow<CodecPtr>(avcodec_alloc_context3(codec_));
   encoder_->width = first.width;
   encoder_->height = first.height;
   encoder_->pix_fmt = choosePixelFormat(layout, first.color_range);
+  encoder_->thread_count = threadsFor(
+      av_image_get_buffer_size(encoder_->pix_fmt, first.width, first.height, 1), options.threads);
   describe(source, first);
-  open(options);
+  open(dictionary);
   muxer_.addVideo(*encoder_, timeBase_, source);
-}
-
-void Encoder::chooseCodec(const std::string& name) {
-  const AVOutputFormat& container = muxer_.container();
-  if (!name.empty()) {
-    codec_ = avcodec_find_encoder_by_name(name.c_str());
-    if (codec_ == nullptr || codec_->type != AVMEDIA_TYPE_VIDEO)
-      throw Failure("--encoder: no video encoder named '" + name + "'", exitUsage);
-  } else {
-    AVCodecID id = container.video_codec;
-    if (std::strcmp(container.name, "matroska") == 0) id = AV_CODEC_ID_FFV1;
-    if (std::strcmp(container.name, "nut") == 0) id = AV_CODEC_ID_RAWVIDEO;
-    if (std::strcmp(container.name, "mpeg") == 0)
-      id = AV_CODEC_ID_MPEG2VIDEO;  // for interlaced video
-    codec_ = avcodec_find_encoder(id);
-    if (codec_ == nullptr)
-      throw Failure(std::string("the container '") + container.name +
-                        "' has no default video encoder; choose one with --encoder",
-                    exitUsage);
-  }
-  if (avformat_query_codec(&container, codec_->id, FF_COMPLIANCE_EXPERIMENTAL) == 0)
-    throw Failure(std::string("the container '") + container.name +
-                      "' does not support the encoder '" + codec_->name +
-                      "'; choose another with --encoder",
-                  exitUsage);
 }
 
 AVPixelFormat Encoder::choosePixelFormat(const PictureLayout& layout, AVColorRange range) const {
@@ -164,22 +144,9 @@ void Encoder::describe(const Source& source, const AVFrame& first) {
   encoder_->flags |= AV_CODEC_FLAG_BITEXACT;
   if ((muxer_.container().flags & AVFMT_GLOBALHEADER) != 0)
     encoder_->flags |= AV_CODEC_FLAG_GLOBAL_HEADER;
-  encoder_->thread_count =
-      threadsFor(av_image_get_buffer_size(encoder_->pix_fmt, encoder_->width, encoder_->height, 1));
 }
 
-// This encoder prints a banner itself, not through the media library's log.
-void Encoder::silence(Dictionary& dictionary) const {
-  if (std::strcmp(codec_->name, "libx265") != 0) return;
-  const std::string named = dictionary.value("x265-params");
-  dictionary.set("x265-params", ("log-level=error" + (named.empty() ? "" : ":" + named)).c_str());
-}
-
-void Encoder::open(const Options& options) {
-  Dictionary dictionary;
-  setEncoderOptions(codec_->name, options.encoderOptions,
-                    std::min(encoder_->width, encoder_->height), dictionary);
-  silence(dictionary);
+void Encoder::open(Dictionary& dictionary) {
   const int result = avcodec_open2(encoder_.get(), codec_, dictionary.entries());
   if (result < 0)
     throw Failure(std::string("cannot open the encoder ") + codec_->name + ": " +

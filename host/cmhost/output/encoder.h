@@ -1,7 +1,6 @@
 #pragma once
 
 #include <cstdint>
-#include <string>
 
 #include "host/cmhost/options.h"
 #include "host/cmhost/output/frame_times.h"
@@ -30,12 +29,10 @@ class Encoder {
   void finish();
 
  private:
-  void chooseCodec(const std::string& name);
   AVPixelFormat choosePixelFormat(const PictureLayout& layout, AVColorRange range) const;
   void chooseTimeBases(AVRational frameRate);
   void describe(const Source& source, const AVFrame& first);
-  void silence(Dictionary& dictionary) const;
-  void open(const Options& options);
+  void open(Dictionary& dictionary);
   FrameTimes::Time timeOf(const AVFrame& frame);
   void send(const AVFrame* frame);
 

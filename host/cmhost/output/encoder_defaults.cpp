@@ -11,6 +11,8 @@ extern "C" {
 #include <optional>
 #include <string>
 
+#include "host/cmhost/output/quality.h"
+
 namespace cmhost {
 
 namespace {
@@ -27,7 +29,7 @@ struct DefaultOption {
 // Defaults of better quality than the encoders' own: lossless or visually clean video, and FFV1 as
 // used by archives, with key frames only and checksums. A rate, quality or quantiser set by the
 // user replaces the default. With crf, the encoders of VP8 and VP9 also need a rate: the limit, or
-// 0 for none.
+// 0 for none. The speeds for VP9 and AV1 are several times those of the encoders' own defaults.
 constexpr DefaultOption defaultOptions[] = {
     {"ffv1", "level", "3"},
     {"ffv1", "slicecrc", "1"},
@@ -36,9 +38,16 @@ constexpr DefaultOption defaultOptions[] = {
     {"libx265", "crf", "18", "b,qp"},
     {"libvpx-vp9", "crf", "20", "b,lossless", "qmin", "qmax"},
     {"libvpx-vp9", "b", "0", "", "minrate", "maxrate"},
+    {"libvpx-vp9", "cpu-used", "4", "speed"},
+    {"libvpx-vp9", "row-mt", "1"},
     {"libvpx", "crf", "10", "b", "qmin", "qmax"},
     {"libvpx", "b", "20M", "", "minrate", "maxrate"},
     {"libsvtav1", "crf", "25", "b,qp"},
+    {"libsvtav1", "preset", "8"},
+    {"libaom-av1", "crf", "25", "b"},
+    {"libaom-av1", "cpu-used", "6"},
+    {"libaom-av1", "row-mt", "1"},
+    {"dnxhd", "profile", "dnxhr_hq", "b"},
     {"mpeg4", "b", "20M", "", "minrate", "maxrate"},
     {"mpeg2video", "b", "20M", "", "minrate", "maxrate"},
     {"mpeg1video", "b", "10M", "", "minrate", "maxrate"},
@@ -78,18 +87,35 @@ std::string withinLimits(const DefaultOption& option, const Options::KeyValues& 
   return value == usual ? option.value : std::to_string(static_cast<std::int64_t>(value));
 }
 
+// Keys such as x265-params contain several parameters.
+void add(const std::string& key, const std::string& value, Dictionary& dictionary) {
+  constexpr const char* ending = "-params";
+  const std::size_t at = key.rfind(ending);
+  const bool isList = at != std::string::npos && at + std::strlen(ending) == key.size();
+  const std::string before = isList ? dictionary.value(key.c_str()) : "";
+  dictionary.set(key.c_str(), (before.empty() ? value : before + ":" + value).c_str());
+}
+
+// This encoder prints a banner itself, not through the media library's log.
+void silence(const AVCodec& encoder, Dictionary& dictionary) {
+  if (std::strcmp(encoder.name, "libx265") == 0) dictionary.set("x265-params", "log-level=error");
+}
+
 }  // namespace
 
-void setEncoderOptions(const char* encoder, const Options::KeyValues& named, int shorterSide,
+void setEncoderOptions(const AVCodec& encoder, const Options& options, int shorterSide,
                        Dictionary& dictionary) {
+  Options::KeyValues named = encoderOptionsFor(encoder, options);
+  named.insert(named.end(), options.encoderOptions.begin(), options.encoderOptions.end());
   for (const DefaultOption& option : defaultOptions)
-    if (std::strcmp(option.encoder, encoder) == 0 && !isContradicted(option, named))
+    if (std::strcmp(option.encoder, encoder.name) == 0 && !isContradicted(option, named))
       dictionary.set(option.key, withinLimits(option, named).c_str());
-  if (std::strcmp(encoder, "ffv1") == 0 && shorterSide < shortestSideWithSlices) {
+  if (std::strcmp(encoder.name, "ffv1") == 0 && shorterSide < shortestSideWithSlices) {
     dictionary.set("level", "1");
     dictionary.set("slicecrc", "0");
   }
-  for (const auto& [key, value] : named) dictionary.set(key.c_str(), value.c_str());
+  silence(encoder, dictionary);
+  for (const auto& [key, value] : named) add(key, value, dictionary);
 }
 
 }  // namespace cmhost

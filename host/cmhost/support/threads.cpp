@@ -12,4 +12,10 @@ int threadsFor(std::int64_t bytes) {
   return most >= byItself ? 0 : static_cast<int>(std::max<std::int64_t>(most, 1));
 }
 
+int threadsFor(std::int64_t bytes, int wanted) {
+  const int allowed = threadsFor(bytes);
+  if (wanted == 0) return allowed;
+  return allowed == 0 ? wanted : std::min(allowed, wanted);
+}
+
 }  // namespace cmhost

@@ -18,6 +18,9 @@ constexpr const char* threadLimits =
 /// choose.
 int threadsFor(std::int64_t bytes);
 
+/// The same where the user wants at most `wanted` threads; 0: any number.
+int threadsFor(std::int64_t bytes, int wanted);
+
 /// Starts a thread with an alternate stack for signals. Throws `Failure` with the limits to check.
 template <typename Body>
 std::thread startThread(Body body) {

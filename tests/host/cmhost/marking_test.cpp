@@ -67,7 +67,7 @@ TEST_P(Marking, IsWhatTheEnginesMake) {
   input.pictures = clip::drawMany(layout.format, size.width, size.height, 5);
   clip::write(folder / "in.mkv", input);
 
-  const program::Result run = program::run(folder.path(), {"in.mkv", outputName});
+  const program::Result run = program::run(folder.path(), {"--lossless", "in.mkv", outputName});
   ASSERT_EQ(run.exitCode, 0) << run.err;
   EXPECT_EQ(folder.names(), (std::vector<std::string>{"in.mkv", outputName}));
   EXPECT_EQ(run.out, "");
@@ -117,7 +117,7 @@ TEST(MarkingFullRange, IsTakenAndStaysFullRange) {
   clip::write(folder / "in.mkv", input);
   const clip::Clip decoded = clip::read(folder / "in.mkv");
 
-  const program::Result run = program::run(folder.path(), {"in.mkv", "out.mkv"});
+  const program::Result run = program::run(folder.path(), {"--lossless", "in.mkv", "out.mkv"});
   ASSERT_EQ(run.exitCode, 0) << run.err;
   const clip::Clip output = clip::read(folder / "out.mkv");
   EXPECT_EQ(output.tags.range, AVCOL_RANGE_JPEG);

@@ -156,8 +156,8 @@ TEST_F(Streams, ConversionIsMadeWhenAskedFor) {
   ASSERT_EQ(output.pictures.size(), 6U);
   EXPECT_EQ(output.pictures[0].format, AV_PIX_FMT_YUV420P);
   for (const char* const fourcc : {"Y22P", "Y44P"}) {
-    const Clip converted =
-        runOver(plainClip(), "in.mkv", "out.mkv", {"--convert", fourcc, "--overwrite"});
+    const Clip converted = runOver(plainClip(), "in.mkv", "out.mkv",
+                                   {"--lossless", "--convert", fourcc, "--overwrite"});
     ASSERT_EQ(converted.pictures.size(), 6U);
     EXPECT_EQ(converted.pictures[0].format,
               fourcc == std::string("Y22P") ? AV_PIX_FMT_YUV422P : AV_PIX_FMT_YUV444P);
@@ -189,8 +189,8 @@ TEST_F(Streams, RecordingOfABroadcastMayStartAnywhere) {
 TEST_F(Streams, SameRunGivesTheSameFile) {
   Clip input = plainClip();
   input.audio = clip::tone(6);
-  runOver(input, "in.mkv", "one.mkv");
-  runOver(input, "in.mkv", "two.mkv");
+  runOver(input, "in.mkv", "one.mkv", {"--lossless"});
+  runOver(input, "in.mkv", "two.mkv", {"--lossless"});
   EXPECT_EQ(program::readFile(folder / "one.mkv"), program::readFile(folder / "two.mkv"));
 }
 

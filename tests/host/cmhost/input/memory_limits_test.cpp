@@ -26,7 +26,7 @@ CodecPtr newDecoder(MemoryLimits& limits) {
   CodecPtr decoder = orThrow<CodecPtr>(avcodec_alloc_context3(codec));
   decoder->width = decoder->height = 4096;
   decoder->pix_fmt = AV_PIX_FMT_RGBA64LE;
-  limits.limit(*decoder);
+  limits.limit(*decoder, 0);
   EXPECT_EQ(avcodec_open2(decoder.get(), codec, nullptr), 0);
   return decoder;
 }

@@ -100,7 +100,7 @@ TEST_F(Encoder, NamedLimitsMoveTheDefaults) {
 }
 
 // The encoder of FFV1 cannot divide all of these into slices.
-TEST_F(Encoder, DefaultOfMatroskaIsExactForTinyPictures) {
+TEST_F(Encoder, LosslessMatroskaIsExactForTinyPictures) {
   for (const AVPixelFormat format : {AV_PIX_FMT_YUV420P, AV_PIX_FMT_YUV422P, AV_PIX_FMT_YUV444P})
     for (const int width : {1, 2, 3, 5})
       for (const int height : {1, 2, 3, 4, 5, 9}) {
@@ -110,9 +110,9 @@ TEST_F(Encoder, DefaultOfMatroskaIsExactForTinyPictures) {
         input.encoder = "rawvideo";
         input.pictures = clip::drawMany(format, width, height, 2);
         clip::write(folder / "tiny.nut", input);
-        const program::Result result = program::run(
-            folder.path(),
-            {"-q", "--overwrite", "--module", program::stub("passes_on"), "tiny.nut", "tiny.mkv"});
+        const program::Result result =
+            program::run(folder.path(), {"-q", "--overwrite", "--lossless", "--module",
+                                         program::stub("passes_on"), "tiny.nut", "tiny.mkv"});
         ASSERT_EQ(result.exitCode, 0) << result.err;
         const clip::Clip output = clip::read(folder / "tiny.mkv");
         ASSERT_EQ(output.pictures.size(), 2U);

@@ -66,7 +66,7 @@ int runWithout(const std::vector<int>& closed, const std::string& folder,
   if (child == 0) {
     for (const int stream : closed) ::close(stream);
     if (::chdir(folder.c_str()) == 0)
-      ::execl(CMHOST_PROGRAM, CMHOST_PROGRAM, "in.mkv", output.c_str(), nullptr);
+      ::execl(CMHOST_PROGRAM, CMHOST_PROGRAM, "--lossless", "in.mkv", output.c_str(), nullptr);
     ::_exit(127);
   }
   int status = 0;
@@ -75,7 +75,7 @@ int runWithout(const std::vector<int>& closed, const std::string& folder,
 }
 
 TEST_F(Place, MissingStandardStreamsAreNotTakenForFiles) {
-  ASSERT_EQ(run({"in.mkv", "expected.mkv"}).exitCode, 0);
+  ASSERT_EQ(run({"--lossless", "in.mkv", "expected.mkv"}).exitCode, 0);
   const std::string expected = program::readFile(folder / "expected.mkv");
   EXPECT_EQ(runWithout({0, 1, 2}, folder.path(), "out.mkv"), 0);
   EXPECT_EQ(program::readFile(folder / "out.mkv"), expected);
