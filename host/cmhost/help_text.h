@@ -79,8 +79,11 @@ Preview and checksums (frames are numbered from 0):
                               -f framemd5 does; '-' is standard output
 
 Messages:
-      --progress WHEN         show progress: auto (on a terminal), always or
-                              never
+      --report FILE.json      write a report as JSON, also if the run fails:
+                              frames, times, damage, streams left out, MD5 of
+                              file and frames; '-' is standard output
+      --progress WHEN         show progress: auto (on a terminal), always,
+                              never, or json (one object per line)
   -q, --quiet                 print only warnings and errors; hide what the
                               module prints
 

@@ -142,11 +142,13 @@ void declare(CLI::App& app, Options& options, Texts& texts) {
   app.add_flag("--json", options.json)->disable_flag_override()->needs(inspect);
   app.add_option("--preview", texts.preview);
   app.add_option("--hash", options.hash);
-  app.add_option("--progress", texts.progress)->check(CLI::IsMember({"auto", "always", "never"}));
+  app.add_option("--report", options.report);
+  app.add_option("--progress", texts.progress)
+      ->check(CLI::IsMember({"auto", "always", "never", "json"}));
   app.add_flag("-q,--quiet", options.quiet)->disable_flag_override();
   app.set_version_flag("--version", versionText());
   for (const char* const other :
-       {"INPUT", "--module", "--hash", "--preview", "--convert", "--frames", "--start"})
+       {"INPUT", "--module", "--hash", "--report", "--preview", "--convert", "--frames", "--start"})
     inspect->excludes(app.get_option(other));
 }
 
@@ -170,12 +172,25 @@ std::string mismatchText(const CLI::ArgumentMismatch& error) {
                                                               : " requires a value");
 }
 
+// An existing report is replaced; only files with this extension can be.
+void checkReport(const Options& options) {
+  const std::string& report = options.report;
+  if (report == "-" && (options.toStandardOutput() || options.hash == "-"))
+    throw CLI::ValidationError("--report", "standard output is already used");
+  if (!report.empty() && (report == options.output || report == options.hash))
+    throw CLI::ValidationError("--report", "'" + report + "' is also another output");
+  const bool isJson = report.size() > 5 && report.compare(report.size() - 5, 5, ".json") == 0;
+  if (!report.empty() && report != "-" && !isJson)
+    reject("--report", report, "of the form FILE.json");
+}
+
 void checkTogether(const Options& options) {
   if (options.inspect || options.listEncoders) return;
   if (options.input.empty()) throw CLI::RequiredError("INPUT");
   if (options.output.empty()) throw CLI::RequiredError("OUTPUT");
   if (options.toStandardOutput() && options.hash == "-")
     throw CLI::ValidationError("--hash", "standard output is already used for the video");
+  checkReport(options);
   if (!options.hash.empty() && options.hash != "-" && options.hash == options.output)
     throw CLI::ValidationError("--hash", "'" + options.hash + "' is also OUTPUT");
 }
@@ -202,6 +217,7 @@ void interpret(const CLI::App& app, const Texts& texts, Options& options) {
   if (texts.references == "network") options.references = AllowedReferences::network;
   if (texts.progress == "always") options.progress = ProgressMode::always;
   if (texts.progress == "never") options.progress = ProgressMode::never;
+  if (texts.progress == "json") options.progress = ProgressMode::json;
   checkTogether(options);
   if (options.inspect) options.module = texts.inspect;
   if (options.module.empty()) options.module = defaultModulePath();

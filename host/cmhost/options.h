@@ -9,7 +9,7 @@
 namespace cmhost {
 
 /// When to show progress; `automatic` is only on a terminal.
-enum class ProgressMode { automatic, always, never };
+enum class ProgressMode { automatic, always, never, json };
 
 /// What an input may refer to: nothing, local files, or local files and network addresses.
 enum class AllowedReferences { none, files, network };
@@ -48,7 +48,8 @@ struct Options {
 
   std::string preview;  ///< path of the PNG; empty: none
   std::int64_t previewFrame = 0;
-  std::string hash;  ///< "-" is standard output; empty: none
+  std::string hash;    ///< "-" is standard output; empty: none
+  std::string report;  ///< the same
 
   bool listEncoders = false;  ///< print the encoders instead of processing a video
 

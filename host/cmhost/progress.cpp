@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdio>
+#include <nlohmann/json.hpp>
 
 namespace cmhost {
 
@@ -25,22 +26,69 @@ std::string progressText(std::int64_t frames, std::int64_t expected, double seco
   return text + time;
 }
 
-Progress::Progress(ProgressMode mode, std::int64_t expected)
-    : expected_(expected),
-      onTerminal_(::isatty(STDERR_FILENO) != 0),
-      shown_(mode == ProgressMode::always || (mode == ProgressMode::automatic && onTerminal_)),
+namespace {
+
+using Json = nlohmann::ordered_json;
+
+Json objectOf(const ProgressLine& line) {
+  const double elapsed = std::max(line.elapsed, 1e-3);
+  Json object = {{"event", line.event}, {"input", line.input}, {"frame", line.frames}};
+  if (line.expected > 0) object["frames_expected"] = line.expected;
+  object["time"] = line.seconds;
+  object["elapsed"] = line.elapsed;
+  object["fps"] = static_cast<double>(line.frames) / elapsed;
+  object["speed"] = line.seconds / elapsed;
+  object["damage"] = line.damage;
+  return object;
+}
+
+// One write per line, so that lines of several threads and processes do not mix.
+void print(const Json& object) {
+  const std::string line = object.dump(-1, ' ', false, Json::error_handler_t::replace) + "\n";
+  std::fwrite(line.data(), 1, line.size(), stderr);
+}
+
+bool isShown(const Options& options, bool onTerminal) {
+  if (options.progress == ProgressMode::json) return true;
+  if (options.quiet) return false;
+  return options.progress == ProgressMode::always ||
+         (options.progress == ProgressMode::automatic && onTerminal);
+}
+
+}  // namespace
+
+void printProgressLine(const ProgressLine& line) { print(objectOf(line)); }
+
+void printProgressLine(const ProgressLine& line, const ProgressEnd& end) {
+  Json object = objectOf(line);
+  object["status"] = end.status;
+  if (!end.error.empty()) object["error"] = end.error;
+  print(object);
+}
+
+Progress::Progress(const Options& options, std::int64_t expected)
+    : input_(options.input),
+      expected_(expected),
+      asJson_(options.progress == ProgressMode::json),
+      onTerminal_(::isatty(STDERR_FILENO) != 0 && !asJson_),
+      shown_(isShown(options, onTerminal_)),
       start_(Clock::now()) {}
 
 double Progress::seconds() const {
   return std::chrono::duration<double>(Clock::now() - start_).count();
 }
 
-void Progress::show(std::int64_t frames) {
+void Progress::show(const State& state) {
   if (!shown_) return;
   const double now = seconds();
-  if (!onTerminal_ && now < nextLine_ && frames != expected_) return;
+  if (!onTerminal_ && now < nextLine_ && (asJson_ || state.frames != expected_)) return;
   while (nextLine_ <= now) nextLine_ += 1;
-  const std::string text = progressText(frames, expected_, now);
+  if (asJson_) {
+    printProgressLine(
+        {"progress", input_, state.frames, expected_, state.seconds, now, state.damage});
+    return;
+  }
+  const std::string text = progressText(state.frames, expected_, now);
   const std::string line = onTerminal_ ? "\r\x1b[K" + text : "cmhost: " + text + "\n";
   std::fwrite(line.data(), 1, line.size(), stderr);
 }

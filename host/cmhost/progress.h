@@ -12,15 +12,43 @@ namespace cmhost {
 /// frames is known (above 0), otherwise only the number of frames.
 std::string progressText(std::int64_t frames, std::int64_t expected, double seconds);
 
+/// A line of --progress=json.
+struct ProgressLine {
+  const char* event;  ///< "progress" or "end"
+  std::string input;
+  std::int64_t frames;
+  std::int64_t expected;  ///< 0 when unknown
+  double seconds;         ///< of the video
+  double elapsed;         ///< seconds since the start
+  std::int64_t damage;    ///< number of errors concealed
+};
+
+/// How a run has ended; `error` is empty unless it has failed.
+struct ProgressEnd {
+  int status;
+  std::string error;
+};
+
+/// Prints a line as a JSON object on standard error, at the end of a run with `end`.
+void printProgressLine(const ProgressLine& line);
+void printProgressLine(const ProgressLine& line, const ProgressEnd& end);
+
 /// Shows progress on standard error: on a terminal in one line that is updated in place; otherwise,
-/// if requested, one line per second.
+/// if requested, one line per second, as text or as JSON.
 class Progress {
  public:
-  /// `expected` is the total number of frames, 0 when unknown.
-  Progress(ProgressMode mode, std::int64_t expected);
+  /// What has been done so far.
+  struct State {
+    std::int64_t frames;
+    double seconds;       ///< of the video
+    std::int64_t damage;  ///< number of errors concealed
+  };
 
-  /// Updates the progress: `frames` are finished.
-  void show(std::int64_t frames);
+  /// `expected` is the total number of frames, 0 when unknown.
+  Progress(const Options& options, std::int64_t expected);
+
+  /// Updates the progress.
+  void show(const State& state);
 
   /// Clears the line.
   void clear();
@@ -30,7 +58,9 @@ class Progress {
  private:
   using Clock = std::chrono::steady_clock;
 
+  std::string input_;
   std::int64_t expected_;
+  bool asJson_;
   bool onTerminal_;
   bool shown_;
   Clock::time_point start_;

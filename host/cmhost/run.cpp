@@ -3,6 +3,7 @@
 #include <cmath>
 #include <cstdio>
 #include <memory>
+#include <new>
 #include <optional>
 #include <utility>
 
@@ -11,6 +12,7 @@
 #include "host/cmhost/output/standard_output.h"
 #include "host/cmhost/pipeline.h"
 #include "host/cmhost/progress.h"
+#include "host/cmhost/report.h"
 #include "host/cmhost/support/failure.h"
 #include "host/cmhost/support/interruption.h"
 #include "host/cmhost/support/messages.h"
@@ -52,11 +54,11 @@ void warnOfDamage(const Input& input) {
 // written.
 class Watch {
  public:
-  Watch(Progress& progress, const Output& output, bool quiet)
-      : progress_(progress), output_(output), quiet_(quiet) {}
+  Watch(Progress& progress, const Input& input, const Output& output, bool quiet)
+      : progress_(progress), input_(input), output_(output), quiet_(quiet) {}
 
   void operator()() {
-    progress_.show(output_.frames());
+    progress_.show({output_.frames(), output_.seconds(), input_.damage().count()});
     if (interruption::received() != 0 && !said_ && !quiet_)
       printNote("interrupted: finishing frames in flight; press Ctrl-C again to exit now");
     said_ = interruption::received() != 0;
@@ -65,15 +67,13 @@ class Watch {
 
  private:
   Progress& progress_;
+  const Input& input_;
   const Output& output_;
   bool quiet_;
   bool said_ = false;
 };
 
-}  // namespace
-
-int run(const Options& options) {
-  standard_output::reserve(options.quiet);
+int mark(const Options& options, Report& report) {
   Input input(options);
   Output output(options);
   Module module(options.module, options.moduleTimeout);
@@ -86,11 +86,11 @@ int run(const Options& options) {
   keys.insert(keys.end(), options.keys.begin(), options.keys.end());
   pipeline->configure(keys);
 
-  output.start(input.source(), *like, frames.layout());
-  Progress progress(options.quiet ? ProgressMode::never : options.progress, input.expectedFrames());
-  Watch watch(progress, output, options.quiet);
+  Progress progress(options, input.expectedFrames());
+  Watch watch(progress, input, output, options.quiet);
   Pipeline::Shares busy = {};
   try {
+    output.start(input.source(), *like, frames.layout());
     pipeline->run(output, watch);
     busy = pipeline->busyShares();
     warnOfMissingFrames(module, *pipeline);
@@ -99,10 +99,12 @@ int run(const Options& options) {
     output.commit();
   } catch (...) {
     progress.clear();
+    report.take(input, output);
     output.keepPartial();
     throw;
   }
   progress.clear();
+  report.take(input, output);
   if (const std::string missing = output.missingPreview(); !missing.empty()) {
     if (!input.stopped()) throw Failure(missing);
     printWarning(missing);
@@ -115,6 +117,38 @@ int run(const Options& options) {
   warnOfDamage(input);
   if (input.stopped()) return exitSignal + interruption::received();
   return input.damage().count() > 0 ? exitDamaged : exitDone;
+}
+
+// An error of the run itself is more important than one of its report.
+void reportFailure(Report& report, const std::string& error, int status) noexcept {
+  const int signal = interruption::received();
+  try {
+    report.write(signal != 0 ? exitSignal + signal : status, error);
+  } catch (const std::exception& exception) {
+    printWarning(exception.what());
+  }
+}
+
+}  // namespace
+
+int run(const Options& options) {
+  standard_output::reserve(options.quiet);
+  Report report(options);
+  int status = exitFailed;
+  try {
+    status = mark(options, report);
+  } catch (const Failure& failure) {
+    reportFailure(report, failure.what(), failure.exitCode());
+    throw;
+  } catch (const std::bad_alloc&) {
+    reportFailure(report, "out of memory", exitFailed);
+    throw;
+  } catch (const std::exception& exception) {
+    reportFailure(report, exception.what(), exitFailed);
+    throw;
+  }
+  report.write(status, "");
+  return status;
 }
 
 }  // namespace cmhost

@@ -41,6 +41,9 @@ class Input {
 
   const std::string& name() const { return file_.name(); }
 
+  /// Size in bytes; of a pipe, the number of bytes read so far.
+  std::int64_t bytes() const { return file_.size(); }
+
   /// The number of frames in the part, according to the container; 0 when unknown.
   std::int64_t expectedFrames() const { return part_.expectedFrames(); }
 

@@ -29,6 +29,9 @@ class Muxer {
   /// Adds all other streams of `source`, see `OtherStreams`.
   void addOthers(const Source& source);
 
+  /// Indexes of the streams that `addOthers` did not add.
+  const std::vector<int>& streamsLeftOut() const { return others_.leftOut(); }
+
   /// Writes the header. Throws `Failure`.
   void start();
 

@@ -57,8 +57,20 @@ std::string Output::description() const {
   return name() + " (" + encoder_->name() + " in " + muxer_->container().name + ")";
 }
 
+std::string Output::container() const { return started_ ? muxer_->container().name : ""; }
+
+std::string Output::encoder() const { return started_ ? encoder_->name() : ""; }
+
+std::vector<int> Output::streamsLeftOut() const {
+  return started_ ? muxer_->streamsLeftOut() : std::vector<int>();
+}
+
+std::string Output::framesMd5() { return framesSum_ != nullptr ? framesSum_->text() : ""; }
+
 void Output::start(const Source& source, const AVFrame& first, const PictureLayout& layout) {
   layout_ = &layout;
+  timeBase_ = source.video.time_base;
+  if (!options_.report.empty()) framesSum_ = std::make_unique<Md5>();
   if (file_ != nullptr) startVideo(source, first, layout);
   if (digests_ != nullptr) digests_->start(source, first);
 }
@@ -74,6 +86,10 @@ void Output::startVideo(const Source& source, const AVFrame& first, const Pictur
 
 void Output::put(FramePtr marked, const AVFrame& original) {
   if (digests_ != nullptr) digests_->add(*marked);
+  if (framesSum_ != nullptr) framesSum_->add(*marked);
+  if (frames_ == 0) firstPts_ = marked->pts;
+  const double end = static_cast<double>(marked->pts - firstPts_ + durationOf(*marked));
+  seconds_ = end * av_q2d(timeBase_);
   if (options_.compare) marked = sideBySide(original, *marked, *layout_);
   if (preview_ != nullptr && frames_ == options_.previewFrame) preview_->write(*marked);
   if (encoder_ != nullptr) encoder_->encode(std::move(marked));
@@ -92,6 +108,7 @@ void Output::endFrames() {
 void Output::commit() {
   if (muxer_ != nullptr) {
     muxer_->finish();
+    if (framesSum_ != nullptr) content_ = file_->content();
     file_->finish();
     finished_ = true;
   }

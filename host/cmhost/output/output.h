@@ -4,10 +4,12 @@
 #include <cstdint>
 #include <memory>
 #include <string>
+#include <vector>
 
 #include "host/cmhost/options.h"
 #include "host/cmhost/output/encoder.h"
 #include "host/cmhost/output/frame_digest.h"
+#include "host/cmhost/output/md5.h"
 #include "host/cmhost/output/muxer.h"
 #include "host/cmhost/output/output_file.h"
 #include "host/cmhost/output/preview.h"
@@ -54,6 +56,21 @@ class Output {
   /// The number of frames written so far. Any thread.
   std::int64_t frames() const { return frames_; }
 
+  /// The time from the start of the first frame to the end of the last one. Any thread.
+  double seconds() const { return seconds_; }
+
+  /// The names of container and encoder; empty when the video is discarded or has not started.
+  std::string container() const;
+  std::string encoder() const;
+
+  /// Indexes of the input's streams that the container does not support.
+  std::vector<int> streamsLeftOut() const;
+
+  /// Computed for --report: the MD5 of all marked frames as raw video, and the content of the
+  /// committed file.
+  std::string framesMd5();
+  const OutputFile::Content& content() const { return content_; }
+
   /// The output's name with its encoder and container, and its name alone, for messages.
   std::string description() const;
   const std::string& name() const;
@@ -67,11 +84,16 @@ class Output {
   std::unique_ptr<Encoder> encoder_;
   std::unique_ptr<Preview> preview_;
   std::unique_ptr<FrameDigests> digests_;
+  std::unique_ptr<Md5> framesSum_;
+  OutputFile::Content content_;
+  AVRational timeBase_{0, 1};  ///< of the frames
+  std::int64_t firstPts_ = 0;
   const PictureLayout* layout_ = nullptr;
   bool started_ = false;  ///< the header has been written
   bool framesEnded_ = false;
   bool finished_ = false;  ///< the video is complete
   std::atomic<std::int64_t> frames_{0};
+  std::atomic<double> seconds_{0};
 };
 
 }  // namespace cmhost

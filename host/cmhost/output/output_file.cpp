@@ -10,11 +10,13 @@
 #include <cerrno>
 #include <climits>
 #include <utility>
+#include <vector>
 
 extern "C" {
 #include <libavutil/error.h>
 }
 
+#include "host/cmhost/output/md5.h"
 #include "host/cmhost/output/standard_output.h"
 #include "host/cmhost/support/failure.h"
 
@@ -139,6 +141,25 @@ void OutputFile::checkReader() const {
   if (waiting_ == Waiting::never) return;
   pollfd state = {file_.number(), 0, 0};
   if (::poll(&state, 1, 0) > 0 && (state.revents & POLLERR) != 0) failWriting(name_, EPIPE);
+}
+
+OutputFile::Content OutputFile::content() {
+  avio_flush(io_.get());
+  check();
+  if (!staged_) return {};
+  Md5 sum;
+  Content content;
+  std::vector<std::uint8_t> part(1 << 20);
+  for (content.bytes = 0;;) {
+    const ssize_t count = ::pread(file_.number(), part.data(), part.size(), content.bytes);
+    if (count < 0 && errno == EINTR) continue;
+    if (count < 0) throw Failure(name_ + ": cannot read it again: " + systemText(errno));
+    if (count == 0) break;
+    sum.add(part.data(), static_cast<std::size_t>(count));
+    content.bytes += count;
+  }
+  content.md5 = sum.text();
+  return content;
 }
 
 void OutputFile::finish() {

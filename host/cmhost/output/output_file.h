@@ -43,6 +43,14 @@ class OutputFile {
   /// files can still be written. Any thread.
   void abandon();
 
+  /// The MD5 and the size of the complete file, before `finish`; empty and -1 for pipes and
+  /// devices. Throws `Failure`.
+  struct Content {
+    std::string md5;
+    std::int64_t bytes = -1;
+  };
+  Content content();
+
   /// Synchronises and closes the file after the last write. Throws `Failure`.
   void finish();
 

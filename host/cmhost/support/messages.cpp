@@ -6,6 +6,7 @@
 #include <cerrno>
 #include <cstddef>
 #include <cstdio>
+#include <mutex>
 #include <string_view>
 
 #include "host/cmhost/support/failure.h"
@@ -94,9 +95,24 @@ void printLine(const std::string& kind, const std::string& message) {
   std::fwrite(line.data(), 1, line.size(), stderr);
 }
 
+std::mutex warningsMutex;
+std::vector<std::string> warnings;
+constexpr std::size_t mostWarnings = 1000;
+
 }  // namespace
 
-void printWarning(const std::string& message) { printLine("warning: ", message); }
+std::vector<std::string> printedWarnings() {
+  const std::lock_guard<std::mutex> lock(warningsMutex);
+  return warnings;
+}
+
+void printWarning(const std::string& message) {
+  {
+    const std::lock_guard<std::mutex> lock(warningsMutex);
+    if (warnings.size() < mostWarnings) warnings.push_back(message);
+  }
+  printLine("warning: ", message);
+}
 void printError(const std::string& message) { printLine("error: ", message); }
 void printNote(const std::string& message) { printLine("", message); }
 

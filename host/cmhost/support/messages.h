@@ -2,6 +2,7 @@
 
 #include <cstdint>
 #include <string>
+#include <vector>
 
 namespace cmhost {
 
@@ -10,6 +11,9 @@ namespace cmhost {
 void printWarning(const std::string& message);
 void printError(const std::string& message);
 void printNote(const std::string& message);
+
+/// The warnings printed so far, not escaped; at most a thousand.
+std::vector<std::string> printedWarnings();
 
 /// Prints a requested result on standard output, unchanged. Throws `Failure` unless all of it is
 /// written.

@@ -54,6 +54,7 @@ TEST(Usage, HelpNamesEveryOption) {
                                  "--preview",
                                  "--hash",
                                  "--progress",
+                                 "--report",
                                  "--quiet",
                                  "129",
                                  "130",
@@ -125,6 +126,9 @@ TEST(Usage, WrongOnes) {
       {"--preview", "look.png@x", "in.mkv", "out.mkv"},
       {"--progress", "sometimes", "in.mkv", "out.mkv"},
       {"--unheardof", "18", "in.mkv", "out.mkv"},
+      {"--report", "report.txt", "in.mkv", "out.mkv"},
+      {"--report", "-", "in.mkv", "-"},
+      {"--report", "-", "--hash", "-", "in.mkv", "out.mkv"},
       {"in.mkv", "out.mkv", "other.mkv"},
   };
   for (const auto& arguments : wrong) {

@@ -30,8 +30,10 @@ void OtherStreams::addAll(const Source& source) {
     const AVStream& stream = *from.streams[i];
     if (&stream != &source.video &&
         !writesTimeCode(*format_.oformat, *format_.streams[0], stream) &&
-        !writesChapters(*format_.oformat, from, stream))
+        !writesChapters(*format_.oformat, from, stream)) {
       tracks_[i] = trackFor(stream);
+      if (tracks_[i] == nullptr) leftOut_.push_back(stream.index);
+    }
   }
 }
 

@@ -22,6 +22,9 @@ class OtherStreams {
   /// encoded video. Streams that the container does not support are left out with a warning.
   void addAll(const Source& source);
 
+  /// Indexes of the streams that were left out.
+  const std::vector<int>& leftOut() const { return leftOut_; }
+
   /// Writes a packet of the input, by its stream's index. Packets of streams that were left out are
   /// ignored. Throws `Failure`.
   void add(const AVPacket& packet);
@@ -34,6 +37,7 @@ class OtherStreams {
 
   AVFormatContext& format_;
   PacketWriter writer_;
+  std::vector<int> leftOut_;
   std::vector<std::unique_ptr<Track>> tracks_;  ///< by index of the input's stream; null: left out
 };
 
