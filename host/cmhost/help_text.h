@@ -31,6 +31,9 @@ Output:
                               and AVI: FFV1)
       --encoder-option KEY=VALUE
                               set an encoder option; may be repeated
+      --muxer-option KEY=VALUE
+                              set an option of the container's muxer; may be
+                              repeated
       --list-encoders         print the encoders for each container and their
                               options
       --threads N             threads of the decoder and of the encoder

@@ -102,7 +102,7 @@ constexpr int mostThreads = 1024;
 
 // Options that are parsed as text first.
 struct Texts {
-  std::vector<std::string> inputOptions, encoderOptions, keys;
+  std::vector<std::string> inputOptions, encoderOptions, muxerOptions, keys;
   std::string crf, bitrate, start, convert, preview, inspect, size, layout, progress, references;
 };
 
@@ -115,6 +115,7 @@ void declare(CLI::App& app, Options& options, Texts& texts) {
   app.add_option("--output-format", options.outputFormat);
   app.add_option("--encoder", options.encoder);
   app.add_option("--encoder-option", texts.encoderOptions)->allow_extra_args(false);
+  app.add_option("--muxer-option", texts.muxerOptions)->allow_extra_args(false);
   CLI::Option* const crf = app.add_option("--crf", texts.crf);
   CLI::Option* const bitrate = app.add_option("--bitrate", texts.bitrate)->excludes(crf);
   app.add_option("--preset", options.preset);
@@ -198,6 +199,8 @@ void checkTogether(const Options& options) {
 void interpret(const CLI::App& app, const Texts& texts, Options& options) {
   for (const std::string& text : texts.encoderOptions)
     options.encoderOptions.push_back(keyAndValue("--encoder-option", text));
+  for (const std::string& text : texts.muxerOptions)
+    options.muxerOptions.push_back(keyAndValue("--muxer-option", text));
   for (const std::string& text : texts.inputOptions)
     options.inputOptions.push_back(keyAndValue("--input-option", text));
   for (const std::string& text : texts.keys) {

@@ -39,6 +39,7 @@ struct Options {
   std::string outputFormat;  ///< empty: from the extension of the output
   std::string encoder;       ///< empty: the container's default
   KeyValues encoderOptions;
+  KeyValues muxerOptions;
   std::optional<double> crf;          ///< constant quality
   std::int64_t bitrate = 0;           ///< bits per second; 0: not set
   std::optional<std::string> preset;  ///< speed of the encoder

@@ -8,11 +8,13 @@ extern "C" {
 #include <cstring>
 
 #include "host/cmhost/output/chapters.h"
+#include "host/cmhost/output/muxer_options.h"
 #include "host/cmhost/output/streams/container_support.h"
 #include "host/cmhost/output/streams/copied_stream.h"
 #include "host/cmhost/output/time_code.h"
 #include "host/cmhost/picture/rotation.h"
 #include "host/cmhost/support/av_log.h"
+#include "host/cmhost/support/dictionary.h"
 #include "host/cmhost/support/failure.h"
 #include "host/cmhost/support/messages.h"
 
@@ -89,10 +91,27 @@ Muxer::Muxer(OutputFile& file, const std::string& formatName)
       format_(allocate(chooseContainer(file, formatName), file.name())),
       others_(*format_, [this](AVPacket& packet) { write(packet); }) {
   format_->pb = file.io();
-  format_->io_open = refuseToOpen;
+  format_->opaque = &file;
+  format_->io_open = &Muxer::openAgain;
+  format_->io_close2 = &Muxer::closeAgain;
   format_->flags |= AVFMT_FLAG_BITEXACT;  // equal runs write equal bytes
   // The reader of a pipe gets each packet at once; a file is written in larger blocks.
   if (file.io()->seekable != 0) format_->flush_packets = 0;
+}
+
+// To move the index to the front, the muxer of MP4 reads what it has written. It must not open any
+// other file.
+int Muxer::openAgain(AVFormatContext* format, AVIOContext** io, const char* url, int flags,
+                     AVDictionary** options) {
+  if (flags != AVIO_FLAG_READ || std::strcmp(url, format->url) != 0)
+    return refuseToOpen(format, io, url, flags, options);
+  *io = static_cast<OutputFile*>(format->opaque)->openReader();
+  return *io != nullptr ? 0 : AVERROR(EPERM);
+}
+
+int Muxer::closeAgain(AVFormatContext* format, AVIOContext* /*io*/) {
+  static_cast<OutputFile*>(format->opaque)->closeReader();
+  return 0;
 }
 
 void Muxer::addVideo(const AVCodecContext& encoder, AVRational timeBase, const Source& source) {
@@ -103,6 +122,7 @@ void Muxer::addVideo(const AVCodecContext& encoder, AVRational timeBase, const S
   video_ = avformat_new_stream(format_.get(), nullptr);
   if (video_ == nullptr || avcodec_parameters_from_context(video_->codecpar, &encoder) < 0)
     throw std::bad_alloc();
+  setCodecTag(container(), *video_->codecpar);
   video_->time_base = timeBase;
   video_->avg_frame_rate = encoder.framerate;
   video_->r_frame_rate = encoder.framerate;
@@ -128,10 +148,18 @@ void Muxer::check(int result, const char* what) {
                   "'): " + avErrorReason(result));
 }
 
-void Muxer::start() {
+void Muxer::start(const Options::KeyValues& options) {
+  Dictionary dictionary;
+  setMuxerOptions(container(), file_.io()->seekable != 0, options, dictionary);
   const unsigned int chapters = format_->nb_chapters;
   if (cutsChapters_) format_->nb_chapters = 0;  // for the trailer
-  const int result = avformat_write_header(format_.get(), nullptr);
+  int result = avformat_init_output(format_.get(), dictionary.entries());
+  if (const AVDictionaryEntry* const unknown = dictionary.first();
+      result >= 0 && unknown != nullptr)
+    throw Failure(std::string("--muxer-option: the container '") + container().name +
+                      "' has no option '" + unknown->key + "'",
+                  exitUsage);
+  if (result >= 0) result = avformat_write_header(format_.get(), nullptr);
   format_->nb_chapters = chapters;
   check(result, "the header");
 }

@@ -4,6 +4,7 @@
 #include <mutex>
 #include <string>
 
+#include "host/cmhost/options.h"
 #include "host/cmhost/output/output_file.h"
 #include "host/cmhost/output/streams/other_streams.h"
 #include "host/cmhost/source.h"
@@ -32,8 +33,8 @@ class Muxer {
   /// Indexes of the streams that `addOthers` did not add.
   const std::vector<int>& streamsLeftOut() const { return others_.leftOut(); }
 
-  /// Writes the header. Throws `Failure`.
-  void start();
+  /// Writes the header, with the options of the muxer that the user has set. Throws `Failure`.
+  void start(const Options::KeyValues& options);
 
   /// Writes an encoded packet with time stamps in `timeBase`, the encoder's time base.
   void writeVideo(AVPacket& packet, AVRational timeBase);
@@ -45,6 +46,9 @@ class Muxer {
   void finish();
 
  private:
+  static int openAgain(AVFormatContext* format, AVIOContext** io, const char* url, int flags,
+                       AVDictionary** options);
+  static int closeAgain(AVFormatContext* format, AVIOContext* io);
   void write(AVPacket& packet);
   void check(int result, const char* what);
 

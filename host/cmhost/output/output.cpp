@@ -80,7 +80,7 @@ void Output::startVideo(const Source& source, const AVFrame& first, const Pictur
   if (options_.compare) like->width = sideBySideWidth(first.width);
   encoder_ = std::make_unique<Encoder>(options_, source, *like, layout, *muxer_);
   muxer_->addOthers(source);
-  muxer_->start();
+  muxer_->start(options_.muxerOptions);
   started_ = true;
 }
 

@@ -128,6 +128,30 @@ std::int64_t OutputFile::seek(void* self, std::int64_t offset, int whence) {
   return seekRegular(static_cast<OutputFile*>(self)->file_.number(), offset, whence);
 }
 
+AVIOContext* OutputFile::openReader() {
+  if (!staged_) return nullptr;
+  readerPosition_ = 0;
+  reader_ = newReader(this, &OutputFile::readAgain, &OutputFile::seekReader);
+  return reader_.get();
+}
+
+int OutputFile::readAgain(void* self, std::uint8_t* buffer, int size) {
+  auto* const output = static_cast<OutputFile*>(self);
+  ssize_t bytes = 0;
+  do {
+    bytes = ::pread(output->file_.number(), buffer, static_cast<std::size_t>(size),
+                    output->readerPosition_);
+  } while (bytes < 0 && errno == EINTR);
+  if (bytes < 0) return AVERROR(errno);
+  output->readerPosition_ += bytes;
+  return bytes > 0 ? static_cast<int>(bytes) : AVERROR_EOF;
+}
+
+std::int64_t OutputFile::seekReader(void* self, std::int64_t offset, int whence) {
+  if (whence != SEEK_SET) return AVERROR(ENOSYS);
+  return static_cast<OutputFile*>(self)->readerPosition_ = offset;
+}
+
 void OutputFile::abandon() {
   isAbandoned_ = true;
   abandoned_.raise();

@@ -33,6 +33,11 @@ class OutputFile {
   /// The name used in messages.
   const std::string& name() const { return name_; }
 
+  /// A second handle of a regular file, which reads what `io` has written and flushed; its position
+  /// is its own. Null when the file is written directly. Only one at a time.
+  AVIOContext* openReader();
+  void closeReader() { reader_.reset(); }
+
   /// Throws `Failure` with the system's error when a write has failed.
   void check() const;
 
@@ -70,6 +75,8 @@ class OutputFile {
 
   static int write(void* self, WrittenByte* buffer, int size);
   static std::int64_t seek(void* self, std::int64_t offset, int whence);
+  static int readAgain(void* self, std::uint8_t* buffer, int size);
+  static std::int64_t seekReader(void* self, std::int64_t offset, int whence);
   void openPlace(const std::string& path);
   void openPipe();
   bool waitForReader();
@@ -84,6 +91,8 @@ class OutputFile {
   Event abandoned_;
   std::atomic<bool> isAbandoned_{false};
   IoPtr io_;
+  IoPtr reader_;
+  std::int64_t readerPosition_ = 0;
 };
 
 }  // namespace cmhost

@@ -25,6 +25,7 @@ TEST(Usage, HelpNamesEveryOption) {
                                  "--encoder",
                                  "--encoder-option",
                                  "--crf",
+                                 "--muxer-option",
                                  "--bitrate",
                                  "--preset",
                                  "--lossless",
