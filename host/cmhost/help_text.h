@@ -4,6 +4,7 @@ namespace cmhost {
 
 constexpr const char* helpText =
     R"(Usage: cmhost [OPTION]... INPUT OUTPUT
+  or:  cmhost [OPTION]... --output-dir DIR INPUT...
   or:  cmhost [OPTION]... --inspect MODULE
   or:  cmhost --list-encoders
 Run a video through a filter module: decode INPUT, let the module mark every
@@ -15,6 +16,11 @@ discard the video. A file is written under a temporary name,
 OUTPUT.RANDOM.part, and renamed when it is complete.
 
 Output:
+      --output-dir DIR        process several inputs, each in its own process,
+                              and write them to DIR under their own names, with
+                              the extension of --output-format if given
+      --jobs N                inputs to process at the same time (default: 1)
+      --skip-existing         skip inputs whose output exists
       --overwrite             replace an existing OUTPUT
       --keep-partial          if the run fails, keep the partial OUTPUT under
                               its temporary name

@@ -7,6 +7,7 @@
 #include <exception>
 #include <new>
 
+#include "host/cmhost/batch/batch.h"
 #include "host/cmhost/inspect.h"
 #include "host/cmhost/module/sudden_end.h"
 #include "host/cmhost/options.h"
@@ -63,7 +64,7 @@ int runProgram(int argc, char** argv) {
     }
     if (options->inspect) return cmhost::inspect(*options);
     cmhost::interruption::install();
-    return cmhost::run(*options);
+    return options->batch ? cmhost::runBatch(*options) : cmhost::run(*options);
   } catch (const cmhost::Failure& failure) {
     return failed(failure.what(), failure.exitCode());
   } catch (const std::bad_alloc&) {

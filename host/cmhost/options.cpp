@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdlib>
+#include <set>
 
 extern "C" {
 #include <libavutil/eval.h>
@@ -98,18 +99,26 @@ void parsePreview(const std::string& text, Options& options) {
 
 // Limit for numbers on the command line, so that computations with them cannot overflow.
 constexpr int mostNumber = 999999999;
+constexpr int mostJobs = 1000;
 constexpr int mostThreads = 1024;
 
 // Options that are parsed as text first.
 struct Texts {
   std::vector<std::string> inputOptions, encoderOptions, muxerOptions, keys;
   std::string crf, bitrate, start, convert, preview, inspect, size, layout, progress, references;
+  std::string outputFolder;
+  int jobs = 1;
+  bool skipExisting = false;
 };
 
 void declare(CLI::App& app, Options& options, Texts& texts) {
   app.add_option("INPUT", options.input);
   app.add_option("OUTPUT", options.output);
-  app.add_flag("--overwrite", options.overwrite)->disable_flag_override();
+  CLI::Option* const folder = app.add_option("--output-dir", texts.outputFolder);
+  app.add_option("--jobs", texts.jobs)->check(CLI::Range(1, mostJobs))->needs(folder);
+  CLI::Option* const skip =
+      app.add_flag("--skip-existing", texts.skipExisting)->disable_flag_override()->needs(folder);
+  app.add_flag("--overwrite", options.overwrite)->disable_flag_override()->excludes(skip);
   app.add_flag("--keep-partial", options.keepPartial)->disable_flag_override();
   app.add_flag("--no-sync{false}", options.synchronise);
   app.add_option("--output-format", options.outputFormat);
@@ -151,6 +160,39 @@ void declare(CLI::App& app, Options& options, Texts& texts) {
   for (const char* const other :
        {"INPUT", "--module", "--hash", "--report", "--preview", "--convert", "--frames", "--start"})
     inspect->excludes(app.get_option(other));
+  for (const char* const other : {"--inspect", "--hash", "--preview"})
+    folder->excludes(app.get_option(other));
+}
+
+// The options of this run that also apply to the run of each input.
+std::vector<std::string> optionsForChildren(const CLI::App& app) {
+  static const std::set<std::string> own = {"--output-dir", "--jobs", "--skip-existing",
+                                            "--report"};
+  std::vector<std::string> words;
+  for (const CLI::Option* const option : app.get_options()) {
+    if (option->count() == 0 || option->get_positional() || own.count(option->get_name()) != 0)
+      continue;
+    if (option->get_items_expected_max() == 0) {
+      words.push_back(option->get_name());
+      continue;
+    }
+    for (const std::string& value : option->results())
+      words.push_back(option->get_name() + "=" + value);
+  }
+  return words;
+}
+
+// The operands are in INPUT, OUTPUT and the rest.
+void interpretBatch(const CLI::App& app, const Texts& texts, Options& options) {
+  options.batch = {texts.outputFolder, texts.jobs, texts.skipExisting, {}, {}};
+  std::vector<std::string>& inputs = options.batch->inputs;
+  for (const std::string& operand : {options.input, options.output})
+    if (!operand.empty()) inputs.push_back(operand);
+  for (const std::string& word : app.remaining())
+    if (word != "--") inputs.push_back(word);
+  if (inputs.empty()) throw CLI::RequiredError("INPUT");
+  options.batch->childOptions = optionsForChildren(app);
+  options.input = options.output = "";
 }
 
 // The value of an unknown option is parsed as an operand, so report unknown options first.
@@ -161,6 +203,7 @@ void refuseRest(const CLI::App& app) {
     return word.size() > 1 && word[0] == '-';
   });
   if (option != operands) throw CLI::ValidationError("unrecognized option '" + *option + "'");
+  if (app.count("--output-dir") > 0) return;
   for (const std::string& word : rest)
     if (word != "--") throw CLI::ValidationError("extra operand '" + word + "'");
 }
@@ -187,11 +230,12 @@ void checkReport(const Options& options) {
 
 void checkTogether(const Options& options) {
   if (options.inspect || options.listEncoders) return;
+  checkReport(options);
+  if (options.batch) return;
   if (options.input.empty()) throw CLI::RequiredError("INPUT");
   if (options.output.empty()) throw CLI::RequiredError("OUTPUT");
   if (options.toStandardOutput() && options.hash == "-")
     throw CLI::ValidationError("--hash", "standard output is already used for the video");
-  checkReport(options);
   if (!options.hash.empty() && options.hash != "-" && options.hash == options.output)
     throw CLI::ValidationError("--hash", "'" + options.hash + "' is also OUTPUT");
 }
@@ -221,6 +265,7 @@ void interpret(const CLI::App& app, const Texts& texts, Options& options) {
   if (texts.progress == "always") options.progress = ProgressMode::always;
   if (texts.progress == "never") options.progress = ProgressMode::never;
   if (texts.progress == "json") options.progress = ProgressMode::json;
+  if (app.count("--output-dir") > 0) interpretBatch(app, texts, options);
   checkTogether(options);
   if (options.inspect) options.module = texts.inspect;
   if (options.module.empty()) options.module = defaultModulePath();

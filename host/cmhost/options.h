@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <filesystem>
 #include <optional>
 #include <string>
 #include <utility>
@@ -14,9 +15,20 @@ enum class ProgressMode { automatic, always, never, json };
 /// What an input may refer to: nothing, local files, or local files and network addresses.
 enum class AllowedReferences { none, files, network };
 
+/// Several inputs, whose outputs are written to one folder.
+struct BatchOptions {
+  std::filesystem::path folder;
+  int jobs = 1;  ///< inputs that are processed at the same time
+  bool skipExisting = false;
+  std::vector<std::string> inputs;
+  std::vector<std::string> childOptions;  ///< the options that apply to each run
+};
+
 /// The parsed command line.
 struct Options {
   using KeyValues = std::vector<std::pair<std::string, std::string>>;
+
+  std::optional<BatchOptions> batch;  ///< instead of `input` and `output`
 
   std::string input;   ///< "-" is standard input
   std::string output;  ///< "-" is standard output, "null:" discards the video

@@ -6,6 +6,7 @@
 #include <filesystem>
 #include <nlohmann/json.hpp>
 #include <utility>
+#include <vector>
 
 #include "host/cmhost/progress.h"
 #include "host/cmhost/support/failure.h"
@@ -101,6 +102,27 @@ const char* resultText(int status) {
 
 }  // namespace
 
+std::unique_ptr<OutputFile> openReport(const Options& options) {
+  if (options.report.empty()) return nullptr;
+  std::vector<std::string> inputs = {options.input};
+  if (options.batch) inputs = options.batch->inputs;
+  for (const std::string& input : inputs) {
+    std::error_code ignored;
+    if (std::filesystem::equivalent(input, options.report, ignored))
+      throw Failure("INPUT and --report are the same file, " + input, exitUsage);
+  }
+  const OutputFile::Mode mode = {true, false, options.synchronise};
+  return std::make_unique<OutputFile>(options.report, mode);
+}
+
+void writeReport(OutputFile& file, const std::string& text) {
+  avio_write(file.io(), reinterpret_cast<const unsigned char*>(text.data()),
+             static_cast<int>(text.size()));
+  avio_w8(file.io(), '\n');
+  file.finish();
+  file.put();
+}
+
 struct Report::Content {
   std::string started = utcNow();
   Clock::time_point begin = Clock::now();
@@ -117,12 +139,7 @@ struct Report::Content {
 Report::Report(const Options& options) : options_(options), content_(std::make_unique<Content>()) {
   content_->input = {{"name", options.input}};
   content_->output = {{"name", options.output}};
-  if (options.report.empty()) return;
-  std::error_code ignored;
-  if (std::filesystem::equivalent(options.input, options.report, ignored))
-    throw Failure("INPUT and --report are the same file, " + options.input, exitUsage);
-  const OutputFile::Mode mode = {true, false, options.synchronise};
-  file_ = std::make_unique<OutputFile>(options.report, mode);
+  file_ = openReport(options);
 }
 
 Report::~Report() = default;
@@ -158,11 +175,7 @@ void Report::write(int status, const std::string& error) {
   report["damage"] = content_->damage;
   report["streams_left_out"] = content_->leftOut;
   report["warnings"] = printedWarnings();
-  const std::string text = report.dump(2, ' ', false, Json::error_handler_t::replace) + "\n";
-  avio_write(file_->io(), reinterpret_cast<const unsigned char*>(text.data()),
-             static_cast<int>(text.size()));
-  file_->finish();
-  file_->put();
+  writeReport(*file_, report.dump(2, ' ', false, Json::error_handler_t::replace));
 }
 
 }  // namespace cmhost

@@ -9,6 +9,12 @@
 
 namespace cmhost {
 
+/// Opens the file of --report; null without it. Throws `Failure`, also if it is an input.
+std::unique_ptr<OutputFile> openReport(const Options& options);
+
+/// Writes a report and gives the file its name. Throws `Failure`.
+void writeReport(OutputFile& file, const std::string& text);
+
 /// The report of a run for machines: the file of --report, and the last line of --progress=json.
 /// It is also written when the run fails.
 class Report {
