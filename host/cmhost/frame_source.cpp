@@ -8,7 +8,6 @@ extern "C" {
 }
 
 #include "host/cmhost/module/module.h"
-#include "host/cmhost/picture/transparency.h"
 #include "host/cmhost/support/failure.h"
 #include "host/cmhost/support/interruption.h"
 #include "host/cmhost/support/messages.h"
@@ -16,17 +15,6 @@ extern "C" {
 namespace cmhost {
 
 namespace {
-
-const PictureLayout& chooseLayout(const Options& options, const std::string& input,
-                                  AVPixelFormat format) {
-  const PictureLayout* const layout =
-      options.convert ? layoutOfFourcc(*options.convert) : layoutOf(format);
-  if (layout == nullptr)
-    throw Failure(input + ": the pixel format " + av_get_pix_fmt_name(format) +
-                  " is not supported by the module (8-bit planar 4:2:0, 4:2:2 or 4:4:4 only);" +
-                  " use --convert " + fourccText(closestLayout(format).fourcc) + " to convert it");
-  return *layout;
-}
 
 // A module may use another code for the same layout. With the code of a different layout, it would
 // read past the end of the frames.
@@ -58,33 +46,30 @@ FrameSource::FrameSource(Input& input, const Options& options)
   width_ = decoded->width;
   height_ = decoded->height;
   format_ = decoded->format;
-  const auto format = static_cast<AVPixelFormat>(format_);
-  layout_ = chooseLayout(options, input_.name(), format);
-  const PictureLayout* const own = layoutOf(format);
-  if (isTransparent(*decoded))
-    printWarning(input_.name() + ": the alpha channel of the video is dropped");
-  if (own == nullptr || own->pixelFormat != layout_.pixelFormat)
-    converter_ = std::make_unique<LayoutConverter>(*decoded, layout_);
+  preparation_.emplace(input_.name(), input_.source().video, *decoded, options);
+  layout_ = preparation_->layout();
   layout_.fourcc = fourccForModule(options, layout_.fourcc);
-  first_ = convert(std::move(decoded));
+  first_ = preparation_->prepare(std::move(decoded));
 }
 
-// From here on, the range is a tag and not part of the pixel format.
-FramePtr FrameSource::convert(FramePtr decoded) const {
-  if (converter_ != nullptr) decoded = converter_->convert(*decoded);
-  if (decoded->format == layout_.fullRangePixelFormat) decoded->color_range = AVCOL_RANGE_JPEG;
-  return decoded;
+Source FrameSource::source() const {
+  Source source = input_.source();
+  source.displayMatrix = preparation_->displayMatrix();
+  source.keepsHdrMetadata = !preparation_->losesBits();
+  if (preparation_->swapsAxes()) source.fieldOrder = AV_FIELD_PROGRESSIVE;
+  return source;
 }
 
 FramePtr FrameSource::next() {
   if (first_ != nullptr) return std::move(first_);
   FramePtr decoded = input_.nextFrame();
   if (decoded == nullptr) return nullptr;
-  return convert(likeFirst(std::move(decoded)));
+  return preparation_->prepare(likeFirst(std::move(decoded)));
 }
 
 FramePtr FrameSource::likeFirst(FramePtr decoded) {
-  if (decoded->width == width_ && decoded->height == height_ && decoded->format == format_)
+  if (decoded->width == width_ && decoded->height == height_ && decoded->format == format_ &&
+      preparation_->turnsLikeFirst(*decoded))
     return decoded;
   const std::string change = "the frame format changes from " +
                              formatText(width_, height_, format_) + " to " +

@@ -1,19 +1,20 @@
 #pragma once
 
 #include <memory>
+#include <optional>
 
 #include "host/cmhost/input/input.h"
 #include "host/cmhost/options.h"
 #include "host/cmhost/picture/frame_fitter.h"
-#include "host/cmhost/picture/layout_converter.h"
+#include "host/cmhost/picture/frame_preparation.h"
 #include "host/cmhost/picture/picture_layout.h"
+#include "host/cmhost/source.h"
 #include "host/cmhost/support/av.h"
 
 namespace cmhost {
 
-/// Delivers the frames of the input in a layout that the module supports: decoded, checked and,
-/// with
-/// --convert, converted. Not thread-safe.
+/// Delivers the frames of the input as they are marked: decoded, checked and prepared. Not
+/// thread-safe.
 class FrameSource {
  public:
   /// Decodes the first frame and chooses the layout. Throws `Failure`, and
@@ -26,13 +27,15 @@ class FrameSource {
   /// The first frame, as a model for all frames. Valid until the first call of `next`.
   const AVFrame& first() const { return *first_; }
 
+  /// Describes the input for the output, as far as it still holds for the prepared frames.
+  Source source() const;
+
   /// The next frame, starting with the first; null at the end of the part. Throws `Failure`, also
   /// when a frame differs from the first in size or pixel format. With --conceal, that frame is
   /// scaled and counts as damaged.
   FramePtr next();
 
  private:
-  FramePtr convert(FramePtr decoded) const;
   FramePtr likeFirst(FramePtr decoded);
 
   Input& input_;
@@ -42,8 +45,8 @@ class FrameSource {
   int format_ = AV_PIX_FMT_NONE;
   PictureLayout layout_{};
   bool conceals_;
-  std::unique_ptr<FrameFitter> fitter_;         ///< null until a frame differs from the first
-  std::unique_ptr<LayoutConverter> converter_;  ///< null when frames are decoded in the layout
+  std::unique_ptr<FrameFitter> fitter_;  ///< null until a frame differs from the first
+  std::optional<FramePreparation> preparation_;
 };
 
 }  // namespace cmhost

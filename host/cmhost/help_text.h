@@ -61,8 +61,12 @@ Input:
       --start TIME            start at TIME, in seconds or as [HH:]MM:SS[.m];
                               time stamps in the output count from there
       --frames N              stop after N frames
-      --convert FOURCC        convert the pixels to this layout first: IYUV
-                              (8-bit 4:2:0), Y22P (4:2:2) or Y44P (4:4:4)
+      --convert LAYOUT        convert the pixels to this layout first: IYUV
+                              (8-bit 4:2:0), Y22P (4:2:2) or Y44P (4:4:4);
+                              auto: only what the module does not support, to
+                              IYUV, which all players support
+      --no-rotate             mark the frames as stored, not as players turn
+                              them, and keep the rotation tag
 
 Module:
       --module PATH           filter module to load (default: the one built or

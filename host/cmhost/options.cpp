@@ -142,7 +142,9 @@ void declare(CLI::App& app, Options& options, Texts& texts) {
   app.add_option("--max-pixels", options.maxPixels)->check(CLI::Range(1, mostNumber));
   app.add_option("--start", texts.start);
   app.add_option("--frames", options.frames)->check(CLI::Range(1, mostNumber));
-  app.add_option("--convert", texts.convert)->check(CLI::IsMember({"IYUV", "Y22P", "Y44P"}));
+  app.add_option("--convert", texts.convert)
+      ->check(CLI::IsMember({"auto", "IYUV", "Y22P", "Y44P"}));
+  app.add_flag("--no-rotate{false}", options.rotate);
   app.add_option("--module", options.module);
   app.add_option("--set", texts.keys)->allow_extra_args(false);
   app.add_option("--module-timeout", options.moduleTimeout)->check(CLI::Range(0, mostNumber));
@@ -157,8 +159,8 @@ void declare(CLI::App& app, Options& options, Texts& texts) {
       ->check(CLI::IsMember({"auto", "always", "never", "json"}));
   app.add_flag("-q,--quiet", options.quiet)->disable_flag_override();
   app.set_version_flag("--version", versionText());
-  for (const char* const other :
-       {"INPUT", "--module", "--hash", "--report", "--preview", "--convert", "--frames", "--start"})
+  for (const char* const other : {"INPUT", "--module", "--hash", "--report", "--preview",
+                                  "--convert", "--frames", "--start", "--no-rotate"})
     inspect->excludes(app.get_option(other));
   for (const char* const other : {"--inspect", "--hash", "--preview"})
     folder->excludes(app.get_option(other));
@@ -254,7 +256,9 @@ void interpret(const CLI::App& app, const Texts& texts, Options& options) {
   if (app.count("--crf") > 0) options.crf = crfValue(texts.crf);
   if (app.count("--bitrate") > 0) options.bitrate = bitrateValue(texts.bitrate);
   if (!texts.start.empty()) options.start = startValue(texts.start);
-  if (!texts.convert.empty()) options.convert = fourccOf(texts.convert.c_str());
+  options.convertAsNeeded = texts.convert == "auto";
+  if (!texts.convert.empty() && !options.convertAsNeeded)
+    options.convert = fourccOf(texts.convert.c_str());
   if (app.count("--preview") > 0) parsePreview(texts.preview, options);
   if (app.count("--size") > 0) parseSize(texts.size, options);
   options.inspectLayout =

@@ -47,6 +47,8 @@ struct Options {
   double start = 0;                     ///< seconds from the start of the input
   std::int64_t frames = 0;              ///< 0: all
   std::optional<unsigned int> convert;  ///< FourCC of the layout to convert to
+  bool convertAsNeeded = false;         ///< to the layout that players support
+  bool rotate = true;                   ///< turn the frames as players show them
 
   std::string outputFormat;  ///< empty: from the extension of the output
   std::string encoder;       ///< empty: the container's default

@@ -90,7 +90,7 @@ int mark(const Options& options, Report& report) {
   Watch watch(progress, input, output, options.quiet);
   Pipeline::Shares busy = {};
   try {
-    output.start(input.source(), *like, frames.layout());
+    output.start(frames.source(), *like, frames.layout());
     pipeline->run(output, watch);
     busy = pipeline->busyShares();
     warnOfMissingFrames(module, *pipeline);

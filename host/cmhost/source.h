@@ -1,7 +1,9 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 
+#include "host/cmhost/picture/rotation.h"
 #include "host/cmhost/support/av.h"
 
 namespace cmhost {
@@ -19,6 +21,14 @@ struct Source {
 
   /// Whether the part may end earlier than the file. Its end is known after the last frame.
   bool mayEndEarly = false;
+
+  AVFieldOrder fieldOrder = AV_FIELD_UNKNOWN;  ///< according to the container
+
+  /// For players of the output; none if the frames have been turned.
+  std::optional<DisplayMatrix> displayMatrix = {};
+
+  /// Whether side data about HDR still holds for the frames.
+  bool keepsHdrMetadata = true;
 };
 
 }  // namespace cmhost

@@ -235,6 +235,7 @@ void Input::finishFrame(AVFrame& frame) {
     frame.pts = nextPts_;
   }
   lastPts_ = frame.pts;
+  frame.sample_aspect_ratio = av_guess_sample_aspect_ratio(format_.get(), video_, &frame);
   std::int64_t duration = durationOf(frame);
   if (duration <= 0 && frameRate_.num > 0)
     duration = av_rescale_q(1, av_inv_q(frameRate_), video_->time_base);
@@ -286,7 +287,12 @@ void Input::failDamaged(const std::string& what) const {
 }
 
 Source Input::source() {
-  return {*format_, *video_, frameRate_, part_.shift(av_get_time_base_q()), part_.mayEndEarly()};
+  return {*format_,
+          *video_,
+          frameRate_,
+          part_.shift(av_get_time_base_q()),
+          part_.mayEndEarly(),
+          video_->codecpar->field_order};
 }
 
 }  // namespace cmhost

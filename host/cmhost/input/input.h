@@ -27,7 +27,8 @@ class Input {
   /// options. Throws `Failure`.
   explicit Input(const Options& options);
 
-  /// Returns the next frame, with `pts` set, in the stream's time base. Returns null at the end of
+  /// Returns the next frame, with `pts` set, in the stream's time base, and with the sample aspect
+  /// ratio of the container, if it has one. Returns null at the end of
   /// the part, and after a signal once the decoder is drained. Throws `Failure` when the file is
   /// damaged or truncated; the message reports how many frames were decoded. With --conceal, damage
   /// is recorded instead, unless no frame can be decoded.

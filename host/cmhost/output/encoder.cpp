@@ -38,38 +38,6 @@ bool keepsAnyTime(const AVOutputFormat& container) {
          av_match_name(container.name, "mov,mp4,3gp,3g2,ipod,psp,ismv,f4v") != 0;
 }
 
-bool readsPictureOnly(AVCodecID codec) {
-  return codec == AV_CODEC_ID_RAWVIDEO || codec == AV_CODEC_ID_WRAPPED_AVFRAME ||
-         codec == AV_CODEC_ID_FFV1;
-}
-
-// Other encoders may read past the end of a picture, as far as the smallest padding that the media
-// library allocates.
-bool isPadded(const AVFrame& frame) {
-  constexpr std::ptrdiff_t leastPadding = 32;
-  const auto format = static_cast<AVPixelFormat>(frame.format);
-  const AVPixFmtDescriptor& descriptor = *av_pix_fmt_desc_get(format);
-  for (int plane = 0; plane < av_pix_fmt_count_planes(format); ++plane) {
-    const AVBufferRef* const buffer =
-        av_frame_get_plane_buffer(const_cast<AVFrame*>(&frame), plane);
-    if (buffer == nullptr) return false;
-    const bool isChroma = plane == 1 || plane == 2;
-    const int height =
-        isChroma ? AV_CEIL_RSHIFT(frame.height, descriptor.log2_chroma_h) : frame.height;
-    const std::ptrdiff_t bytes = static_cast<std::ptrdiff_t>(frame.linesize[plane]) * height;
-    const std::uint8_t* const bufferEnd = buffer->data + buffer->size;
-    if (bufferEnd - frame.data[plane] < bytes + leastPadding) return false;
-  }
-  return true;
-}
-
-FramePtr withPadding(const AVFrame& frame) {
-  FramePtr copy = emptyFrameLike(frame);
-  allocatePicture(*copy);
-  if (av_frame_copy(copy.get(), &frame) < 0) throw std::bad_alloc();
-  return copy;
-}
-
 }  // namespace
 
 Encoder::Encoder(const Options& options, const Source& source, const AVFrame& first,
@@ -79,36 +47,13 @@ Encoder::Encoder(const Options& options, const Source& source, const AVFrame& fi
   Dictionary dictionary;
   setEncoderOptions(*codec_, options, std::min(first.width, first.height), dictionary);
   encoder_ = orThrow<CodecPtr>(avcodec_alloc_context3(codec_));
-  encoder_->width = first.width;
-  encoder_->height = first.height;
-  encoder_->pix_fmt = choosePixelFormat(layout, first.color_range);
+  input_.emplace(*codec_, layout, first);
+  input_->describe(*encoder_);
   encoder_->thread_count = threadsFor(
       av_image_get_buffer_size(encoder_->pix_fmt, first.width, first.height, 1), options.threads);
   describe(source, first);
   open(dictionary);
   muxer_.addVideo(*encoder_, timeBase_, source);
-}
-
-AVPixelFormat Encoder::choosePixelFormat(const PictureLayout& layout, AVColorRange range) const {
-  const AVPixelFormat* const formats = pixelFormatsOf(*codec_);
-  if (formats == nullptr) return layout.pixelFormat;
-  bool plain = false;
-  bool fullRangeTwin = false;
-  bool otherLayout = false;
-  for (const AVPixelFormat* format = formats; *format != AV_PIX_FMT_NONE; ++format) {
-    plain |= *format == layout.pixelFormat;
-    fullRangeTwin |= *format == layout.fullRangePixelFormat;
-    otherLayout |= layoutOf(*format) != nullptr;
-  }
-  if (range == AVCOL_RANGE_JPEG && fullRangeTwin) return layout.fullRangePixelFormat;
-  if (plain) return layout.pixelFormat;
-  if (fullRangeTwin)
-    throw Failure(std::string("the encoder ") + codec_->name +
-                  " supports only full-range video, and this video has limited range;" +
-                  " choose another with --encoder");
-  throw Failure(std::string("the encoder ") + codec_->name + " does not support the pixel format " +
-                av_get_pix_fmt_name(layout.pixelFormat) + "; choose another with --encoder" +
-                (otherLayout ? " or another layout with --convert" : ""));
 }
 
 // Many encoders compute the bits of a frame from the length of a tick, so that a tick must be one
@@ -122,20 +67,12 @@ void Encoder::chooseTimeBases(AVRational frameRate) {
   if (!countsFrames_) timeBase_ = encoder_->time_base;
 }
 
-// Frame rate, aspect ratio and tags: from the container if it has them, otherwise from the frame.
 void Encoder::describe(const Source& source, const AVFrame& first) {
-  const AVStream& stream = source.video;
   const AVRational rate = source.frameRate;
   encoder_->framerate = rate;
   chooseTimeBases(rate);
-  encoder_->sample_aspect_ratio =
-      av_guess_sample_aspect_ratio(&source.format, &source.video, const_cast<AVFrame*>(&first));
-  encoder_->color_range = first.color_range;
-  encoder_->color_primaries = first.color_primaries;
-  encoder_->color_trc = first.color_trc;
-  encoder_->colorspace = first.colorspace;
-  encoder_->chroma_sample_location = first.chroma_location;
-  encoder_->field_order = stream.codecpar->field_order;
+  encoder_->sample_aspect_ratio = first.sample_aspect_ratio;
+  encoder_->field_order = source.fieldOrder;
   // From the frame, because some containers declare the coded field order, not the display order.
   if (isInterlacedFrame(first))
     encoder_->field_order = isTopFieldFirst(first) ? AV_FIELD_TT : AV_FIELD_BB;
@@ -158,9 +95,8 @@ void Encoder::open(Dictionary& dictionary) {
 }
 
 void Encoder::encode(FramePtr frame) {
-  if (!readsPictureOnly(codec_->id) && !isPadded(*frame)) frame = withPadding(*frame);
+  frame = input_->convert(std::move(frame));
   frame->pict_type = AV_PICTURE_TYPE_NONE;  // let the encoder choose, whatever the decoder set
-  frame->format = encoder_->pix_fmt;        // may be the full-range variant (YUVJ)
   const FrameTimes::Time time = timeOf(*frame);
   frame->pts = countsFrames_ ? frameCount_ : time.pts;
   setDuration(*frame, countsFrames_ && time.duration > 0 ? 1 : time.duration);

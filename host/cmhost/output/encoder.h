@@ -1,8 +1,10 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 
 #include "host/cmhost/options.h"
+#include "host/cmhost/output/encoder_input.h"
 #include "host/cmhost/output/frame_times.h"
 #include "host/cmhost/output/muxer.h"
 #include "host/cmhost/picture/picture_layout.h"
@@ -29,7 +31,6 @@ class Encoder {
   void finish();
 
  private:
-  AVPixelFormat choosePixelFormat(const PictureLayout& layout, AVColorRange range) const;
   void chooseTimeBases(AVRational frameRate);
   void describe(const Source& source, const AVFrame& first);
   void open(Dictionary& dictionary);
@@ -39,6 +40,7 @@ class Encoder {
   Muxer& muxer_;
   const AVCodec* codec_ = nullptr;
   CodecPtr encoder_;
+  std::optional<EncoderInput> input_;
   AVRational inputTimeBase_;
   AVRational timeBase_;        ///< of the packets
   bool countsFrames_ = false;  ///< the encoder gets frame numbers instead of times

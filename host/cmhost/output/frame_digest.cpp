@@ -37,8 +37,7 @@ void FrameDigests::start(const Source& source, const AVFrame& first) {
   parameters.format = first.format;
   parameters.width = first.width;
   parameters.height = first.height;
-  stream->sample_aspect_ratio = parameters.sample_aspect_ratio =
-      av_guess_sample_aspect_ratio(&source.format, &source.video, const_cast<AVFrame*>(&first));
+  stream->sample_aspect_ratio = parameters.sample_aspect_ratio = first.sample_aspect_ratio;
   check(avformat_write_header(format_.get(), nullptr));
 }
 

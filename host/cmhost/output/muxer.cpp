@@ -12,6 +12,7 @@ extern "C" {
 #include "host/cmhost/output/streams/container_support.h"
 #include "host/cmhost/output/streams/copied_stream.h"
 #include "host/cmhost/output/time_code.h"
+#include "host/cmhost/picture/hdr_metadata.h"
 #include "host/cmhost/picture/rotation.h"
 #include "host/cmhost/support/av_log.h"
 #include "host/cmhost/support/dictionary.h"
@@ -63,11 +64,26 @@ void warnOfLostTags(const AVOutputFormat& container, const AVCodecContext& encod
 }
 
 // The mark is drawn on the frame as stored, so players rotate it with the frame.
-void warnOfRotation(const AVStream& stream) {
-  const long degrees = rotationOf(stream);
+void warnOfRotation(const DisplayMatrix& matrix) {
+  const long degrees = rotationOf(matrix);
   if (degrees != 0)
     printWarning("players rotate this video by " + std::to_string(degrees) +
                  " degrees clockwise, and the mark with it");
+}
+
+// Copies the side data that holds for the marked frames.
+void describeFrames(const Source& source, AVStream& to) {
+  copySideData(source.video, to, [&source](AVPacketSideDataType type) {
+    return type != AV_PKT_DATA_DISPLAYMATRIX && (source.keepsHdrMetadata || !isHdrMetadata(type));
+  });
+  if (!source.displayMatrix) {
+    av_dict_set(&to.metadata, "rotate", nullptr, 0);
+    return;
+  }
+  constexpr std::size_t bytes = sizeof(DisplayMatrix);
+  std::uint8_t* const matrix = newSideData(to, AV_PKT_DATA_DISPLAYMATRIX, bytes);
+  if (matrix == nullptr) throw std::bad_alloc();
+  std::memcpy(matrix, source.displayMatrix->data(), bytes);
 }
 
 // The decoders of VP8 and VP9 ignore the alpha channel of WebM.
@@ -117,7 +133,7 @@ int Muxer::closeAgain(AVFormatContext* format, AVIOContext* /*io*/) {
 void Muxer::addVideo(const AVCodecContext& encoder, AVRational timeBase, const Source& source) {
   const AVStream& from = source.video;
   warnOfLostTags(container(), encoder);
-  warnOfRotation(from);
+  if (source.displayMatrix) warnOfRotation(*source.displayMatrix);
   warnOfAlpha(from);
   video_ = avformat_new_stream(format_.get(), nullptr);
   if (video_ == nullptr || avcodec_parameters_from_context(video_->codecpar, &encoder) < 0)
@@ -131,7 +147,7 @@ void Muxer::addVideo(const AVCodecContext& encoder, AVRational timeBase, const S
   av_dict_copy(&video_->metadata, from.metadata, 0);
   av_dict_set(&video_->metadata, "encoder", nullptr, 0);
   av_dict_set(&video_->metadata, alphaModeKey, nullptr, 0);
-  copySideData(from, *video_);
+  describeFrames(source, *video_);
   av_dict_copy(&format_->metadata, source.format.metadata, 0);
   shiftTimeCode(source, video_->metadata);
   shiftTimeCode(source, format_->metadata);

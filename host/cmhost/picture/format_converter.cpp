@@ -100,7 +100,9 @@ FormatConverter::ContextPtr FormatConverter::newContext(const AVFrame& like, int
   const int* const matrix =
       sws_getCoefficients(ownMatrix ? like.colorspace : usualMatrix(like.height));
   const bool sourceFull = isRgb(from) || isFullRange(like);
-  const bool targetFull = isRgb(to_) || (sourceFull && !isRgb(from));
+  const PictureLayout* const layout = layoutOf(to_);
+  const bool targetFull = isRgb(to_) || (sourceFull && !isRgb(from)) ||
+                          (layout != nullptr && layout->fullRangePixelFormat == to_);
   sws_setColorspaceDetails(scaler.get(), matrix, sourceFull ? 1 : 0, matrix, targetFull ? 1 : 0, 0,
                            1 << 16, 1 << 16);
   return scaler;

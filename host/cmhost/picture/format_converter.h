@@ -19,9 +19,10 @@ bool isFullRange(const AVFrame& frame);
 /// Whether the pixel format is RGB, including palettes.
 bool isRgb(AVPixelFormat format);
 
-/// Converts frames to another pixel format with swscale's exact arithmetic. Size, matrix and range
-/// do not change. Conversion between Y'CbCr and RGB uses the matrix of the frame's tags or the
-/// default one; RGB has full range. The fields of interlaced frames are converted separately.
+/// Converts frames to another pixel format with swscale's exact arithmetic. Size and matrix do
+/// not change, and the range only to a full-range format (YUVJ). Conversion between Y'CbCr and RGB
+/// uses the matrix of the frame's tags or the default one; RGB has full range. The fields of
+/// interlaced frames are converted separately.
 class FormatConverter {
  public:
   /// Prepares conversion of frames like `like`. Throws `Failure`.

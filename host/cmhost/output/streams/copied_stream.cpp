@@ -40,11 +40,13 @@ void completeFrameSize(AVCodecParameters& audio) {
 
 }  // namespace
 
-void copySideData(const AVStream& from, AVStream& to) {
+void copySideData(const AVStream& from, AVStream& to,
+                  const std::function<bool(AVPacketSideDataType)>& holds) {
   const StreamSideData all = sideDataOf(from);
   for (int i = 0; i < all.count; ++i) {
     const AVPacketSideData& data = all.data[i];
-    if (data.type == AV_PKT_DATA_CPB_PROPERTIES) continue;  // of the original encoder
+    // The first is about the original encoder.
+    if (data.type == AV_PKT_DATA_CPB_PROPERTIES || !holds(data.type)) continue;
     std::uint8_t* const copy = newSideData(to, data.type, data.size);
     if (copy == nullptr) throw std::bad_alloc();
     std::memcpy(copy, data.data, data.size);
@@ -63,7 +65,7 @@ AVStream& addCopyOf(const AVStream& from, AVFormatContext& format) {
   to->sample_aspect_ratio = from.sample_aspect_ratio;
   to->disposition = from.disposition;
   av_dict_copy(&to->metadata, from.metadata, 0);
-  copySideData(from, *to);
+  copySideData(from, *to, [](AVPacketSideDataType) { return true; });
   const AVCodecID codec = from.codecpar->codec_id;
   if (std::strcmp(format.oformat->name, "matroska") == 0 && from.attached_pic.size > 0 &&
       (codec == AV_CODEC_ID_PNG || codec == AV_CODEC_ID_MJPEG))

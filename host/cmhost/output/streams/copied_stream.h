@@ -1,5 +1,7 @@
 #pragma once
 
+#include <functional>
+
 #include "host/cmhost/output/streams/track.h"
 #include "host/cmhost/support/av.h"
 
@@ -9,8 +11,9 @@ namespace cmhost {
 /// and side data. In Matroska, a cover becomes an attachment, which is stored in the header.
 AVStream& addCopyOf(const AVStream& from, AVFormatContext& format);
 
-/// Copies the side data of a stream, such as its rotation.
-void copySideData(const AVStream& from, AVStream& to);
+/// Copies the side data of a stream, such as its rotation, of the types that `holds` accepts.
+void copySideData(const AVStream& from, AVStream& to,
+                  const std::function<bool(AVPacketSideDataType)>& holds);
 
 /// Writes the packets of a stream unchanged.
 class CopiedStream final : public Track {

@@ -71,10 +71,12 @@ TEST_F(BadInput, PixelFormatsThatTheModuleDoesNotTake) {
     AVPixelFormat format;
     const char* name;
     const char* hint;
-  } cases[] = {{AV_PIX_FMT_YUV410P, "yuv410p", "--convert IYUV"},
-               {AV_PIX_FMT_YUV420P10LE, "yuv420p10le", "--convert IYUV"},
-               {AV_PIX_FMT_YUV422P10LE, "yuv422p10le", "--convert Y22P"},
-               {AV_PIX_FMT_YUV444P10LE, "yuv444p10le", "--convert Y44P"}};
+  } cases[] = {{AV_PIX_FMT_YUV410P, "yuv410p", "--convert auto"},
+               {AV_PIX_FMT_YUV420P10LE, "yuv420p10le", "--convert auto"},
+               {AV_PIX_FMT_YUV422P10LE, "yuv422p10le",
+                "--convert auto to convert it to 8-bit 4:2:0, or --convert Y22P"},
+               {AV_PIX_FMT_YUV444P10LE, "yuv444p10le",
+                "--convert auto to convert it to 8-bit 4:2:0, or --convert Y44P"}};
   for (const auto& bad : cases) {
     clip::write(folder / "in.mkv", videoClip(bad.format));
     expectFailure("in.mkv", {"in.mkv", bad.name, bad.hint});
