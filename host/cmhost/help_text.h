@@ -8,7 +8,8 @@ constexpr const char* helpText =
   or:  cmhost [OPTION]... --inspect MODULE
   or:  cmhost --list-encoders
 Run a video through a filter module: decode INPUT, let the module mark every
-frame, and write the result to OUTPUT. Audio and other streams are copied.
+frame, and write the result to OUTPUT. Audio and other streams are copied or,
+where OUTPUT's container does not support them, converted.
 
 INPUT is a video file, or '-' for standard input. OUTPUT is the file to write
 (its extension selects the container), '-' for standard output, or 'null:' to
@@ -44,6 +45,12 @@ Output:
                               options
       --threads N             threads of the decoder and of the encoder
                               (default: 0, as many as there are processors)
+      --audio WHAT            copy audio, and encode what the container lacks
+                              (copy, the default); encode all of it (encode);
+                              or leave it out (none)
+      --keep-other-video      copy the other video streams without the mark
+      --strict                fail if a stream has no place in OUTPUT (default:
+                              leave it out with a warning)
       --compare               write input and marked video side by side
 
 Input:
@@ -58,6 +65,8 @@ Input:
                               the decoder can restore, and exit with status 3
       --max-pixels N          reject frames of more than N pixels (default:
                               67108864, which is 8192x8192)
+      --video N               mark video stream N, counted from 0 and without
+                              covers (default: the best one)
       --start TIME            start at TIME, in seconds or as [HH:]MM:SS[.m];
                               time stamps in the output count from there
       --frames N              stop after N frames

@@ -105,8 +105,8 @@ constexpr int mostThreads = 1024;
 // Options that are parsed as text first.
 struct Texts {
   std::vector<std::string> inputOptions, encoderOptions, muxerOptions, keys;
-  std::string crf, bitrate, start, convert, preview, inspect, size, layout, progress, references;
-  std::string outputFolder;
+  std::string crf, bitrate, start, convert, sound, preview, inspect, size, layout, progress;
+  std::string references, outputFolder;
   int jobs = 1;
   bool skipExisting = false;
 };
@@ -135,11 +135,15 @@ void declare(CLI::App& app, Options& options, Texts& texts) {
   app.add_option("--threads", options.threads)->check(CLI::Range(0, mostThreads));
   app.add_flag("--list-encoders", options.listEncoders)->disable_flag_override();
   app.add_flag("--compare", options.compare)->disable_flag_override();
+  app.add_option("--audio", texts.sound)->check(CLI::IsMember({"copy", "encode", "none"}));
+  app.add_flag("--keep-other-video", options.keepOtherVideo)->disable_flag_override();
+  app.add_flag("--strict", options.strict)->disable_flag_override();
   app.add_option("--input-format", options.inputFormat);
   app.add_option("--input-option", texts.inputOptions)->allow_extra_args(false);
   app.add_option("--allow-references", texts.references)->check(CLI::IsMember({"file", "network"}));
   app.add_flag("--conceal", options.conceal)->disable_flag_override();
   app.add_option("--max-pixels", options.maxPixels)->check(CLI::Range(1, mostNumber));
+  app.add_option("--video", options.video)->check(CLI::Range(0, mostNumber));
   app.add_option("--start", texts.start);
   app.add_option("--frames", options.frames)->check(CLI::Range(1, mostNumber));
   app.add_option("--convert", texts.convert)
@@ -264,6 +268,8 @@ void interpret(const CLI::App& app, const Texts& texts, Options& options) {
   options.inspectLayout =
       fourccValue("--layout", app.count("--layout") > 0 ? texts.layout : "IYUV");
   options.inspect = app.count("--inspect") > 0;
+  if (texts.sound == "encode") options.sound = SoundMode::encode;
+  if (texts.sound == "none") options.sound = SoundMode::none;
   if (texts.references == "file") options.references = AllowedReferences::files;
   if (texts.references == "network") options.references = AllowedReferences::network;
   if (texts.progress == "always") options.progress = ProgressMode::always;

@@ -15,6 +15,10 @@ enum class ProgressMode { automatic, always, never, json };
 /// What an input may refer to: nothing, local files, or local files and network addresses.
 enum class AllowedReferences { none, files, network };
 
+/// What to do with sound: copy it, and encode only what the container does not support; always
+/// encode it; or leave it out.
+enum class SoundMode { copy, encode, none };
+
 /// Several inputs, whose outputs are written to one folder.
 struct BatchOptions {
   std::filesystem::path folder;
@@ -46,6 +50,7 @@ struct Options {
   AllowedReferences references = AllowedReferences::none;
   double start = 0;                     ///< seconds from the start of the input
   std::int64_t frames = 0;              ///< 0: all
+  int video = -1;                       ///< number of the video stream to mark; -1: the best
   std::optional<unsigned int> convert;  ///< FourCC of the layout to convert to
   bool convertAsNeeded = false;         ///< to the layout that players support
   bool rotate = true;                   ///< turn the frames as players show them
@@ -60,6 +65,9 @@ struct Options {
   bool lossless = false;
   int threads = 0;  ///< of the decoder and of the encoder; 0: as many as processors
   bool compare = false;
+  SoundMode sound = SoundMode::copy;
+  bool keepOtherVideo = false;
+  bool strict = false;  ///< fail when the container does not support a stream
 
   std::string preview;  ///< path of the PNG; empty: none
   std::int64_t previewFrame = 0;

@@ -23,6 +23,11 @@ namespace {
 
 long percent(double share) { return std::lround(share * 100); }
 
+std::string leftOutText(const Output& output) {
+  const std::string streams = output.leftOutText();
+  return streams.empty() ? "" : "; left out: " + streams;
+}
+
 void printSummary(const Output& output, const Pipeline::Shares& busy, double seconds) {
   char rate[32];
   std::snprintf(rate, sizeof rate, "%.1f",
@@ -31,7 +36,7 @@ void printSummary(const Output& output, const Pipeline::Shares& busy, double sec
             " fps) to " + output.description() + "; busy: reading " +
             std::to_string(percent(busy.reading)) + "%, module " +
             std::to_string(percent(busy.component)) + "%, writing " +
-            std::to_string(percent(busy.writing)) + "%");
+            std::to_string(percent(busy.writing)) + "%" + leftOutText(output));
 }
 
 void warnOfMissingFrames(const Module& module, const Pipeline& pipeline) {
@@ -111,9 +116,11 @@ int mark(const Options& options, Report& report) {
   }
   if (input.stopped())
     printNote("interrupted: " + output.name() + " was closed properly and contains " +
-              framesText(output.frames()));
+              framesText(output.frames()) + leftOutText(output));
   else if (!options.quiet)
     printSummary(output, busy, progress.seconds());
+  else if (const std::string streams = output.leftOutText(); !streams.empty())
+    printWarning(output.name() + ": left out: " + streams);
   warnOfDamage(input);
   if (input.stopped()) return exitSignal + interruption::received();
   return input.damage().count() > 0 ? exitDamaged : exitDone;

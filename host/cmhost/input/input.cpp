@@ -5,6 +5,7 @@
 #include <cstring>
 #include <iterator>
 #include <utility>
+#include <vector>
 
 #include "host/cmhost/input/demuxer.h"
 #include "host/cmhost/support/av_log.h"
@@ -16,9 +17,12 @@ namespace cmhost {
 
 namespace {
 
-bool isPicture(const AVStream& stream) {
-  return stream.codecpar->codec_type == AVMEDIA_TYPE_VIDEO &&
-         (stream.disposition & AV_DISPOSITION_ATTACHED_PIC) == 0;
+// The video streams in the order of the file.
+std::vector<AVStream*> videosOf(const AVFormatContext& format) {
+  std::vector<AVStream*> videos;
+  for (unsigned int i = 0; i < format.nb_streams; ++i)
+    if (isMovingPicture(*format.streams[i])) videos.push_back(format.streams[i]);
+  return videos;
 }
 
 }  // namespace
@@ -56,16 +60,27 @@ void Input::openFormat(const Options& options) {
     failIf(integrity_.missingBytes());
     throw Failure(name() + ": not a video file: " + references_.withHint(avErrorReason(result)));
   }
-  chooseVideo();
+  chooseVideo(options.video);
 }
 
-void Input::chooseVideo() {
-  const int best = av_find_best_stream(format_.get(), AVMEDIA_TYPE_VIDEO, -1, -1, nullptr, 0);
-  if (best < 0 || !isPicture(*format_->streams[best])) {
+void Input::chooseVideo(int number) {
+  const std::vector<AVStream*> videos = videosOf(*format_);
+  if (videos.empty()) {
     failIf(integrity_.missingBytes());
     throw Failure(name() + ": no video stream");
   }
-  video_ = format_->streams[best];
+  if (number >= static_cast<int>(videos.size()))
+    throw Failure(
+        name() + ": --video " + std::to_string(number) + ": the file has " +
+        std::to_string(videos.size()) +
+        (videos.size() == 1 ? " video stream, number 0" : " video streams, from number 0"));
+  if (number >= 0) {
+    video_ = videos[static_cast<std::size_t>(number)];
+  } else {
+    const int best = av_find_best_stream(format_.get(), AVMEDIA_TYPE_VIDEO, -1, -1, nullptr, 0);
+    const bool isVideo = best >= 0 && isMovingPicture(*format_->streams[best]);
+    video_ = isVideo ? format_->streams[best] : videos.front();
+  }
   memory_.check(video_->codecpar->width, video_->codecpar->height);
 }
 
@@ -292,7 +307,11 @@ Source Input::source() {
           frameRate_,
           part_.shift(av_get_time_base_q()),
           part_.mayEndEarly(),
-          video_->codecpar->field_order};
+          video_->codecpar->field_order,
+          {},
+          true,
+          beginning_.mayBeIncomplete(),
+          [this](const std::string& what) { skipOrMeet(what); }};
 }
 
 }  // namespace cmhost

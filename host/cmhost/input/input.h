@@ -67,7 +67,7 @@ class Input {
 
  private:
   void openFormat(const Options& options);
-  void chooseVideo();
+  void chooseVideo(int number);
   void seekToStart();
   FramePtr decodeFrame();
   void feedDecoder();

@@ -155,7 +155,9 @@ void Muxer::addVideo(const AVCodecContext& encoder, AVRational timeBase, const S
   cutsChapters_ = source.mayEndEarly && storesChaptersLast(container(), file_.io()->seekable != 0);
 }
 
-void Muxer::addOthers(const Source& source) { others_.addAll(source); }
+void Muxer::addOthers(const Source& source, const Options& options) {
+  others_.addAll(source, options);
+}
 
 void Muxer::check(int result, const char* what) {
   file_.check();  // the system's error is more precise than the muxer's

@@ -3,6 +3,7 @@
 #include <cstdint>
 #include <mutex>
 #include <string>
+#include <vector>
 
 #include "host/cmhost/options.h"
 #include "host/cmhost/output/output_file.h"
@@ -28,10 +29,12 @@ class Muxer {
   void addVideo(const AVCodecContext& encoder, AVRational timeBase, const Source& source);
 
   /// Adds all other streams of `source`, see `OtherStreams`.
-  void addOthers(const Source& source);
+  void addOthers(const Source& source, const Options& options);
 
-  /// Indexes of the streams that `addOthers` did not add.
+  /// The streams of the input that are not in the output: their indexes, and their names for
+  /// messages.
   const std::vector<int>& streamsLeftOut() const { return others_.leftOut(); }
+  std::string leftOutText() const { return others_.leftOutText(); }
 
   /// Writes the header, with the options of the muxer that the user has set. Throws `Failure`.
   void start(const Options::KeyValues& options);

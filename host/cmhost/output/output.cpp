@@ -79,7 +79,7 @@ void Output::startVideo(const Source& source, const AVFrame& first, const Pictur
   const FramePtr like = emptyFrameLike(first);
   if (options_.compare) like->width = sideBySideWidth(first.width);
   encoder_ = std::make_unique<Encoder>(options_, source, *like, layout, *muxer_);
-  muxer_->addOthers(source);
+  muxer_->addOthers(source, options_);
   muxer_->start(options_.muxerOptions);
   started_ = true;
 }
@@ -117,6 +117,8 @@ void Output::commit() {
   if (digests_ != nullptr) digests_->put();
   if (file_ != nullptr) file_->put();  // last, so that an existing video means that all files exist
 }
+
+std::string Output::leftOutText() const { return muxer_ != nullptr ? muxer_->leftOutText() : ""; }
 
 std::string Output::missingPreview() const {
   if (preview_ == nullptr || frames_ > options_.previewFrame) return {};

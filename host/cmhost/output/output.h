@@ -41,6 +41,10 @@ class Output {
   /// them are complete. Throws `Failure`.
   void commit();
 
+  /// Names the streams of the input that are not in the output; empty when there are none. Call it
+  /// after `commit`.
+  std::string leftOutText() const;
+
   /// The message when the output has no frame for the preview; otherwise empty.
   std::string missingPreview() const;
 
@@ -63,7 +67,7 @@ class Output {
   std::string container() const;
   std::string encoder() const;
 
-  /// Indexes of the input's streams that the container does not support.
+  /// Indexes of the input's streams that are not in the output.
   std::vector<int> streamsLeftOut() const;
 
   /// Computed for --report: the MD5 of all marked frames as raw video, and the content of the

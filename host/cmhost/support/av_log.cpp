@@ -17,6 +17,7 @@ namespace {
 std::mutex logMutex;
 std::string lastError;
 AvLogListener* listener = nullptr;
+thread_local AvErrorScope* errorScope = nullptr;
 
 AVClassCategory categoryOf(const AVClass& kind, void* source) {
   return kind.get_category != nullptr ? kind.get_category(source) : kind.category;
@@ -45,6 +46,10 @@ void keepLog(void* source, int level, const char* format, va_list arguments) {
   const std::string name = kind != nullptr ? nameOf(*kind, source) : std::string();
   if (!name.empty()) line.text.insert(0, name + ": ");
   if (level <= AV_LOG_ERROR) lastError = line.text;
+  if (errorScope != nullptr) {
+    if (level <= AV_LOG_ERROR) errorScope->add(line.text);
+    return;
+  }
   if (listener != nullptr) listener->logged(line);
 }
 
@@ -62,6 +67,14 @@ AvLogListener::~AvLogListener() { stopListening(); }
 void AvLogListener::stopListening() {
   const std::lock_guard<std::mutex> lock(logMutex);
   if (listener == this) listener = nullptr;
+}
+
+AvErrorScope::AvErrorScope() { errorScope = this; }
+
+AvErrorScope::~AvErrorScope() { errorScope = nullptr; }
+
+void AvErrorScope::add(const std::string& text) {
+  if (first_.empty()) first_ = text;
 }
 
 std::string avErrorReason(int error) {

@@ -38,6 +38,25 @@ class AvLogListener {
   void stopListening();
 };
 
+/// Collects the errors that this thread's calls of the media libraries log during its lifetime.
+/// They do not reach the listener. Only one at a time in a thread.
+class AvErrorScope {
+ public:
+  AvErrorScope();
+  ~AvErrorScope();
+  AvErrorScope(const AvErrorScope&) = delete;
+  AvErrorScope& operator=(const AvErrorScope&) = delete;
+
+  /// The first error, usually the cause; empty when there is none.
+  const std::string& first() const { return first_; }
+
+  /// Called with each error.
+  void add(const std::string& text);
+
+ private:
+  std::string first_;
+};
+
 /// Describes an error code of the media libraries, together with the last error that they logged,
 /// which often names the cause. Clears that error.
 std::string avErrorReason(int error);

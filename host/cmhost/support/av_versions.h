@@ -79,6 +79,41 @@ inline const AVPixelFormat* pixelFormatsOf(const AVCodec& codec) {
 #endif
 }
 
+/// What a sound encoder supports: lists of sample formats, terminated by `AV_SAMPLE_FMT_NONE`, of
+/// sample rates, terminated by 0, and of channel layouts, terminated by one without channels. Null
+/// when it supports any.
+inline const AVSampleFormat* sampleFormatsOf(const AVCodec& codec) {
+#if LIBAVCODEC_VERSION_INT >= AV_VERSION_INT(61, 13, 100)
+  const void* formats = nullptr;
+  avcodec_get_supported_config(nullptr, &codec, AV_CODEC_CONFIG_SAMPLE_FORMAT, 0, &formats,
+                               nullptr);
+  return static_cast<const AVSampleFormat*>(formats);
+#else
+  return codec.sample_fmts;
+#endif
+}
+
+inline const int* sampleRatesOf(const AVCodec& codec) {
+#if LIBAVCODEC_VERSION_INT >= AV_VERSION_INT(61, 13, 100)
+  const void* rates = nullptr;
+  avcodec_get_supported_config(nullptr, &codec, AV_CODEC_CONFIG_SAMPLE_RATE, 0, &rates, nullptr);
+  return static_cast<const int*>(rates);
+#else
+  return codec.supported_samplerates;
+#endif
+}
+
+inline const AVChannelLayout* channelLayoutsOf(const AVCodec& codec) {
+#if LIBAVCODEC_VERSION_INT >= AV_VERSION_INT(61, 13, 100)
+  const void* layouts = nullptr;
+  avcodec_get_supported_config(nullptr, &codec, AV_CODEC_CONFIG_CHANNEL_LAYOUT, 0, &layouts,
+                               nullptr);
+  return static_cast<const AVChannelLayout*>(layouts);
+#else
+  return codec.ch_layouts;
+#endif
+}
+
 /// Allows the decoder to call `get_buffer2` from any of its threads.
 inline void allowCallsFromThreads(AVCodecContext& decoder) {
 #if LIBAVCODEC_VERSION_MAJOR < 60
