@@ -36,6 +36,9 @@ Output:
       --preset NAME           speed of the encoder
       --lossless              keep every sample (default encoder in Matroska
                               and AVI: FFV1)
+      --rate R                constant frame rate, such as 25 or 30000/1001;
+                              frames are repeated or dropped (default: that of
+                              INPUT, or the nearest that the encoder supports)
       --encoder-option KEY=VALUE
                               set an encoder option; may be repeated
       --muxer-option KEY=VALUE

@@ -68,6 +68,22 @@ std::int64_t bitrateValue(const std::string& text) {
   return std::llround(value);
 }
 
+// Decimals near a rate of NTSC, such as 29.97, stand for it.
+AVRational rateValue(const std::string& text) {
+  constexpr double most = 1000;
+  constexpr double nearness = 0.006;
+  AVRational rate = {0, 1};
+  if (!isDigits(text, "0123456789./") || av_parse_video_rate(&rate, text.c_str()) < 0 ||
+      av_q2d(rate) > most)
+    reject("--rate", text, "frames per second, such as 25, 29.97 or 30000/1001");
+  if (text.find('/') == std::string::npos)
+    for (const int whole : {24, 30, 48, 60, 120})
+      if (const AVRational ntsc = {whole * 1000, 1001};
+          std::abs(av_q2d(rate) - av_q2d(ntsc)) < nearness)
+        return ntsc;
+  return rate;
+}
+
 double startValue(const std::string& text) {
   std::int64_t microseconds = 0;
   if (av_parse_time(&microseconds, text.c_str(), 1) < 0 || microseconds < 0)
@@ -105,7 +121,7 @@ constexpr int mostThreads = 1024;
 // Options that are parsed as text first.
 struct Texts {
   std::vector<std::string> inputOptions, encoderOptions, muxerOptions, keys;
-  std::string crf, bitrate, start, convert, sound, preview, inspect, size, layout, progress;
+  std::string crf, bitrate, rate, start, convert, sound, preview, inspect, size, layout, progress;
   std::string references, outputFolder;
   int jobs = 1;
   bool skipExisting = false;
@@ -132,6 +148,7 @@ void declare(CLI::App& app, Options& options, Texts& texts) {
       ->disable_flag_override()
       ->excludes(crf)
       ->excludes(bitrate);
+  app.add_option("--rate", texts.rate);
   app.add_option("--threads", options.threads)->check(CLI::Range(0, mostThreads));
   app.add_flag("--list-encoders", options.listEncoders)->disable_flag_override();
   app.add_flag("--compare", options.compare)->disable_flag_override();
@@ -258,6 +275,7 @@ void interpret(const CLI::App& app, const Texts& texts, Options& options) {
     options.keys.emplace_back(key, fourccValue("--set", value));
   }
   if (app.count("--crf") > 0) options.crf = crfValue(texts.crf);
+  if (app.count("--rate") > 0) options.rate = rateValue(texts.rate);
   if (app.count("--bitrate") > 0) options.bitrate = bitrateValue(texts.bitrate);
   if (!texts.start.empty()) options.start = startValue(texts.start);
   options.convertAsNeeded = texts.convert == "auto";

@@ -1,5 +1,9 @@
 #pragma once
 
+extern "C" {
+#include <libavutil/rational.h>
+}
+
 #include <cstdint>
 #include <filesystem>
 #include <optional>
@@ -63,7 +67,8 @@ struct Options {
   std::int64_t bitrate = 0;           ///< bits per second; 0: not set
   std::optional<std::string> preset;  ///< speed of the encoder
   bool lossless = false;
-  int threads = 0;  ///< of the decoder and of the encoder; 0: as many as processors
+  std::optional<AVRational> rate;  ///< constant frame rate of the output
+  int threads = 0;                 ///< of the decoder and of the encoder; 0: as many as processors
   bool compare = false;
   SoundMode sound = SoundMode::copy;
   bool keepOtherVideo = false;

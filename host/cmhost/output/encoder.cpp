@@ -8,9 +8,11 @@ extern "C" {
 
 #include <algorithm>
 #include <cstring>
+#include <utility>
 
 #include "host/cmhost/output/encoder_choice.h"
 #include "host/cmhost/output/encoder_defaults.h"
+#include "host/cmhost/output/frame_rate.h"
 #include "host/cmhost/support/av_log.h"
 #include "host/cmhost/support/dictionary.h"
 #include "host/cmhost/support/failure.h"
@@ -42,7 +44,10 @@ bool keepsAnyTime(const AVOutputFormat& container) {
 
 Encoder::Encoder(const Options& options, const Source& source, const AVFrame& first,
                  const PictureLayout& layout, Muxer& muxer)
-    : muxer_(muxer), inputTimeBase_(source.video.time_base), packet_(newPacket()) {
+    : muxer_(muxer),
+      inputTimeBase_(source.video.time_base),
+      quiet_(options.quiet),
+      packet_(newPacket()) {
   codec_ = &chooseEncoder(options, muxer.container(), source.video.codecpar->codec_id);
   Dictionary dictionary;
   setEncoderOptions(*codec_, options, std::min(first.width, first.height), dictionary);
@@ -51,9 +56,19 @@ Encoder::Encoder(const Options& options, const Source& source, const AVFrame& fi
   input_->describe(*encoder_);
   encoder_->thread_count = threadsFor(
       av_image_get_buffer_size(encoder_->pix_fmt, first.width, first.height, 1), options.threads);
-  describe(source, first);
+  describe(source, chooseRate(options, source), first);
   open(dictionary);
   muxer_.addVideo(*encoder_, timeBase_, source);
+}
+
+AVRational Encoder::chooseRate(const Options& options, const Source& source) {
+  const auto rate =
+      rateToConvertTo(options, *codec_, muxer_.container(), encoder_->height, source.frameRate);
+  if (!rate) return source.frameRate;
+  constantRate_.emplace(inputTimeBase_, source.frameRate, *rate,
+                        [this](FramePtr frame) { encodeOne(std::move(frame)); });
+  inputTimeBase_ = av_inv_q(*rate);
+  return *rate;
 }
 
 // Many encoders compute the bits of a frame from the length of a tick, so that a tick must be one
@@ -67,8 +82,7 @@ void Encoder::chooseTimeBases(AVRational frameRate) {
   if (!countsFrames_) timeBase_ = encoder_->time_base;
 }
 
-void Encoder::describe(const Source& source, const AVFrame& first) {
-  const AVRational rate = source.frameRate;
+void Encoder::describe(const Source& source, AVRational rate, const AVFrame& first) {
   encoder_->framerate = rate;
   chooseTimeBases(rate);
   encoder_->sample_aspect_ratio = first.sample_aspect_ratio;
@@ -96,6 +110,13 @@ void Encoder::open(Dictionary& dictionary) {
 
 void Encoder::encode(FramePtr frame) {
   frame = input_->convert(std::move(frame));
+  if (constantRate_)
+    constantRate_->add(std::move(frame));
+  else
+    encodeOne(std::move(frame));
+}
+
+void Encoder::encodeOne(FramePtr frame) {
   frame->pict_type = AV_PICTURE_TYPE_NONE;  // let the encoder choose, whatever the decoder set
   const FrameTimes::Time time = timeOf(*frame);
   frame->pts = countsFrames_ ? frameCount_ : time.pts;
@@ -125,11 +146,15 @@ FrameTimes::Time Encoder::timeOf(const AVFrame& frame) {
 }
 
 void Encoder::finish() {
+  if (constantRate_) constantRate_->finish();
   send(nullptr);
   if (const std::int64_t dropped = times_.finish(); dropped > 0)
     printWarning(std::string("the encoder ") + codec_->name + " dropped " +
                  std::to_string(dropped) + " of " + std::to_string(frameCount_) +
                  " frames; a higher bit rate or quality may keep them");
+  if (constantRate_ && !quiet_)
+    printNote("frame rate: repeated " + framesText(constantRate_->repeated()) + ", dropped " +
+              framesText(constantRate_->dropped()));
 }
 
 void Encoder::send(const AVFrame* frame) {

@@ -114,6 +114,17 @@ inline const AVChannelLayout* channelLayoutsOf(const AVCodec& codec) {
 #endif
 }
 
+/// The frame rates that an encoder supports, terminated by 0/0; null when it supports any.
+inline const AVRational* frameRatesOf(const AVCodec& codec) {
+#if LIBAVCODEC_VERSION_INT >= AV_VERSION_INT(61, 13, 100)
+  const void* rates = nullptr;
+  avcodec_get_supported_config(nullptr, &codec, AV_CODEC_CONFIG_FRAME_RATE, 0, &rates, nullptr);
+  return static_cast<const AVRational*>(rates);
+#else
+  return codec.supported_framerates;
+#endif
+}
+
 /// Allows the decoder to call `get_buffer2` from any of its threads.
 inline void allowCallsFromThreads(AVCodecContext& decoder) {
 #if LIBAVCODEC_VERSION_MAJOR < 60

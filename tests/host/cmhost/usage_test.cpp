@@ -25,6 +25,7 @@ TEST(Usage, HelpNamesEveryOption) {
                                  "--encoder",
                                  "--encoder-option",
                                  "--crf",
+                                 "--rate",
                                  "--muxer-option",
                                  "--bitrate",
                                  "--preset",
