@@ -67,9 +67,9 @@ AVRational nearestSupported(const AVCodec& encoder, const AVOutputFormat& contai
 std::string rateText(AVRational rate) {
   char number[32];
   std::snprintf(number, sizeof number, "%.6g", av_q2d(rate));
-  const std::string text = number;
-  if (rate.den == 1) return text;
-  return text + " (" + std::to_string(rate.num) + "/" + std::to_string(rate.den) + ")";
+  if (rate.den == 1) return number;
+  return std::string(number) + " (" + std::to_string(rate.num) + "/" + std::to_string(rate.den) +
+         ")";
 }
 
 }  // namespace
