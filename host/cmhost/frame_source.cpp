@@ -39,14 +39,14 @@ std::string formatText(int width, int height, int format) {
 
 }  // namespace
 
-FrameSource::FrameSource(Input& input, const Options& options)
+FrameSource::FrameSource(Input& input, const Options& options, StoredSamples stored)
     : input_(input), conceals_(options.conceal) {
   FramePtr decoded = input_.nextFrame();
   if (decoded == nullptr) throw interruption::Interrupted();
   width_ = decoded->width;
   height_ = decoded->height;
   format_ = decoded->format;
-  preparation_.emplace(input_.name(), input_.source().video, *decoded, options);
+  preparation_.emplace(input_.name(), input_.source().video, *decoded, options, stored);
   layout_ = preparation_->layout();
   layout_.fourcc = fourccForModule(options, layout_.fourcc);
   first_ = preparation_->prepare(std::move(decoded));

@@ -17,9 +17,10 @@ namespace cmhost {
 /// thread-safe.
 class FrameSource {
  public:
-  /// Decodes the first frame and chooses the layout. Throws `Failure`, and
+  /// Decodes the first frame and chooses the layout. `stored` is how the output stores
+  /// them. Throws `Failure`, and
   /// `interruption::Interrupted` after a signal.
-  FrameSource(Input& input, const Options& options);
+  FrameSource(Input& input, const Options& options, StoredSamples stored = {});
 
   /// The layout of all frames, with the code that the module uses for it.
   const PictureLayout& layout() const { return layout_; }

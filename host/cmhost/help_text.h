@@ -13,8 +13,9 @@ where OUTPUT's container does not support them, converted.
 
 INPUT is a video file, or '-' for standard input. OUTPUT is the file to write
 (its extension selects the container), '-' for standard output, or 'null:' to
-discard the video. A file is written under a temporary name,
-OUTPUT.RANDOM.part, and renamed when it is complete.
+discard the video. Both may be a still picture, such as photo.jpg, or a
+numbered sequence of them, such as in-%05d.png. A file is written under a
+temporary name, OUTPUT.RANDOM.part, and renamed when it is complete.
 
 Output:
       --output-dir DIR        process several inputs, each in its own process,
@@ -130,6 +131,7 @@ run at once and discards the unfinished OUTPUT.
 
 Examples:
   cmhost in.mp4 out.mp4
+  cmhost in-%05d.png out-%05d.png
   cmhost --crf 16 --preset slow in.mov out.mkv
   cmhost --preview look.png@100 --frames 101 in.mkv null:
   cmhost --hash - in.mkv null: > frames.md5

@@ -83,7 +83,7 @@ int mark(const Options& options, Report& report) {
   Output output(options);
   Module module(options.module, options.moduleTimeout);
 
-  FrameSource frames(input, options);
+  FrameSource frames(input, options, output.storedSamples(input.codec()));
   const FramePtr like = emptyFrameLike(frames.first());
   std::optional<Pipeline> pipeline(std::in_place, input, frames, module,
                                    Pipeline::Mode{options.keepPartial, options.compare});

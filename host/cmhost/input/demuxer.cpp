@@ -9,6 +9,7 @@ extern "C" {
 #include "host/cmhost/support/dictionary.h"
 #include "host/cmhost/support/failure.h"
 #include "host/cmhost/support/memory_cap.h"
+#include "host/cmhost/support/picture_names.h"
 
 namespace cmhost {
 
@@ -84,10 +85,16 @@ InputFormatPtr openDemuxer(InputFile& file, References& references, const Option
   context->max_streams = mostStreams;
   context->interrupt_callback = {isInterrupted, &file};
   references.guard(*context);
+  const bool readsSequence = options.inputFormat.empty() && isSequence(options.input);
+  if (readsSequence) {
+    context->pb = nullptr;  // this demuxer opens each file itself
+    references.allowSequence(*context, options.input);
+  }
   Dictionary dictionary(options.inputOptions);
   error = av_opt_set_dict(context.get(), dictionary.entries());
   if (error < 0) return nullptr;
-  const AVInputFormat* const demuxer = options.inputFormat.empty()
+  const AVInputFormat* const demuxer = readsSequence ? av_find_input_format("image2")
+                                       : options.inputFormat.empty()
                                            ? demuxerByContent(file, *context, error)
                                            : demuxerByName(options.inputFormat);
   if (error < 0) return nullptr;

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstdlib>
 #include <cstring>
 #include <iterator>
 #include <utility>
@@ -25,10 +26,18 @@ std::vector<AVStream*> videosOf(const AVFormatContext& format) {
   return videos;
 }
 
+// The number of the first file of a sequence.
+int firstNumber(const Options& options) {
+  int number = 0;
+  for (const auto& [key, value] : options.inputOptions)
+    if (key == "start_number") number = std::atoi(value.c_str());
+  return number;
+}
+
 }  // namespace
 
 Input::Input(const Options& options)
-    : file_(options.input),
+    : file_(options.input, firstNumber(options)),
       references_(file_.name(), options.references),
       memory_(file_.name(), options.maxPixels),
       integrity_(file_),

@@ -40,6 +40,9 @@ class Input {
   /// Describes the input for the output. Call it after the first frame.
   Source source();
 
+  /// The codec of the video stream.
+  AVCodecID codec() const { return video_->codecpar->codec_id; }
+
   const std::string& name() const { return file_.name(); }
 
   /// Size in bytes; of a pipe, the number of bytes read so far.

@@ -15,14 +15,17 @@ extern "C" {
 #include "host/cmhost/input/integrity/file_structure.h"
 #include "host/cmhost/support/failure.h"
 #include "host/cmhost/support/interruption.h"
+#include "host/cmhost/support/picture_names.h"
 
 namespace cmhost {
 
 namespace {
 
 // Without O_NONBLOCK, opening a named pipe waits for a writer and cannot be interrupted here.
-FileDescriptor openForReading(const std::string& path) {
-  if (path != "-") return FileDescriptor(::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
+FileDescriptor openForReading(const std::string& path, int firstNumber) {
+  if (path != "-")
+    return FileDescriptor(
+        ::open(firstOf(path, firstNumber).c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
   if (::isatty(STDIN_FILENO) != 0)
     throw Failure("standard input is a terminal; pipe a video into it", exitUsage);
   return FileDescriptor(::fcntl(STDIN_FILENO, F_DUPFD_CLOEXEC, 3));
@@ -30,8 +33,8 @@ FileDescriptor openForReading(const std::string& path) {
 
 }  // namespace
 
-InputFile::InputFile(const std::string& path)
-    : name_(path == "-" ? "standard input" : path), file_(openForReading(path)) {
+InputFile::InputFile(const std::string& path, int firstNumber)
+    : name_(path == "-" ? "standard input" : path), file_(openForReading(path, firstNumber)) {
   if (file_.number() < 0) throw Failure(name_ + ": cannot open: " + systemText(errno));
   if (path != "-" && std::filesystem::is_directory(path))
     throw Failure(name_ + ": is a directory; give the name of a video file");

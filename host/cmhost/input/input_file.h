@@ -13,8 +13,9 @@ namespace cmhost {
 /// read; this and all later reads then fail with `AVERROR_EXIT`.
 class InputFile {
  public:
-  /// Opens `path`; "-" is standard input. Throws `Failure`.
-  explicit InputFile(const std::string& path);
+  /// Opens `path`; "-" is standard input, and of a sequence, its first file is opened. It
+  /// starts at `firstNumber` or a little later, see `firstOf`. Throws `Failure`.
+  explicit InputFile(const std::string& path, int firstNumber = 0);
 
   InputFile(const InputFile&) = delete;
   InputFile& operator=(const InputFile&) = delete;

@@ -18,6 +18,7 @@ extern "C" {
 
 #include "host/cmhost/support/av_log.h"
 #include "host/cmhost/support/failure.h"
+#include "host/cmhost/support/picture_names.h"
 
 namespace cmhost {
 
@@ -140,6 +141,13 @@ void References::guard(AVFormatContext& format) {
   if (av_opt_set(&format, "protocol_whitelist", protocols(allowed_), 0) < 0) throw std::bad_alloc();
 }
 
+void References::allowSequence(AVFormatContext& format, std::string numberedName) {
+  sequence_ = std::move(numberedName);
+  if (allowed_ == AllowedReferences::none &&
+      av_opt_set(&format, "protocol_whitelist", "file", 0) < 0)
+    throw std::bad_alloc();
+}
+
 void References::checkStreams(const AVFormatContext& format) const {
   if (allowed_ != AllowedReferences::none) return;
   for (unsigned int i = 0; i < format.nb_streams; ++i)
@@ -167,6 +175,8 @@ int References::open(AVFormatContext* format, AVIOContext** io, const char* url,
   // Nested contexts created by a demuxer are limited by the protocol whitelist only.
   if (self == nullptr) return openAllowed(format, io, url, flags, options);
 
+  if (!self->sequence_.empty() && isOneOf(self->sequence_, url))
+    return openAllowed(format, io, url, flags, options);
   if (self->allowed_ == AllowedReferences::none && isMissingFile(url)) return AVERROR(ENOENT);
   if (std::string refusal = self->refusal(*format, url); !refusal.empty()) {
     self->keepFailure(std::move(refusal));

@@ -23,6 +23,10 @@ class References {
   /// object must outlive `format`.
   void guard(AVFormatContext& format);
 
+  /// Allows the files of a sequence, which the user has named by a numbered name. Call it after
+  /// `guard`.
+  void allowSequence(AVFormatContext& format, std::string numberedName);
+
   /// Throws `Failure` if the decoder of a stream may open files.
   void checkStreams(const AVFormatContext& format) const;
 
@@ -41,6 +45,7 @@ class References {
   std::string input_;
   AllowedReferences allowed_;
   bool playlist_ = false;  ///< the file consists of references
+  std::string sequence_;   ///< the numbered name; empty: no sequence
   std::string failure_;    ///< the first one
 };
 

@@ -13,6 +13,7 @@ extern "C" {
 #include "host/cmhost/output/encoder_choice.h"
 #include "host/cmhost/output/encoder_defaults.h"
 #include "host/cmhost/output/frame_rate.h"
+#include "host/cmhost/output/still_pictures.h"
 #include "host/cmhost/support/av_log.h"
 #include "host/cmhost/support/dictionary.h"
 #include "host/cmhost/support/failure.h"
@@ -40,6 +41,16 @@ bool keepsAnyTime(const AVOutputFormat& container) {
          av_match_name(container.name, "mov,mp4,3gp,3g2,ipod,psp,ismv,f4v") != 0;
 }
 
+// A still JPEG has the quality of ffmpeg's -q 2, whatever its size. A bit rate does not fit it.
+void setPictureQuality(const Options& options, Dictionary& dictionary) {
+  const bool isStill = isStillOutput(options.output, options.outputFormat);
+  if (!isStill || stillCodec(options.output) != AV_CODEC_ID_MJPEG || !options.encoder.empty() ||
+      options.crf || options.bitrate > 0 || !options.encoderOptions.empty())
+    return;
+  dictionary.set("flags", "+qscale");
+  dictionary.set("global_quality", std::to_string(2 * FF_QP2LAMBDA).c_str());
+}
+
 }  // namespace
 
 Encoder::Encoder(const Options& options, const Source& source, const AVFrame& first,
@@ -51,8 +62,9 @@ Encoder::Encoder(const Options& options, const Source& source, const AVFrame& fi
   codec_ = &chooseEncoder(options, muxer.container(), source.video.codecpar->codec_id);
   Dictionary dictionary;
   setEncoderOptions(*codec_, options, std::min(first.width, first.height), dictionary);
+  setPictureQuality(options, dictionary);
   encoder_ = orThrow<CodecPtr>(avcodec_alloc_context3(codec_));
-  input_.emplace(*codec_, layout, first);
+  input_.emplace(*codec_, layout, first, !dictionary.value("strict").empty());
   input_->describe(*encoder_);
   encoder_->thread_count = threadsFor(
       av_image_get_buffer_size(encoder_->pix_fmt, first.width, first.height, 1), options.threads);

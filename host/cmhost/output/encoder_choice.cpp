@@ -6,6 +6,7 @@ extern "C" {
 
 #include <string>
 
+#include "host/cmhost/output/still_pictures.h"
 #include "host/cmhost/support/failure.h"
 
 namespace cmhost {
@@ -93,8 +94,10 @@ bool holds(const AVOutputFormat& container, AVCodecID codec, int compliance) {
 const AVCodec& chooseEncoder(const Options& options, const AVOutputFormat& container,
                              AVCodecID from) {
   const std::string& name = options.encoder;
-  const AVCodec* const codec = name.empty() ? defaultEncoder(container, from, options.lossless)
-                                            : avcodec_find_encoder_by_name(name.c_str());
+  const bool isStill = isStillOutput(options.output, options.outputFormat);
+  const AVCodec* const codec = !name.empty() ? avcodec_find_encoder_by_name(name.c_str())
+                               : isStill     ? avcodec_find_encoder(stillCodec(options.output))
+                                             : defaultEncoder(container, from, options.lossless);
   if (codec == nullptr && name.empty())
     throw Failure(std::string("the container '") + container.name +
                       "' has no default video encoder; choose one with --encoder",

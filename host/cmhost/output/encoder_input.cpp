@@ -15,10 +15,10 @@ namespace cmhost {
 
 namespace {
 
-// The forms of 8-bit RGB, by preference; alpha is opaque.
+// The forms of RGB, by preference; alpha is opaque. GIF has only the last one, with 256 colours.
 constexpr AVPixelFormat rgbFormats[] = {AV_PIX_FMT_RGB24, AV_PIX_FMT_BGR24, AV_PIX_FMT_GBRP,
                                         AV_PIX_FMT_BGR0,  AV_PIX_FMT_RGBA,  AV_PIX_FMT_BGRA,
-                                        AV_PIX_FMT_ARGB,  AV_PIX_FMT_ABGR};
+                                        AV_PIX_FMT_ARGB,  AV_PIX_FMT_ABGR,  AV_PIX_FMT_BGR8};
 
 // The first format of `formats`, terminated by `AV_PIX_FMT_NONE`, for which `matches` is true.
 template <typename Predicate>
@@ -96,14 +96,16 @@ bool EncoderInput::storesRgb(const AVCodec& codec) {
 }
 
 bool EncoderInput::storesFullRange(const AVCodec& codec) {
+  if (codec.id == AV_CODEC_ID_MJPEG) return true;
   const AVPixelFormat* const formats = pixelFormatsOf(codec);
   return formats != nullptr && find(formats, isPlanar) != AV_PIX_FMT_NONE &&
          find(formats, isLimited) == AV_PIX_FMT_NONE;
 }
 
-EncoderInput::EncoderInput(const AVCodec& codec, const PictureLayout& layout, const AVFrame& first)
+EncoderInput::EncoderInput(const AVCodec& codec, const PictureLayout& layout, const AVFrame& first,
+                           bool keepsRange)
     : like_(emptyFrameLike(first)),
-      format_(chooseFormat(codec, layout)),
+      format_(chooseFormat(codec, layout, keepsRange)),
       needsPadding_(!readsPictureOnly(codec.id)) {
   repacks_ = !isPlanar(format_) && layoutOfSamples(format_) != nullptr;
   const bool expands = format_ == layout.fullRangePixelFormat && !isFullRange(first);
@@ -116,11 +118,14 @@ EncoderInput::EncoderInput(const AVCodec& codec, const PictureLayout& layout, co
   if (expands) like_->color_range = AVCOL_RANGE_JPEG;
 }
 
-AVPixelFormat EncoderInput::chooseFormat(const AVCodec& codec, const PictureLayout& layout) const {
+AVPixelFormat EncoderInput::chooseFormat(const AVCodec& codec, const PictureLayout& layout,
+                                         bool keepsRange) const {
   const AVPixelFormat* const formats = pixelFormatsOf(codec);
   if (formats == nullptr) return layout.pixelFormat;
   const bool hasTwin = has(formats, layout.fullRangePixelFormat);
-  if (like_->color_range == AVCOL_RANGE_JPEG && hasTwin) return layout.fullRangePixelFormat;
+  const bool isFull = like_->color_range == AVCOL_RANGE_JPEG;
+  if (hasTwin && (isFull || (storesFullRange(codec) && !keepsRange)))
+    return layout.fullRangePixelFormat;
   if (has(formats, layout.pixelFormat)) return layout.pixelFormat;
   if (hasTwin) return layout.fullRangePixelFormat;
   const AVPixelFormat packed = interleavedFormatOf(layout, formats);

@@ -15,7 +15,9 @@ class EncoderInput {
  public:
   /// Chooses the format for frames like `first`, which have this layout. Throws `Failure` if the
   /// encoder supports none.
-  EncoderInput(const AVCodec& codec, const PictureLayout& layout, const AVFrame& first);
+  /// With `keepsRange`, limited range is not expanded where the codec has it as an extension.
+  EncoderInput(const AVCodec& codec, const PictureLayout& layout, const AVFrame& first,
+               bool keepsRange = false);
 
   /// Sets size, pixel format and colour tags of the encoder.
   void describe(AVCodecContext& encoder) const;
@@ -26,11 +28,13 @@ class EncoderInput {
   /// Whether the codec stores RGB only.
   static bool storesRgb(const AVCodec& codec);
 
-  /// Whether the codec stores full-range video only.
+  /// Whether the codec stores full-range video only. Limited range is a non-standard extension of
+  /// JPEG.
   static bool storesFullRange(const AVCodec& codec);
 
  private:
-  AVPixelFormat chooseFormat(const AVCodec& codec, const PictureLayout& layout) const;
+  AVPixelFormat chooseFormat(const AVCodec& codec, const PictureLayout& layout,
+                             bool keepsRange) const;
 
   FramePtr like_;  ///< without pixel data
   AVPixelFormat format_;

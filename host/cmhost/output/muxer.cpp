@@ -6,6 +6,7 @@ extern "C" {
 
 #include <algorithm>
 #include <cstring>
+#include <utility>
 
 #include "host/cmhost/output/chapters.h"
 #include "host/cmhost/output/muxer_options.h"
@@ -18,6 +19,7 @@ extern "C" {
 #include "host/cmhost/support/dictionary.h"
 #include "host/cmhost/support/failure.h"
 #include "host/cmhost/support/messages.h"
+#include "host/cmhost/support/picture_names.h"
 
 namespace cmhost {
 
@@ -38,7 +40,8 @@ const AVOutputFormat& chooseContainer(const OutputFile& file, const std::string&
     throw Failure("--output-format: unknown container '" + name + "'", exitUsage);
   if ((format->flags & AVFMT_NOFILE) != 0)
     throw Failure(file.name() + ": the container '" + format->name +
-                      "' does not write a single file; choose another with --output-format",
+                      "' does not write a single file; write one that does, such as out.mp4 or "
+                      "out.ts, or choose another with --output-format",
                   exitUsage);
   return *format;
 }
@@ -103,8 +106,16 @@ OutputFormatPtr allocate(const AVOutputFormat& container, const std::string& nam
 }  // namespace
 
 Muxer::Muxer(OutputFile& file, const std::string& formatName)
+    : Muxer(file, chooseContainer(file, formatName)) {}
+
+Muxer::Muxer(OutputFile& file, const AVOutputFormat& stills, std::string output)
+    : Muxer(file, stills) {
+  stills_ = std::move(output);
+}
+
+Muxer::Muxer(OutputFile& file, const AVOutputFormat& container)
     : file_(file),
-      format_(allocate(chooseContainer(file, formatName), file.name())),
+      format_(allocate(container, file.name())),
       others_(*format_, [this](AVPacket& packet) { write(packet); }) {
   format_->pb = file.io();
   format_->opaque = &file;
@@ -189,7 +200,19 @@ void Muxer::writeVideo(AVPacket& packet, AVRational timeBase) {
   if (duration <= 0 && video_->avg_frame_rate.num > 0)
     duration = av_rescale_q(1, av_inv_q(video_->avg_frame_rate), video_->time_base);
   videoEnd_ = std::max(videoEnd_, packet.pts + duration);
+  if (!stills_.empty()) beginPicture();
   write(packet);
+}
+
+void Muxer::beginPicture() {
+  if (pictures_++ == 0) return;
+  const std::string next = numberedName(stills_, pictures_);
+  if (next == stills_)
+    throw Failure(stills_ +
+                  ": this is a file of one picture and the input has more; write a sequence with a "
+                  "numbered name, such as out-%05d.png, or one picture with --frames 1");
+  file_.continueIn(next);
+  format_->pb = file_.io();
 }
 
 void Muxer::writeOther(const AVPacket& packet) { others_.add(packet); }

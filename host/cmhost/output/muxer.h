@@ -21,6 +21,10 @@ class Muxer {
   /// Throws `Failure`.
   Muxer(OutputFile& file, const std::string& formatName);
 
+  /// Writes each video packet, a still picture, to the next file of `output` if this is a numbered
+  /// name. Otherwise, only one picture may be written.
+  Muxer(OutputFile& file, const AVOutputFormat& stills, std::string output);
+
   const AVOutputFormat& container() const { return *format_->oformat; }
 
   /// Adds the stream of the encoded video. Its frame rate, aspect ratio and colour tags come from
@@ -52,10 +56,14 @@ class Muxer {
   static int openAgain(AVFormatContext* format, AVIOContext** io, const char* url, int flags,
                        AVDictionary** options);
   static int closeAgain(AVFormatContext* format, AVIOContext* io);
+  Muxer(OutputFile& file, const AVOutputFormat& container);
+  void beginPicture();
   void write(AVPacket& packet);
   void check(int result, const char* what);
 
   OutputFile& file_;
+  std::string stills_;  ///< the name of all still pictures; empty for other outputs
+  int pictures_ = 0;    ///< written or being written
   OutputFormatPtr format_;
   AVStream* video_ = nullptr;
   OtherStreams others_;

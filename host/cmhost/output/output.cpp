@@ -3,9 +3,12 @@
 #include <filesystem>
 #include <utility>
 
+#include "host/cmhost/output/encoder_choice.h"
+#include "host/cmhost/output/still_pictures.h"
 #include "host/cmhost/picture/side_by_side.h"
 #include "host/cmhost/support/failure.h"
 #include "host/cmhost/support/messages.h"
+#include "host/cmhost/support/picture_names.h"
 
 namespace cmhost {
 
@@ -13,6 +16,8 @@ namespace {
 
 void refuseInput(const Options& options, const std::string& path, const char* what) {
   std::error_code ignored;
+  if (isNumbered(path) && path == options.input)
+    throw Failure(std::string("INPUT and ") + what + " are the same files, " + path, exitUsage);
   if (std::filesystem::equivalent(options.input, path, ignored))
     throw Failure(std::string("INPUT and ") + what + " are the same file, " + options.input,
                   exitUsage);
@@ -29,10 +34,7 @@ Output::Output(const Options& options) : options_(options) {
   const OutputFile::Mode extraMode = {options.overwrite, false, options.synchronise};
   if (!options.toNowhere()) {
     if (!options.toStandardOutput()) refuseInput(options, options.output, "OUTPUT");
-    file_ = std::make_unique<OutputFile>(options.output, mode);
-    muxer_ = std::make_unique<Muxer>(
-        *file_, options.outputFormat.empty() && options.toStandardOutput() ? "yuv4mpegpipe"
-                                                                           : options.outputFormat);
+    openVideo(mode);
   }
   if (!options.preview.empty()) {
     refuseInput(options, options.preview, "--preview");
@@ -46,6 +48,24 @@ Output::Output(const Options& options) : options_(options) {
     if (preview_ != nullptr)
       refuseSamePlace(preview_->file(), digests_->file(), "--preview and --hash");
   }
+}
+
+void Output::openVideo(OutputFile::Mode mode) {
+  const std::string& path = options_.output;
+  if (isStillOutput(path, options_.outputFormat)) {
+    file_ = std::make_unique<OutputFile>(numberedName(path, 1), mode);
+    muxer_ = std::make_unique<Muxer>(*file_, stillContainer(), path);
+    return;
+  }
+  file_ = std::make_unique<OutputFile>(path, mode);
+  const bool isPipe = options_.outputFormat.empty() && options_.toStandardOutput();
+  muxer_ = std::make_unique<Muxer>(*file_, isPipe ? "yuv4mpegpipe" : options_.outputFormat);
+}
+
+StoredSamples Output::storedSamples(AVCodecID from) const {
+  if (muxer_ == nullptr) return {};
+  const AVCodec& codec = chooseEncoder(options_, muxer_->container(), from);
+  return {EncoderInput::storesRgb(codec), EncoderInput::storesFullRange(codec)};
 }
 
 const std::string& Output::name() const {

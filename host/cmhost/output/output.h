@@ -13,6 +13,7 @@
 #include "host/cmhost/output/muxer.h"
 #include "host/cmhost/output/output_file.h"
 #include "host/cmhost/output/preview.h"
+#include "host/cmhost/picture/frame_preparation.h"
 #include "host/cmhost/source.h"
 
 namespace cmhost {
@@ -24,6 +25,10 @@ class Output {
   /// Opens the files first, so that a file that cannot be written fails before any work is done.
   /// Throws `Failure`.
   explicit Output(const Options& options);
+
+  /// How the encoder stores the samples of a source with the codec `from`. Throws `Failure` if
+  /// there is no encoder.
+  StoredSamples storedSamples(AVCodecID from) const;
 
   /// Opens the encoder for frames like `first` and writes the container's header. Throws `Failure`.
   void start(const Source& source, const AVFrame& first, const PictureLayout& layout);
@@ -80,6 +85,7 @@ class Output {
   const std::string& name() const;
 
  private:
+  void openVideo(OutputFile::Mode mode);
   void startVideo(const Source& source, const AVFrame& first, const PictureLayout& layout);
 
   const Options& options_;

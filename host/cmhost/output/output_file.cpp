@@ -193,6 +193,15 @@ void OutputFile::finish() {
   if (!file_.close()) failWriting(name_, errno);
 }
 
+void OutputFile::continueIn(const std::string& path) {
+  finish();
+  put();
+  staged_.reset();
+  name_ = path;
+  openPlace(path);
+  io_ = newWriter(this, &OutputFile::write, staged_ ? &OutputFile::seek : nullptr);
+}
+
 void OutputFile::put() {
   if (!staged_) return;
   staged_->put(mode_.overwrite);

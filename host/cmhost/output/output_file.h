@@ -62,6 +62,10 @@ class OutputFile {
   /// Renames the finished file to its final name. Throws `Failure`.
   void put();
 
+  /// Completes a regular file and renames it, and opens another one for what follows, with a new
+  /// `io`. Throws `Failure`.
+  void continueIn(const std::string& path);
+
   /// The temporary name that remains if this object is destroyed without `put`; empty if nothing
   /// remains.
   std::string partialName() const;

@@ -40,19 +40,20 @@ int bitsOf(AVPixelFormat format) { return av_pix_fmt_desc_get(format)->comp[0].d
 }  // namespace
 
 FramePreparation::FramePreparation(std::string input, const AVStream& stream, const AVFrame& first,
-                                   const Options& options)
+                                   const Options& options, StoredSamples stored)
     : input_(std::move(input)),
       stream_(stream),
       turns_(options.rotate),
       displayMatrix_(displayMatrixOf(stream, first)),
       orientation_(orientationOf(first)) {
   const auto format = static_cast<AVPixelFormat>(first.format);
-  layout_ = &chooseLayout(format, options);
+  layout_ = &chooseLayout(first, options, stored);
   turnsIn_ = &layoutToTurn(format, options);
   losesBits_ = bitsOf(format) > 8;
   warnOfLosses(first);
   if (exactLayoutOf(format) != turnsIn_)
-    before_ = std::make_unique<LayoutConverter>(first, *turnsIn_);
+    before_ =
+        std::make_unique<LayoutConverter>(first, *turnsIn_, stored.asRgb || stored.inFullRange);
   if (turnsIn_ != layout_) {
     const FramePtr like = emptyFrameLike(first);
     std::swap(like->width, like->height);
@@ -62,11 +63,19 @@ FramePreparation::FramePreparation(std::string input, const AVStream& stream, co
   if (!orientation_.isUpright()) displayMatrix_.reset();
 }
 
-const PictureLayout& FramePreparation::chooseLayout(AVPixelFormat format,
-                                                    const Options& options) const {
+const PictureLayout& FramePreparation::chooseLayout(const AVFrame& first, const Options& options,
+                                                    StoredSamples stored) const {
+  const auto format = static_cast<AVPixelFormat>(first.format);
   if (options.convert) return *layoutOfFourcc(*options.convert);
   if (const PictureLayout* const exact = exactLayoutOf(format)) return *exact;
+  const bool returnsToRgb = stored.asRgb && isRgb(format) && bitsOf(format) <= 8;
+  if (returnsToRgb && (options.convertAsNeeded || !isTransparent(first))) return fullChroma();
   if (options.convertAsNeeded) return layoutForPlayers();
+  if (returnsToRgb)
+    throw Failure(
+        input_ +
+        ": the picture is transparent, and marked pictures are opaque; use --convert auto "
+        "to drop its alpha channel");
   throw Failure(input_ + ": the pixel format " + av_get_pix_fmt_name(format) +
                 " is not supported by the module (8-bit planar 4:2:0, 4:2:2 or 4:4:4 only); " +
                 hintFor(format));

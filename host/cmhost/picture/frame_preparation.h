@@ -12,16 +12,23 @@
 
 namespace cmhost {
 
+/// How an output stores the samples.
+struct StoredSamples {
+  bool asRgb = false;        ///< as RGB only
+  bool inFullRange = false;  ///< in full range only
+};
+
 /// Brings decoded frames into the form in which they are marked: in a layout of the module and, if
 /// the options do not exclude it, turned as players show them. Samples change only by a conversion
 /// that the user allows. Not thread-safe.
 class FramePreparation {
  public:
-  /// Prepares for frames like `first` of this stream; `input` names the file in messages. Prints
-  /// warnings about what is lost. Throws `Failure` if the frames need a conversion that the options
-  /// do not allow.
+  /// Prepares for frames like `first` of this stream; `input` names the file in messages. RGB that
+  /// is stored as RGB again becomes 4:4:4 in full range without a conversion being asked for.
+  /// Prints warnings about what is lost. Throws `Failure` if the frames need a conversion that the
+  /// options do not allow.
   FramePreparation(std::string input, const AVStream& stream, const AVFrame& first,
-                   const Options& options);
+                   const Options& options, StoredSamples stored = {});
 
   /// The layout of all prepared frames.
   const PictureLayout& layout() const { return *layout_; }
@@ -44,7 +51,8 @@ class FramePreparation {
   bool losesBits() const { return losesBits_; }
 
  private:
-  const PictureLayout& chooseLayout(AVPixelFormat format, const Options& options) const;
+  const PictureLayout& chooseLayout(const AVFrame& first, const Options& options,
+                                    StoredSamples stored) const;
   const PictureLayout& layoutToTurn(AVPixelFormat format, const Options& options);
   Orientation orientationOf(const AVFrame& decoded) const;
   void warnOfLosses(const AVFrame& first) const;

@@ -2,14 +2,25 @@
 
 namespace cmhost {
 
-LayoutConverter::LayoutConverter(const AVFrame& like, const PictureLayout& layout)
-    : layout_(layout), format_(like, layout.pixelFormat) {}
+namespace {
+
+AVPixelFormat targetFor(const AVFrame& like, const PictureLayout& layout, bool rgbToFullRange) {
+  const bool toFullRange = rgbToFullRange && isRgb(static_cast<AVPixelFormat>(like.format));
+  return toFullRange ? layout.fullRangePixelFormat : layout.pixelFormat;
+}
+
+}  // namespace
+
+LayoutConverter::LayoutConverter(const AVFrame& like, const PictureLayout& layout,
+                                 bool rgbToFullRange)
+    : layout_(layout), format_(like, targetFor(like, layout, rgbToFullRange)) {}
 
 FramePtr LayoutConverter::convert(const AVFrame& frame) {
   FramePtr result = format_.convert(frame);
   if (isRgb(static_cast<AVPixelFormat>(frame.format))) {
     result->colorspace = usualMatrix(frame.height);
-    result->color_range = AVCOL_RANGE_MPEG;
+    const bool isFull = result->format == layout_.fullRangePixelFormat;
+    result->color_range = isFull ? AVCOL_RANGE_JPEG : AVCOL_RANGE_MPEG;
   } else if (isFullRange(frame)) {
     result->color_range = AVCOL_RANGE_JPEG;
   }

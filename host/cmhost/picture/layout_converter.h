@@ -7,11 +7,12 @@
 namespace cmhost {
 
 /// Converts frames to a layout that modules support. Size and range do not change. RGB frames get
-/// the default matrix for their size, limited range, and the matching tags.
+/// the default matrix for their size, limited range or, on request, full range, and the matching
+/// tags.
 class LayoutConverter {
  public:
   /// Prepares conversion of frames like `like`. Throws `Failure`.
-  LayoutConverter(const AVFrame& like, const PictureLayout& layout);
+  LayoutConverter(const AVFrame& like, const PictureLayout& layout, bool rgbToFullRange = false);
 
   /// Returns a new frame with the properties of `frame`.
   FramePtr convert(const AVFrame& frame);
