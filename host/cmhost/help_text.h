@@ -14,8 +14,10 @@ where OUTPUT's container does not support them, converted.
 INPUT is a video file, or '-' for standard input. OUTPUT is the file to write
 (its extension selects the container), '-' for standard output, or 'null:' to
 discard the video. Both may be a still picture, such as photo.jpg, or a
-numbered sequence of them, such as in-%05d.png. A file is written under a
-temporary name, OUTPUT.RANDOM.part, and renamed when it is complete.
+numbered sequence of them, such as in-%05d.png; or network addresses: http,
+https, rtmp, rtmps, rtp, srt, tcp or udp. OUTPUT may be an HLS playlist, such
+as live.m3u8. A file is written under a temporary name, OUTPUT.RANDOM.part,
+and renamed when it is complete.
 
 Output:
       --output-dir DIR        process several inputs, each in its own process,

@@ -39,6 +39,7 @@ Json objectOf(const ProgressLine& line) {
   object["fps"] = static_cast<double>(line.frames) / elapsed;
   object["speed"] = line.seconds / elapsed;
   object["damage"] = line.damage;
+  if (line.late >= 0) object["late"] = line.late;
   return object;
 }
 
@@ -84,8 +85,8 @@ void Progress::show(const State& state) {
   if (!onTerminal_ && now < nextLine_ && (asJson_ || state.frames != expected_)) return;
   while (nextLine_ <= now) nextLine_ += 1;
   if (asJson_) {
-    printProgressLine(
-        {"progress", input_, state.frames, expected_, state.seconds, now, state.damage});
+    printProgressLine({"progress", input_, state.frames, expected_, state.seconds, now,
+                       state.damage, state.late});
     return;
   }
   const std::string text = progressText(state.frames, expected_, now);

@@ -21,6 +21,7 @@ struct ProgressLine {
   double seconds;         ///< of the video
   double elapsed;         ///< seconds since the start
   std::int64_t damage;    ///< number of errors concealed
+  std::int64_t late;      ///< number of late frames; -1 unless the run is live
 };
 
 /// How a run has ended; `error` is empty unless it has failed.
@@ -42,6 +43,7 @@ class Progress {
     std::int64_t frames;
     double seconds;       ///< of the video
     std::int64_t damage;  ///< number of errors concealed
+    std::int64_t late;    ///< number of late frames; -1 unless the run is live
   };
 
   /// `expected` is the total number of frames, 0 when unknown.

@@ -134,6 +134,7 @@ struct Report::Content {
   std::int64_t frames = 0;
   std::int64_t expected = 0;
   double seconds = 0;  ///< of the video
+  std::int64_t late = -1;
 };
 
 Report::Report(const Options& options) : options_(options), content_(std::make_unique<Content>()) {
@@ -153,13 +154,14 @@ void Report::take(Input& input, Output& output) {
   content_->frames = output.frames();
   content_->expected = input.expectedFrames();
   content_->seconds = output.seconds();
+  content_->late = output.lateFrames();
 }
 
 void Report::write(int status, const std::string& error) {
   const std::chrono::duration<double> took = Clock::now() - content_->begin;
   if (options_.progress == ProgressMode::json)
     printProgressLine({"end", options_.input, content_->frames, content_->expected,
-                       content_->seconds, took.count(), content_->damage["count"]},
+                       content_->seconds, took.count(), content_->damage["count"], content_->late},
                       {status, error});
   if (file_ == nullptr) return;
   Json report = {
@@ -172,6 +174,7 @@ void Report::write(int status, const std::string& error) {
   report["frames"] = content_->frames;
   report["duration"] = content_->seconds;
   if (!content_->framesMd5.empty()) report["frames_md5"] = content_->framesMd5;
+  if (content_->late >= 0) report["frames_late"] = content_->late;
   report["damage"] = content_->damage;
   report["streams_left_out"] = content_->leftOut;
   report["warnings"] = printedWarnings();

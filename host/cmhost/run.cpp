@@ -36,7 +36,9 @@ void printSummary(const Output& output, const Pipeline::Shares& busy, double sec
             " fps) to " + output.description() + "; busy: reading " +
             std::to_string(percent(busy.reading)) + "%, module " +
             std::to_string(percent(busy.component)) + "%, writing " +
-            std::to_string(percent(busy.writing)) + "%" + leftOutText(output));
+            std::to_string(percent(busy.writing)) + "%" +
+            (output.lateFrames() > 0 ? "; late: " + framesText(output.lateFrames()) : "") +
+            leftOutText(output));
 }
 
 void warnOfMissingFrames(const Module& module, const Pipeline& pipeline) {
@@ -63,7 +65,8 @@ class Watch {
       : progress_(progress), input_(input), output_(output), quiet_(quiet) {}
 
   void operator()() {
-    progress_.show({output_.frames(), output_.seconds(), input_.damage().count()});
+    progress_.show(
+        {output_.frames(), output_.seconds(), input_.damage().count(), output_.lateFrames()});
     if (interruption::received() != 0 && !said_ && !quiet_)
       printNote("interrupted: finishing frames in flight; press Ctrl-C again to exit now");
     said_ = interruption::received() != 0;

@@ -37,6 +37,7 @@ bool beginsAsPlaylist(AVIOContext& io) {
 
 // The demuxer of image sequences would use the input's name as a pattern and open other files.
 const AVInputFormat* demuxerByContent(InputFile& file, const AVFormatContext& format, int& error) {
+  if (file.io() == nullptr) return av_find_input_format("rtp");  // it opens the address itself
   const AVInputFormat* demuxer = nullptr;
   error = av_probe_input_buffer2(file.io(), &demuxer, file.name().c_str(), nullptr, 0,
                                  static_cast<unsigned int>(format.format_probesize));
@@ -85,12 +86,13 @@ InputFormatPtr openDemuxer(InputFile& file, References& references, const Option
   context->max_streams = mostStreams;
   context->interrupt_callback = {isInterrupted, &file};
   references.guard(*context);
-  const bool readsSequence = options.inputFormat.empty() && isSequence(options.input);
+  const bool readsSequence =
+      options.inputFormat.empty() && !file.isNetwork() && isSequence(options.input);
   if (readsSequence) {
     context->pb = nullptr;  // this demuxer opens each file itself
     references.allowSequence(*context, options.input);
   }
-  Dictionary dictionary(options.inputOptions);
+  Dictionary dictionary(file.demuxerOptions());
   error = av_opt_set_dict(context.get(), dictionary.entries());
   if (error < 0) return nullptr;
   const AVInputFormat* const demuxer = readsSequence ? av_find_input_format("image2")
@@ -98,7 +100,7 @@ InputFormatPtr openDemuxer(InputFile& file, References& references, const Option
                                            ? demuxerByContent(file, *context, error)
                                            : demuxerByName(options.inputFormat);
   if (error < 0) return nullptr;
-  references.check(*demuxer, *file.io());
+  if (file.io() != nullptr) references.check(*demuxer, *file.io());
   followReferences(dictionary, *demuxer, options.references);
 
   const MemoryCap cap(openingGibibytes << 30);

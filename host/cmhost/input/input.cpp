@@ -37,7 +37,7 @@ int firstNumber(const Options& options) {
 }  // namespace
 
 Input::Input(const Options& options)
-    : file_(options.input, firstNumber(options)),
+    : file_(options.input, options.inputOptions, firstNumber(options)),
       references_(file_.name(), options.references),
       memory_(file_.name(), options.maxPixels),
       integrity_(file_),
@@ -172,12 +172,12 @@ void Input::feedDecoder() {
     references_.checkOpened();
     const bool endsWhileGrowing = file_.endsWhileGrowing();
     if (result == AVERROR_EOF || (result < 0 && endsWhileGrowing)) {
-      if (file_.io()->error < 0) meetDamage(avErrorReason(file_.io()->error));
+      if (file_.io() != nullptr && file_.io()->error < 0) endEarly(file_.io()->error);
       sendToDecoder(nullptr);
       return;
     }
     if (result < 0) {
-      meetDamage(references_.withHint(avErrorReason(result)));
+      endEarly(result);
       sendToDecoder(nullptr);
       return;
     }
@@ -211,6 +211,14 @@ void Input::meetDamage(const std::string& what) {
   if (!conceals_) failDamaged(what);
   const auto next = static_cast<double>(nextPts_);
   damage_.add({decodedFrames_, next * av_q2d(video_->time_base), what});
+}
+
+void Input::endEarly(int error) {
+  const std::string reason = references_.withHint(avErrorReason(error));
+  if (!file_.isLive() || decodedFrames_ == 0)
+    meetDamage(reason);
+  else if (!file_.interrupted())
+    printWarning(name() + ": the stream has ended: " + reason);
 }
 
 void Input::meetIf(const std::string& damage) {
@@ -276,6 +284,7 @@ void Input::beginAt(std::int64_t pts) {
 
 // A truncated file may end without an error.
 void Input::checkComplete() {
+  meetIf(file_.missingFromNetwork());
   meetIf(integrity_.missing(!part_.startsLater()));
   if (const std::int64_t left = integrity_.picturesBeforeFirst();
       left > 0 && !part_.startsLater() && !beginning_.wasSkipped())

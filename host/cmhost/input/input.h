@@ -78,6 +78,7 @@ class Input {
   void stopReading();
   void meetDamage(const std::string& what);
   void skipOrMeet(const std::string& what);
+  void endEarly(int error);
   void meetIf(const std::string& damage);
   void passOn();
   void passOnRest();

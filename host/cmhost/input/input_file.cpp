@@ -33,8 +33,15 @@ FileDescriptor openForReading(const std::string& path, int firstNumber) {
 
 }  // namespace
 
-InputFile::InputFile(const std::string& path, int firstNumber)
-    : name_(path == "-" ? "standard input" : path), file_(openForReading(path, firstNumber)) {
+InputFile::InputFile(const std::string& path, const Options::KeyValues& options, int firstNumber)
+    : name_(path == "-" ? "standard input" : path), demuxerOptions_(options) {
+  if (isNetwork()) {
+    if (schemeOf(name_) == "rtp") return;
+    network_ = std::make_unique<NetworkIo>(name_, AVIO_FLAG_READ, options);
+    demuxerOptions_ = network_->unused();
+    return;
+  }
+  file_ = openForReading(path, firstNumber);
   if (file_.number() < 0) throw Failure(name_ + ": cannot open: " + systemText(errno));
   if (path != "-" && std::filesystem::is_directory(path))
     throw Failure(name_ + ": is a directory; give the name of a video file");
@@ -44,6 +51,7 @@ InputFile::InputFile(const std::string& path, int firstNumber)
 }
 
 std::int64_t InputFile::size() const {
+  if (isNetwork()) return -1;
   if (!seekable()) return passed_.size();
   return end_ >= 0 ? end_ : size_;
 }
@@ -73,9 +81,17 @@ std::int64_t InputFile::declaredSize() const {
   return cmhost::declaredSize(FileBytes(file_.number(), size()));
 }
 
+// A server may close the connection early, which is no error in HTTP/1.0.
+std::string InputFile::missingFromNetwork() const {
+  if (network_ == nullptr || network_->io()->eof_reached == 0) return "";
+  const std::int64_t missing = avio_size(network_->io()) - avio_tell(network_->io());
+  return missing > 0 ? std::to_string(missing) + " bytes are missing at the end" : "";
+}
+
 void InputFile::interrupt() {
   interrupted_ = true;
   interruption_.raise();
+  if (network_ != nullptr) network_->interrupt();
 }
 
 bool InputFile::interrupted() const { return interrupted_ || interruption::received() != 0; }

@@ -2,9 +2,12 @@
 
 #include <atomic>
 #include <cstdint>
+#include <memory>
 #include <string>
 
 #include "host/cmhost/input/integrity/byte_source.h"
+#include "host/cmhost/network/network_io.h"
+#include "host/cmhost/options.h"
 #include "host/cmhost/support/file_io.h"
 
 namespace cmhost {
@@ -13,18 +16,31 @@ namespace cmhost {
 /// read; this and all later reads then fail with `AVERROR_EXIT`.
 class InputFile {
  public:
-  /// Opens `path`; "-" is standard input, and of a sequence, its first file is opened. It
-  /// starts at `firstNumber` or a little later, see `firstOf`. Throws `Failure`.
-  explicit InputFile(const std::string& path, int firstNumber = 0);
+  /// Opens a file or a network address; "-" is standard input, and of a sequence, its first file is
+  /// opened. It starts at `firstNumber` or a little later, see `firstOf`. `options` are those of
+  /// the demuxer and of the network protocol. Throws `Failure`.
+  explicit InputFile(const std::string& path, const Options::KeyValues& options = {},
+                     int firstNumber = 0);
 
   InputFile(const InputFile&) = delete;
   InputFile& operator=(const InputFile&) = delete;
 
-  AVIOContext* io() { return io_.get(); }
+  /// Null if the demuxer opens the network address itself.
+  AVIOContext* io() { return network_ != nullptr ? network_->io() : io_.get(); }
+
+  /// The options for the demuxer.
+  const Options::KeyValues& demuxerOptions() const { return demuxerOptions_; }
+
+  /// Whether the sender of a live stream may end it at any time. The protocols report this as an
+  /// error.
+  bool isLive() const { return isNetwork() && schemeOf(name_).rfind("http", 0) != 0; }
+
+  bool isNetwork() const { return isNetworkAddress(name_); }
 
   /// The name used in messages.
   const std::string& name() const { return name_; }
 
+  /// Whether it is a regular file.
   bool seekable() const { return size_ >= 0; }
 
   /// Size in bytes. For a file, up to the end that was found while reading; for a pipe, the number
@@ -46,6 +62,10 @@ class InputFile {
 
   /// The size declared by the container, see `file_structure.h`; -1 when unknown.
   std::int64_t declaredSize() const;
+
+  /// Describes what is missing at the end of a network address whose size is known; empty when
+  /// nothing is.
+  std::string missingFromNetwork() const;
 
   /// Stops reading. Any thread.
   void interrupt();
@@ -69,6 +89,8 @@ class InputFile {
   bool keepsEnd_ = false;
   PassedBytes passed_;  ///< data read from a pipe
   IoPtr io_;
+  Options::KeyValues demuxerOptions_;
+  std::unique_ptr<NetworkIo> network_;  ///< null for files and pipes
 };
 
 }  // namespace cmhost

@@ -16,6 +16,7 @@ extern "C" {
 #include <utility>
 #include <vector>
 
+#include "host/cmhost/network/network_io.h"
 #include "host/cmhost/support/av_log.h"
 #include "host/cmhost/support/failure.h"
 #include "host/cmhost/support/picture_names.h"
@@ -125,20 +126,32 @@ References::References(std::string input, AllowedReferences allowed)
 void References::check(const AVInputFormat& demuxer, AVIOContext& io) {
   const ReachingDemuxer* const reaching = reachingDemuxer(demuxer.name);
   playlist_ = reaching != nullptr;
-  if (reaching == nullptr || (reaching->needs && *reaching->needs <= allowed_)) return;
+  if (reaching == nullptr) return;
+  const AllowedReferences least =
+      isNetworkAddress(input_) ? AllowedReferences::network : AllowedReferences::none;
+  if (reaching->needs && std::max(*reaching->needs, least) <= allowed_) return;
   const std::string what = input_ + ": the file is " + reaching->kind + " (" + demuxer.name + ")";
   if (!reaching->needs) throw Failure(what + "; scripts are never run");
   const std::string reference = firstReference(*reaching, io);
-  const AllowedReferences needed = std::max(*reaching->needs, neededFor(reference));
+  const AllowedReferences needed = std::max({least, *reaching->needs, neededFor(reference)});
   throw Failure(what + (reference.empty() ? "" : " and refers to " + quoted(reference)) + "; " +
                 howToAllow(needed));
+}
+
+// Files from the network must not refer to local ones.
+std::string References::protocols() const {
+  if (!isNetworkAddress(input_)) return cmhost::protocols(allowed_);
+  if (allowed_ == AllowedReferences::network)
+    return "crypto,data,http,https,httpproxy,tcp,tls,udp,rtp,srtp";
+  return schemeOf(input_) == "rtp" ? protocolsFor(input_)
+                                   : cmhost::protocols(AllowedReferences::none);
 }
 
 void References::guard(AVFormatContext& format) {
   format.opaque = this;
   openAllowed = format.io_open;
   format.io_open = &References::open;
-  if (av_opt_set(&format, "protocol_whitelist", protocols(allowed_), 0) < 0) throw std::bad_alloc();
+  if (av_opt_set(&format, "protocol_whitelist", protocols().c_str(), 0) < 0) throw std::bad_alloc();
 }
 
 void References::allowSequence(AVFormatContext& format, std::string numberedName) {

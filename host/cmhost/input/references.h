@@ -40,6 +40,7 @@ class References {
   static int open(AVFormatContext* format, AVIOContext** io, const char* url, int flags,
                   AVDictionary** options);
   std::string refusal(const AVFormatContext& format, const char* url) const;
+  std::string protocols() const;
   void keepFailure(std::string failure);
 
   std::string input_;

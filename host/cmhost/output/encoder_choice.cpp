@@ -31,6 +31,7 @@ constexpr ContainerCodec keptCodecs[] = {
 constexpr ContainerCodec ownCodecs[] = {
     {"nut", AV_CODEC_ID_RAWVIDEO},
     {"mpeg", AV_CODEC_ID_MPEG2VIDEO},
+    {"flv,rtp_mpegts", AV_CODEC_ID_H264},
 };
 
 constexpr ContainerCodec losslessCodecs[] = {

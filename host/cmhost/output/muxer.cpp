@@ -38,7 +38,7 @@ const AVOutputFormat& chooseContainer(const OutputFile& file, const std::string&
         exitUsage);
   if (format == nullptr)
     throw Failure("--output-format: unknown container '" + name + "'", exitUsage);
-  if ((format->flags & AVFMT_NOFILE) != 0)
+  if ((format->flags & AVFMT_NOFILE) != 0 && !file.isPlaylist())
     throw Failure(file.name() + ": the container '" + format->name +
                       "' does not write a single file; write one that does, such as out.mp4 or "
                       "out.ts, or choose another with --output-format",
@@ -105,8 +105,13 @@ OutputFormatPtr allocate(const AVOutputFormat& container, const std::string& nam
 
 }  // namespace
 
-Muxer::Muxer(OutputFile& file, const std::string& formatName)
-    : Muxer(file, chooseContainer(file, formatName)) {}
+Muxer::Muxer(OutputFile& file, const std::string& formatName, const std::string& input)
+    : Muxer(file, chooseContainer(file, formatName)) {
+  if (!file.isPlaylist()) return;
+  playlist_ = std::make_unique<Playlist>(file, input);
+  format_->opaque = playlist_.get();
+  format_->io_open = &Muxer::openPiece;
+}
 
 Muxer::Muxer(OutputFile& file, const AVOutputFormat& stills, std::string output)
     : Muxer(file, stills) {
@@ -117,13 +122,14 @@ Muxer::Muxer(OutputFile& file, const AVOutputFormat& container)
     : file_(file),
       format_(allocate(container, file.name())),
       others_(*format_, [this](AVPacket& packet) { write(packet); }) {
+  format_->flags |= AVFMT_FLAG_BITEXACT;  // equal runs write equal bytes
+  if (file.isPlaylist()) return;
   format_->pb = file.io();
   format_->opaque = &file;
   format_->io_open = &Muxer::openAgain;
   format_->io_close2 = &Muxer::closeAgain;
-  format_->flags |= AVFMT_FLAG_BITEXACT;  // equal runs write equal bytes
   // The reader of a pipe gets each packet at once; a file is written in larger blocks.
-  if (file.io()->seekable != 0) format_->flush_packets = 0;
+  if (isSeekable()) format_->flush_packets = 0;
 }
 
 // To move the index to the front, the muxer of MP4 reads what it has written. It must not open any
@@ -134,6 +140,11 @@ int Muxer::openAgain(AVFormatContext* format, AVIOContext** io, const char* url,
     return refuseToOpen(format, io, url, flags, options);
   *io = static_cast<OutputFile*>(format->opaque)->openReader();
   return *io != nullptr ? 0 : AVERROR(EPERM);
+}
+
+int Muxer::openPiece(AVFormatContext* format, AVIOContext** io, const char* url, int flags,
+                     AVDictionary** options) {
+  return static_cast<Playlist*>(format->opaque)->open(format, io, url, flags, options);
 }
 
 int Muxer::closeAgain(AVFormatContext* format, AVIOContext* /*io*/) {
@@ -163,7 +174,7 @@ void Muxer::addVideo(const AVCodecContext& encoder, AVRational timeBase, const S
   shiftTimeCode(source, video_->metadata);
   shiftTimeCode(source, format_->metadata);
   copyChapters(source, *format_);
-  cutsChapters_ = source.mayEndEarly && storesChaptersLast(container(), file_.io()->seekable != 0);
+  cutsChapters_ = source.mayEndEarly && storesChaptersLast(container(), isSeekable());
 }
 
 void Muxer::addOthers(const Source& source, const Options& options) {
@@ -172,6 +183,7 @@ void Muxer::addOthers(const Source& source, const Options& options) {
 
 void Muxer::check(int result, const char* what) {
   file_.check();  // the system's error is more precise than the muxer's
+  if (playlist_ != nullptr) playlist_->check();
   if (result < 0)
     throw Failure(file_.name() + ": cannot write " + what + " (container '" + container().name +
                   "'): " + avErrorReason(result));
@@ -179,7 +191,8 @@ void Muxer::check(int result, const char* what) {
 
 void Muxer::start(const Options::KeyValues& options) {
   Dictionary dictionary;
-  setMuxerOptions(container(), file_.io()->seekable != 0, options, dictionary);
+  setMuxerOptions(container(), isSeekable(), options, dictionary);
+  if (playlist_ != nullptr) playlist_->setOptions(dictionary);
   const unsigned int chapters = format_->nb_chapters;
   if (cutsChapters_) format_->nb_chapters = 0;  // for the trailer
   int result = avformat_init_output(format_.get(), dictionary.entries());

@@ -1,12 +1,14 @@
 #pragma once
 
 #include <cstdint>
+#include <memory>
 #include <mutex>
 #include <string>
 #include <vector>
 
 #include "host/cmhost/options.h"
 #include "host/cmhost/output/output_file.h"
+#include "host/cmhost/output/playlist.h"
 #include "host/cmhost/output/streams/other_streams.h"
 #include "host/cmhost/source.h"
 #include "host/cmhost/support/av.h"
@@ -19,7 +21,8 @@ class Muxer {
  public:
   /// Selects the container by `formatName` or, if that is empty, by the extension of the file.
   /// Throws `Failure`.
-  Muxer(OutputFile& file, const std::string& formatName);
+  /// The pieces of a playlist do not replace `input`.
+  Muxer(OutputFile& file, const std::string& formatName, const std::string& input);
 
   /// Writes each video packet, a still picture, to the next file of `output` if this is a numbered
   /// name. Otherwise, only one picture may be written.
@@ -58,12 +61,16 @@ class Muxer {
   static int closeAgain(AVFormatContext* format, AVIOContext* io);
   Muxer(OutputFile& file, const AVOutputFormat& container);
   void beginPicture();
+  static int openPiece(AVFormatContext* format, AVIOContext** io, const char* url, int flags,
+                       AVDictionary** options);
+  bool isSeekable() const { return file_.io() != nullptr && file_.io()->seekable != 0; }
   void write(AVPacket& packet);
   void check(int result, const char* what);
 
   OutputFile& file_;
-  std::string stills_;  ///< the name of all still pictures; empty for other outputs
-  int pictures_ = 0;    ///< written or being written
+  std::string stills_;                  ///< the name of all still pictures; empty for other outputs
+  int pictures_ = 0;                    ///< written or being written
+  std::unique_ptr<Playlist> playlist_;  ///< null for other containers
   OutputFormatPtr format_;
   AVStream* video_ = nullptr;
   OtherStreams others_;

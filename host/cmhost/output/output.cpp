@@ -1,5 +1,6 @@
 #include "host/cmhost/output/output.h"
 
+#include <chrono>
 #include <filesystem>
 #include <utility>
 
@@ -27,6 +28,17 @@ void refuseSamePlace(const OutputFile& one, const OutputFile& other, const std::
   if (one.isSamePlace(other)) throw Failure(what + " are the same file, " + one.name(), exitUsage);
 }
 
+// The container of an output without a file name; empty if the name decides.
+std::string usualContainer(const std::string& output) {
+  if (output == "-") return "yuv4mpegpipe";
+  const std::string scheme = schemeOf(output);
+  if (scheme.rfind("rtmp", 0) == 0) return "flv";
+  if (scheme == "rtp") return "rtp_mpegts";
+  const bool isNamed =
+      scheme.rfind("http", 0) == 0 && av_guess_format(nullptr, output.c_str(), nullptr) != nullptr;
+  return scheme.empty() || isNamed ? "" : "mpegts";
+}
+
 }  // namespace
 
 Output::Output(const Options& options) : options_(options) {
@@ -36,6 +48,7 @@ Output::Output(const Options& options) : options_(options) {
     if (!options.toStandardOutput()) refuseInput(options, options.output, "OUTPUT");
     openVideo(mode);
   }
+  if (isNetworkAddress(options.input) || isNetworkAddress(options.output)) lateFrames_ = 0;
   if (!options.preview.empty()) {
     refuseInput(options, options.preview, "--preview");
     preview_ = std::make_unique<Preview>(options.preview, extraMode);
@@ -52,14 +65,20 @@ Output::Output(const Options& options) : options_(options) {
 
 void Output::openVideo(OutputFile::Mode mode) {
   const std::string& path = options_.output;
-  if (isStillOutput(path, options_.outputFormat)) {
+  if (!isNetworkAddress(path) && isStillOutput(path, options_.outputFormat)) {
     file_ = std::make_unique<OutputFile>(numberedName(path, 1), mode);
     muxer_ = std::make_unique<Muxer>(*file_, stillContainer(), path);
     return;
   }
-  file_ = std::make_unique<OutputFile>(path, mode);
-  const bool isPipe = options_.outputFormat.empty() && options_.toStandardOutput();
-  muxer_ = std::make_unique<Muxer>(*file_, isPipe ? "yuv4mpegpipe" : options_.outputFormat);
+  if (isNetworkAddress(path))
+    file_ = std::make_unique<OutputFile>(path, options_.muxerOptions);
+  else if (Playlist::isNamed(path, options_.outputFormat))
+    file_ = std::make_unique<OutputFile>(path, mode, OutputFile::Playlist());
+  else
+    file_ = std::make_unique<OutputFile>(path, mode);
+  const std::string container =
+      options_.outputFormat.empty() ? usualContainer(path) : options_.outputFormat;
+  muxer_ = std::make_unique<Muxer>(*file_, container, options_.input);
 }
 
 StoredSamples Output::storedSamples(AVCodecID from) const {
@@ -100,7 +119,7 @@ void Output::startVideo(const Source& source, const AVFrame& first, const Pictur
   if (options_.compare) like->width = sideBySideWidth(first.width);
   encoder_ = std::make_unique<Encoder>(options_, source, *like, layout, *muxer_);
   muxer_->addOthers(source, options_);
-  muxer_->start(options_.muxerOptions);
+  muxer_->start(file_->isNetwork() ? file_->muxerOptions() : options_.muxerOptions);
   started_ = true;
 }
 
@@ -110,6 +129,10 @@ void Output::put(FramePtr marked, const AVFrame& original) {
   if (frames_ == 0) firstPts_ = marked->pts;
   const double end = static_cast<double>(marked->pts - firstPts_ + durationOf(*marked));
   seconds_ = end * av_q2d(timeBase_);
+  if (lateFrames_ >= 0) {
+    late_.add(LateFrames::Seconds(seconds_), std::chrono::steady_clock::now().time_since_epoch());
+    lateFrames_ = late_.count();
+  }
   if (options_.compare) marked = sideBySide(original, *marked, *layout_);
   if (preview_ != nullptr && frames_ == options_.previewFrame) preview_->write(*marked);
   if (encoder_ != nullptr) encoder_->encode(std::move(marked));

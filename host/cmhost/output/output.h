@@ -6,6 +6,7 @@
 #include <string>
 #include <vector>
 
+#include "host/cmhost/network/late_frames.h"
 #include "host/cmhost/options.h"
 #include "host/cmhost/output/encoder.h"
 #include "host/cmhost/output/frame_digest.h"
@@ -75,6 +76,10 @@ class Output {
   /// Indexes of the input's streams that are not in the output.
   std::vector<int> streamsLeftOut() const;
 
+  /// The number of late frames if input or output is a network address, see `LateFrames`;
+  /// otherwise -1. Any thread.
+  std::int64_t lateFrames() const { return lateFrames_; }
+
   /// Computed for --report: the MD5 of all marked frames as raw video, and the content of the
   /// committed file.
   std::string framesMd5();
@@ -104,6 +109,8 @@ class Output {
   bool finished_ = false;  ///< the video is complete
   std::atomic<std::int64_t> frames_{0};
   std::atomic<double> seconds_{0};
+  LateFrames late_;
+  std::atomic<std::int64_t> lateFrames_{-1};
 };
 
 }  // namespace cmhost

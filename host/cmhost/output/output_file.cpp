@@ -18,6 +18,7 @@ extern "C" {
 
 #include "host/cmhost/output/md5.h"
 #include "host/cmhost/output/standard_output.h"
+#include "host/cmhost/support/av_log.h"
 #include "host/cmhost/support/failure.h"
 
 namespace cmhost {
@@ -54,6 +55,17 @@ OutputFile::OutputFile(const std::string& path, Mode mode) : name_(path), mode_(
     openPlace(path);
     io_ = newWriter(this, &OutputFile::write, staged_ ? &OutputFile::seek : nullptr);
   }
+}
+
+OutputFile::OutputFile(const std::string& address, const Options::KeyValues& options)
+    : name_(address),
+      mode_{},
+      network_(std::make_unique<NetworkIo>(address, AVIO_FLAG_WRITE, options)) {}
+
+OutputFile::OutputFile(const std::string& path, Mode mode, Playlist /*playlist*/)
+    : name_(path), mode_(mode) {
+  if (::access(path.c_str(), F_OK) == 0 && !mode.overwrite)
+    throw Failure(path + ": file exists; use --overwrite to replace it");
 }
 
 void OutputFile::openPlace(const std::string& path) {
@@ -154,11 +166,14 @@ std::int64_t OutputFile::seekReader(void* self, std::int64_t offset, int whence)
 
 void OutputFile::abandon() {
   isAbandoned_ = true;
+  if (network_ != nullptr) network_->interrupt();
   abandoned_.raise();
 }
 
 void OutputFile::check() const {
   if (writeError_ != 0) failWriting(name_, writeError_);
+  if (network_ != nullptr && network_->io()->error < 0)
+    throw Failure(name_ + ": cannot write: " + avErrorReason(network_->io()->error));
 }
 
 void OutputFile::checkReader() const {
@@ -168,9 +183,9 @@ void OutputFile::checkReader() const {
 }
 
 OutputFile::Content OutputFile::content() {
+  if (!staged_) return {};
   avio_flush(io_.get());
   check();
-  if (!staged_) return {};
   Md5 sum;
   Content content;
   std::vector<std::uint8_t> part(1 << 20);
@@ -187,6 +202,14 @@ OutputFile::Content OutputFile::content() {
 }
 
 void OutputFile::finish() {
+  if (network_ != nullptr) {
+    avio_flush(network_->io());
+    check();
+    const int result = network_->close();
+    if (result < 0) throw Failure(name_ + ": cannot write: " + avErrorReason(result));
+    return;
+  }
+  if (io_ == nullptr) return;
   avio_flush(io_.get());
   check();
   if (mode_.synchronise && !synchronise(file_.number())) failWriting(name_, errno);

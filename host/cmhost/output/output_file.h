@@ -2,9 +2,12 @@
 
 #include <atomic>
 #include <cstdint>
+#include <memory>
 #include <optional>
 #include <string>
 
+#include "host/cmhost/network/network_io.h"
+#include "host/cmhost/options.h"
 #include "host/cmhost/output/staged_file.h"
 #include "host/cmhost/support/file_io.h"
 
@@ -25,10 +28,24 @@ class OutputFile {
   /// also when an existing regular file must not be replaced.
   OutputFile(const std::string& path, Mode mode);
 
+  /// Connects to a network address. `options` are those of the protocol and of the muxer.
+  OutputFile(const std::string& address, const Options::KeyValues& options);
+
+  /// A playlist, which the muxer writes itself with its pieces; `io` is null. Throws `Failure` when
+  /// an existing one must not be replaced.
+  struct Playlist {};
+  OutputFile(const std::string& path, Mode mode, Playlist playlist);
+
+  /// The options that the network protocol does not know.
+  const Options::KeyValues& muxerOptions() const { return network_->unused(); }
+  bool isPlaylist() const { return network_ == nullptr && io_ == nullptr; }
+  bool isNetwork() const { return network_ != nullptr; }
+  const Mode& mode() const { return mode_; }
+
   OutputFile(const OutputFile&) = delete;
   OutputFile& operator=(const OutputFile&) = delete;
 
-  AVIOContext* io() { return io_.get(); }
+  AVIOContext* io() { return network_ != nullptr ? network_->io() : io_.get(); }
 
   /// The name used in messages.
   const std::string& name() const { return name_; }
@@ -95,6 +112,7 @@ class OutputFile {
   Event abandoned_;
   std::atomic<bool> isAbandoned_{false};
   IoPtr io_;
+  std::unique_ptr<NetworkIo> network_;  ///< null for files and pipes
   IoPtr reader_;
   std::int64_t readerPosition_ = 0;
 };

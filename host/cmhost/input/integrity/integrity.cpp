@@ -45,6 +45,7 @@ bool isHarmless(const AvLogLine& line) {
       "read_timestamp",            // failed search for the duration of an unfinished file
       "error opening alias",       // time code in another file
       "chapter track not found",   // chapters dropped by a copy
+      "Stream ends prematurely",   // the connection is opened again; a failure is returned
       "mmco: unref short failure"  // a reference frame that is no longer needed is missing
   };
   return std::any_of(std::begin(texts), std::end(texts), [&line](const char* text) {

@@ -1,5 +1,9 @@
 #include "host/cmhost/output/streams/container_support.h"
 
+extern "C" {
+#include <libavutil/avstring.h>
+}
+
 #include <algorithm>
 #include <cstring>
 #include <iterator>
@@ -55,8 +59,11 @@ bool supports(const AVOutputFormat& container, const AVCodecParameters& paramete
 bool acceptsHeaderWith(const AVFormatContext& format,
                        const std::function<void(AVFormatContext& copy)>& add) {
   AVFormatContext* copy = nullptr;
-  if (avformat_alloc_output_context2(&copy, format.oformat, nullptr, nullptr) < 0)
-    throw std::bad_alloc();
+  // These write transport streams, but their headers need files or a connection.
+  const bool isWrapped = av_match_name(format.oformat->name, "hls,rtp_mpegts") != 0;
+  const AVOutputFormat* const tried =
+      isWrapped ? av_guess_format("mpegts", nullptr, nullptr) : format.oformat;
+  if (avformat_alloc_output_context2(&copy, tried, nullptr, nullptr) < 0) throw std::bad_alloc();
   const OutputFormatPtr owner(copy);
   copy->io_open = refuseToOpen;
   for (unsigned int i = 0; i < format.nb_streams; ++i) {
