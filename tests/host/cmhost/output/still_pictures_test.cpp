@@ -132,7 +132,7 @@ TEST_F(StillPictures, OneFileHoldsOnePicture) {
                        "sequence with a numbered name, such as out-%05d.png");
   EXPECT_EQ(folder.names(), std::vector<std::string>{"in.mp4"});
   expectDone(mark({"--frames", "1", "in.mp4", "out.png"}));
-  program::expectError(mark({"in.mp4", "out.m3u8"}), 2, "such as out.mp4 or out.ts");
+  program::expectError(mark({"in.mp4", "out.mpd"}), 2, "such as out.mp4 or out.ts");
 }
 
 TEST_F(StillPictures, GifIsWritten) {
