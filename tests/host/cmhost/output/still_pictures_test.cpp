@@ -12,7 +12,7 @@ class StillPictures : public testing::Test {
  protected:
   void make(const std::string& words) { program::ffmpeg(folder.path(), words); }
 
-  program::Result mark(std::vector<std::string> arguments) {
+  program::Result mark(const std::vector<std::string>& arguments) {
     return program::run(folder.path(), arguments);
   }
 
