@@ -60,6 +60,7 @@ ChildRun::ChildRun(std::string name, const std::vector<std::string>& arguments)
   PipeEnds messages = newPipe();
   PipeEnds results = newPipe();
   std::vector<char*> words;
+  words.reserve(arguments.size() + 1);
   for (const std::string& argument : arguments)
     words.push_back(const_cast<char*>(argument.c_str()));
   words.push_back(nullptr);

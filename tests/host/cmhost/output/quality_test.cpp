@@ -270,10 +270,11 @@ TEST_F(Quality, ListedDefaultsAreThoseInUse) {
     std::string encoder;
     words >> container >> encoder;
     const std::string output = "out." + container;
+    const std::string summary = std::string(output).append(" (").append(encoder).append(" in ");
     const program::Result result =
         program::run(folder.path(), {"--overwrite", "--frames", "3", "in.mkv", output});
     ASSERT_EQ(result.exitCode, 0) << output << result.err;
-    EXPECT_NE(result.err.find(output + " (" + encoder + " in "), std::string::npos) << result.err;
+    EXPECT_NE(result.err.find(summary), std::string::npos) << result.err;
   }
   EXPECT_GE(count, 12);
 }
