@@ -42,13 +42,6 @@ class OtherStreams : public testing::Test {
     return all;
   }
 
-  std::string lastLine() const {
-    const std::string all = last.messages();
-    const std::size_t end = all.find_last_not_of('\n');
-    const std::size_t begin = all.rfind('\n', end);
-    return all.substr(begin == std::string::npos ? 0 : begin + 1);
-  }
-
   bool says(const std::string& text) const { return last.err.find(text) != std::string::npos; }
 
   // Subtitles that are pictures.
@@ -88,8 +81,8 @@ TEST_F(OtherStreams, OneVideoIsMarkedAndTheOthersAreLeftOut) {
   run({"in.mkv", "out.mkv"});
   EXPECT_EQ(widths("out.mkv"), "160\n");
   EXPECT_TRUE(says("warning: stream 1 (video, mpeg4) is not copied: only one video")) << last.err;
-  EXPECT_NE(lastLine().find("25 frames"), std::string::npos) << last.err;
-  EXPECT_NE(lastLine().find("; left out: stream 1 (video, mpeg4)\n"), std::string::npos)
+  EXPECT_NE(last.lastMessage().find("25 frames"), std::string::npos) << last.err;
+  EXPECT_NE(last.lastMessage().find("; left out: stream 1 (video, mpeg4)\n"), std::string::npos)
       << last.err;
   run({"--video", "0", "in.mkv", "out.mkv"});
   EXPECT_EQ(widths("out.mkv"), "160\n");
@@ -129,7 +122,7 @@ TEST_F(OtherStreams, StrictRunsFailBeforeAFrameIsWritten) {
       says("warning: stream 1 (subtitle, hdmv_pgs_subtitle) is not copied: the container "
            "'mp4' does not support it"))
       << last.err;
-  EXPECT_NE(lastLine().find("; left out: stream 1 (subtitle, hdmv_pgs_subtitle)\n"),
+  EXPECT_NE(last.lastMessage().find("; left out: stream 1 (subtitle, hdmv_pgs_subtitle)\n"),
             std::string::npos)
       << last.err;
   runAny({"--strict", "in.mkv", "strict.mp4"});
@@ -145,7 +138,7 @@ TEST_F(OtherStreams, StrictRunsLeaveOutWhatIsAskedFor) {
   runAny({"--strict", "in.mkv", "out.mkv"});
   program::expectError(last, 1, "--strict: the output would lack stream 1 (video, mpeg4)");
   run({"--strict", "--video", "0", "--audio", "none", "in.mkv", "out.mkv"});
-  EXPECT_NE(lastLine().find("; left out: stream 1 (video, mpeg4), stream 2 (audio, "),
+  EXPECT_NE(last.lastMessage().find("; left out: stream 1 (video, mpeg4), stream 2 (audio, "),
             std::string::npos)
       << last.err;
 }
@@ -153,9 +146,11 @@ TEST_F(OtherStreams, StrictRunsLeaveOutWhatIsAskedFor) {
 TEST_F(OtherStreams, SoundIsNotLostWithoutAWordOnTheLastLine) {
   write(std::string(small) + sine + "-t 1 -c:v mpeg4 in.mkv");
   run({"in.mkv", "out.y4m"});
-  EXPECT_NE(lastLine().find("; left out: stream 1 (audio, "), std::string::npos) << last.err;
+  EXPECT_NE(last.lastMessage().find("; left out: stream 1 (audio, "), std::string::npos)
+      << last.err;
   run({"--quiet", "in.mkv", "out.y4m"});
-  EXPECT_NE(lastLine().find("warning: out.y4m: left out: stream 1 (audio, "), std::string::npos)
+  EXPECT_NE(last.lastMessage().find("warning: out.y4m: left out: stream 1 (audio, "),
+            std::string::npos)
       << last.err;
 }
 
@@ -171,7 +166,8 @@ TEST_F(OtherStreams, SoundThatIsFoundTooLateIsReported) {
       says("warning: stream 1 (audio, mp3) is not copied: it was found after the output was "
            "begun"))
       << last.err;
-  EXPECT_NE(lastLine().find("; left out: stream 1 (audio, mp3)\n"), std::string::npos) << last.err;
+  EXPECT_NE(last.lastMessage().find("; left out: stream 1 (audio, mp3)\n"), std::string::npos)
+      << last.err;
   runAny({"--strict", "in.flv", "strict.mkv"});
   program::expectError(last, 1, "--strict: stream 1 (audio, mp3) is not copied");
 }
@@ -179,7 +175,7 @@ TEST_F(OtherStreams, SoundThatIsFoundTooLateIsReported) {
 TEST_F(OtherStreams, SoundWithoutPacketsIsReported) {
   write(std::string(small) + sine + "-t 2 -c:v mpeg4 -c:a pcm_s16le -af atrim=start=1.5 in.mov");
   run({"--frames", "2", "in.mov", "out.mov"});
-  EXPECT_NE(lastLine().find("; left out: stream 1 (audio, pcm_s16le), which is empty"),
+  EXPECT_NE(last.lastMessage().find("; left out: stream 1 (audio, pcm_s16le), which is empty"),
             std::string::npos)
       << last.err;
 }

@@ -73,13 +73,6 @@ class Sound : public testing::Test {
       EXPECT_NEAR(found[i], expected[i], tolerance) << name;
   }
 
-  std::string lastLine() const {
-    const std::string all = last.messages();
-    const std::size_t end = all.find_last_not_of('\n');
-    const std::size_t begin = all.rfind('\n', end);
-    return all.substr(begin == std::string::npos ? 0 : begin + 1);
-  }
-
   bool says(const std::string& text) const { return last.err.find(text) != std::string::npos; }
 
   program::Folder folder;
@@ -190,7 +183,8 @@ TEST_F(Sound, IsCopiedByDefaultAndEncodedOrLeftOutOnRequest) {
   run({"--audio", "none", "in.mkv", "out.mp4"});
   EXPECT_EQ(probe("out.mp4", "stream=codec_name"), "");
   EXPECT_FALSE(says("warning")) << last.err;
-  EXPECT_NE(lastLine().find("; left out: stream 1 (audio, aac)"), std::string::npos) << last.err;
+  EXPECT_NE(last.lastMessage().find("; left out: stream 1 (audio, aac)"), std::string::npos)
+      << last.err;
 }
 
 TEST_F(Sound, OfAPartIsThatOfThePart) {
